@@ -1,0 +1,39 @@
+#pragma once
+#include <nlohmann/json.hpp>
+
+#include <filesystem>
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace quillo::AppSupport {
+
+// $XDG_DATA_HOME/quillo (default ~/.local/share/quillo). Read from the
+// environment on every call, so tests can point it elsewhere.
+std::filesystem::path folder();
+std::filesystem::path file(std::string_view name);
+// $XDG_CONFIG_HOME/quillo and $XDG_CACHE_HOME/quillo.
+std::filesystem::path configFolder();
+std::filesystem::path cacheFolder();
+
+// Writes bytes to path through a temporary file that replaces it, creating
+// the parent folders. On failure logs "couldn't save <name>: <why>" and
+// leaves the old file as it was.
+bool writeAtomically(const std::filesystem::path& path, std::string_view bytes, std::string_view name);
+// Encodes value and writes it whole to file(name).
+bool save(const nlohmann::json& value, std::string_view name);
+
+struct ReadResult {
+  enum class Status { missing, ok, unreadable } status = Status::missing;
+  nlohmann::json value;
+  std::string error;
+};
+ReadResult read(const std::filesystem::path& path);
+inline ReadResult read(std::string_view name) { return read(file(name)); }
+
+// Before a store overwrites a file it could not read, the file is moved to
+// "<name>.unreadable" so the user's data is never destroyed silently.
+// Returns the path it was kept as.
+std::optional<std::filesystem::path> keepAside(const std::filesystem::path& path);
+
+}  // namespace quillo::AppSupport

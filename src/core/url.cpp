@@ -1,0 +1,100 @@
+#include "core/url.h"
+
+#include <glib.h>
+
+#include <memory>
+
+namespace quillo {
+namespace {
+std::string str(const char* s) { return s ? std::string(s) : std::string(); }
+std::string lower(std::string s) {
+  for (auto& c : s) c = g_ascii_tolower(c);
+  return s;
+}
+}  // namespace
+
+std::optional<Url> Url::parse(std::string_view text) {
+  std::string s(text);
+  if (s.empty()) return std::nullopt;
+  for (unsigned char c : s)
+    if (c <= 0x20 || c == 0x7f) return std::nullopt;  // no spaces or controls in a URL
+  GError* error = nullptr;
+  GUri* uri = g_uri_parse(s.c_str(), GUriFlags(G_URI_FLAGS_ENCODED | G_URI_FLAGS_NON_DNS), &error);
+  if (!uri) {
+    g_clear_error(&error);
+    return std::nullopt;
+  }
+  Url url;
+  url.text_ = std::move(s);
+  url.scheme_ = lower(str(g_uri_get_scheme(uri)));
+  url.host_ = str(g_uri_get_host(uri));
+  if (url.host_.size() > 2 && url.host_.front() == '[' && url.host_.back() == ']')
+    url.host_ = url.host_.substr(1, url.host_.size() - 2);
+  url.port_ = g_uri_get_port(uri);
+  url.path_ = str(g_uri_get_path(uri));
+  url.hasQuery_ = g_uri_get_query(uri) != nullptr;
+  url.query_ = str(g_uri_get_query(uri));
+  url.hasFragment_ = g_uri_get_fragment(uri) != nullptr;
+  url.fragment_ = str(g_uri_get_fragment(uri));
+  g_uri_unref(uri);
+  if (url.scheme_.empty()) return std::nullopt;
+  return url;
+}
+
+std::optional<std::string> Url::queryItem(std::string_view name) const {
+  if (!hasQuery_) return std::nullopt;
+  GHashTable* params = g_uri_parse_params(query_.c_str(), -1, "&", G_URI_PARAMS_WWW_FORM, nullptr);
+  if (!params) return std::nullopt;
+  std::optional<std::string> result;
+  std::string key(name);
+  if (auto* value = static_cast<const char*>(g_hash_table_lookup(params, key.c_str()))) result = value;
+  g_hash_table_unref(params);
+  return result;
+}
+
+Url Url::withQueryItem(std::string_view name, std::string_view value) const {
+  auto escape = [](std::string_view v) {
+    std::unique_ptr<char, decltype(&g_free)> e(g_uri_escape_string(std::string(v).c_str(), nullptr, FALSE), g_free);
+    return std::string(e.get());
+  };
+  std::string text = scheme_ + "://";
+  GUri* uri = g_uri_parse(text_.c_str(), G_URI_FLAGS_ENCODED, nullptr);
+  if (uri) {
+    std::unique_ptr<char, decltype(&g_free)> base(
+        g_uri_join(G_URI_FLAGS_ENCODED, g_uri_get_scheme(uri), g_uri_get_userinfo(uri), g_uri_get_host(uri),
+                   g_uri_get_port(uri), g_uri_get_path(uri), nullptr, nullptr),
+        g_free);
+    text = base.get();
+    g_uri_unref(uri);
+  }
+  text += "?" + escape(name) + "=" + escape(value);
+  if (hasFragment_) text += "#" + fragment_;
+  return *parse(text);
+}
+
+Url Url::deletingLastPathComponent() const {
+  std::string p = path_;
+  while (p.size() > 1 && p.back() == '/') p.pop_back();
+  auto slash = p.rfind('/');
+  p = slash == std::string::npos ? "/" : p.substr(0, slash + 1);
+  std::unique_ptr<char, decltype(&g_free)> joined(
+      g_uri_join(G_URI_FLAGS_ENCODED, scheme_.c_str(), nullptr, host_.empty() ? (scheme_ == "file" ? "" : nullptr) : host_.c_str(),
+                 port_, p.c_str(), nullptr, nullptr),
+      g_free);
+  auto result = parse(joined.get());
+  return result ? *result : *this;
+}
+
+std::string Url::filePath() const {
+  if (scheme_ != "file") return {};
+  std::unique_ptr<char, decltype(&g_free)> path(g_filename_from_uri(text_.c_str(), nullptr, nullptr), g_free);
+  return path ? std::string(path.get()) : std::string();
+}
+
+std::optional<Url> Url::fromFilePath(std::string_view absolutePath) {
+  std::unique_ptr<char, decltype(&g_free)> uri(g_filename_to_uri(std::string(absolutePath).c_str(), nullptr, nullptr), g_free);
+  if (!uri) return std::nullopt;
+  return parse(uri.get());
+}
+
+}  // namespace quillo

@@ -1,0 +1,43 @@
+#pragma once
+#include <deque>
+#include <map>
+#include <condition_variable>
+#include <mutex>
+
+#include "core/scheduler.h"
+
+namespace quillo::test {
+
+// Virtual time: nothing runs until the test advances the clock.
+class VirtualScheduler final : public Scheduler {
+ public:
+  VirtualScheduler();
+  Clock::time_point now() const override { return now_; }
+  WallTime wallNow() const override { return wallStart_ + (now_ - start_); }
+  void postFromAnyThread(std::function<void()> work) override;
+
+  // Runs everything due now (including work posted by what runs).
+  void runUntilIdle();
+  // Moves the clock forward, running each task at its due time, in order.
+  void advance(Duration by);
+  // Drains work handed over by worker threads, waiting up to `timeout` for
+  // at least `count` of them to arrive.
+  void waitForWorkers(int count = 1, std::chrono::milliseconds timeout = std::chrono::seconds(30));
+  size_t pendingTasks() const { return timers_.size(); }
+  void setWallNow(WallTime t) { wallStart_ = t - (now_ - start_); }
+
+ protected:
+  void schedule(Duration delay, std::shared_ptr<TaskHandle::State> task) override;
+
+ private:
+  bool runNextDue(Clock::time_point limit);
+  Clock::time_point start_, now_;
+  WallTime wallStart_;
+  std::multimap<std::pair<Clock::time_point, uint64_t>, std::shared_ptr<TaskHandle::State>> timers_;
+  uint64_t sequence_ = 0;
+  std::mutex mutex_;
+  std::condition_variable arrived_;
+  std::deque<std::function<void()>> fromWorkers_;
+};
+
+}  // namespace quillo::test
