@@ -6,7 +6,7 @@
 
 namespace quillo {
 namespace {
-std::string str(const char* s) { return s ? std::string(s) : std::string(); }
+std::string cstr(const char* s) { return s ? std::string(s) : std::string(); }
 std::string lower(std::string s) {
   for (auto& c : s) c = g_ascii_tolower(c);
   return s;
@@ -26,16 +26,16 @@ std::optional<Url> Url::parse(std::string_view text) {
   }
   Url url;
   url.text_ = std::move(s);
-  url.scheme_ = lower(str(g_uri_get_scheme(uri)));
-  url.host_ = str(g_uri_get_host(uri));
+  url.scheme_ = lower(cstr(g_uri_get_scheme(uri)));
+  url.host_ = cstr(g_uri_get_host(uri));
   if (url.host_.size() > 2 && url.host_.front() == '[' && url.host_.back() == ']')
     url.host_ = url.host_.substr(1, url.host_.size() - 2);
   url.port_ = g_uri_get_port(uri);
-  url.path_ = str(g_uri_get_path(uri));
+  url.path_ = cstr(g_uri_get_path(uri));
   url.hasQuery_ = g_uri_get_query(uri) != nullptr;
-  url.query_ = str(g_uri_get_query(uri));
+  url.query_ = cstr(g_uri_get_query(uri));
   url.hasFragment_ = g_uri_get_fragment(uri) != nullptr;
-  url.fragment_ = str(g_uri_get_fragment(uri));
+  url.fragment_ = cstr(g_uri_get_fragment(uri));
   g_uri_unref(uri);
   if (url.scheme_.empty()) return std::nullopt;
   return url;

@@ -1,0 +1,5 @@
+#pragma once
+namespace quillo {
+// The program's version, for the user agent and --version.
+const char* version();
+}  // namespace quillo
