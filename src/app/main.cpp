@@ -1,1 +1,23 @@
-int main() { return 0; }
+#include <glib.h>
+
+#include <cstring>
+#include <iostream>
+
+#include "app/gtk/quillo_application.h"
+#include "app/version.h"
+
+int main(int argc, char** argv) {
+  g_set_prgname("quillo");
+  g_set_application_name("Quillo");
+  if (argc > 1 && std::strcmp(argv[1], "--version") == 0) {
+    std::cout << "Quillo " << quillo::version() << "\n";
+    return 0;
+  }
+  if (argc > 1 && (std::strcmp(argv[1], "--help") == 0 || std::strcmp(argv[1], "-h") == 0)) {
+    std::cout << "Usage: quillo [ADDRESS or FILE…]\n"
+                 "  Opens each address or file in the running Quillo, starting it if needed.\n";
+    return 0;
+  }
+  auto app = quillo::QuilloApplication::create();
+  return app->run(argc, argv);
+}

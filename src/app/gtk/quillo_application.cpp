@@ -1,0 +1,86 @@
+#include "app/gtk/quillo_application.h"
+
+#include <glib.h>
+
+#include "chrome/gtk/browser_window.h"
+#include "core/address.h"
+#include "core/log.h"
+#include "page/webkit/webkit_engine.h"
+
+namespace quillo {
+
+Glib::RefPtr<QuilloApplication> QuilloApplication::create() {
+  return Glib::make_refptr_for_instance<QuilloApplication>(new QuilloApplication());
+}
+
+QuilloApplication::QuilloApplication() : Gtk::Application(kID, Gio::Application::Flags::HANDLES_COMMAND_LINE) {}
+
+QuilloApplication::~QuilloApplication() = default;
+
+std::optional<Url> QuilloApplication::resolveArgument(const std::string& argument, const std::string& cwd) {
+  if (auto url = Url::parse(argument)) {
+    const auto& scheme = url->scheme();
+    if (scheme == "http" || scheme == "https" || scheme == "file" || scheme == "about") return url;
+  }
+  // A path to an existing file opens that file; anything else is read as typed.
+  std::string path = g_path_is_absolute(argument.c_str()) ? argument : (cwd.empty() ? argument : cwd + "/" + argument);
+  if (!argument.empty() && g_file_test(path.c_str(), G_FILE_TEST_IS_REGULAR)) {
+    std::unique_ptr<char, decltype(&g_free)> canonical(g_canonicalize_filename(path.c_str(), nullptr), g_free);
+    return Url::fromFilePath(canonical.get());
+  }
+  return Address::url(argument);
+}
+
+void QuilloApplication::on_startup() {
+  Gtk::Application::on_startup();
+  settings_ = std::make_unique<Settings>(Settings::defaultFile());
+  engine_ = std::make_unique<WebKitEngine>();
+  browser_ = std::make_unique<Browser>(*engine_, scheduler_);
+  auto self = Glib::RefPtr<Gtk::Application>(this);
+  self->reference();
+  window_ = std::make_unique<BrowserWindow>(self, *browser_);
+  add_window(*window_);
+  browser_->restoreSession();
+  // Nothing holds the first load back yet; stored block lists settle here.
+  browser_->settleBlockLists();
+}
+
+void QuilloApplication::present() {
+  if (!window_) return;
+  window_->present();
+}
+
+void QuilloApplication::on_activate() { present(); }
+
+int QuilloApplication::on_command_line(const Glib::RefPtr<Gio::ApplicationCommandLine>& commandLine) {
+  int argc = 0;
+  char** argv = commandLine->get_arguments(argc);
+  std::string cwd = commandLine->get_cwd();
+  std::vector<Url> urls;
+  for (int i = 1; i < argc; ++i) {
+    std::string argument = argv[i];
+    if (argument.rfind("--", 0) == 0) continue;  // options are handled before we get here
+    if (auto url = resolveArgument(argument, cwd))
+      urls.push_back(*url);
+    else
+      commandLine->printerr("quillo: nothing to open for \"" + argument + "\"\n");
+  }
+  g_strfreev(argv);
+  if (browser_ && !urls.empty()) browser_->openIncoming(urls);
+  present();
+  return 0;
+}
+
+void QuilloApplication::on_shutdown() {
+  // A save may still be waiting for its debounce: write it now.
+  if (browser_) browser_->saveSession();
+  if (window_) {
+    remove_window(*window_);
+    window_.reset();
+  }
+  browser_.reset();
+  engine_.reset();
+  Gtk::Application::on_shutdown();
+}
+
+}  // namespace quillo

@@ -1,0 +1,44 @@
+#pragma once
+#include <gtkmm.h>
+
+#include <memory>
+
+#include "core/browser.h"
+#include "core/scheduler.h"
+#include "core/settings.h"
+
+namespace quillo {
+
+class BrowserWindow;
+class WebKitEngine;
+
+// The application: one instance per user session over D-Bus. A second
+// `quillo URL…` hands its addresses to the running one and exits.
+class QuilloApplication : public Gtk::Application {
+ public:
+  static constexpr const char* kID = "org.quillo.Quillo";
+  static Glib::RefPtr<QuilloApplication> create();
+  ~QuilloApplication() override;
+
+  // Turns one command-line word into an address: URLs as given, existing
+  // files (relative to the caller's folder) as file URLs, anything else as typed.
+  static std::optional<Url> resolveArgument(const std::string& argument, const std::string& cwd);
+
+ protected:
+  QuilloApplication();
+  void on_startup() override;
+  void on_activate() override;
+  void on_shutdown() override;
+  int on_command_line(const Glib::RefPtr<Gio::ApplicationCommandLine>& commandLine) override;
+
+ private:
+  void present();
+
+  GLibScheduler scheduler_;
+  std::unique_ptr<Settings> settings_;
+  std::unique_ptr<WebKitEngine> engine_;
+  std::unique_ptr<Browser> browser_;
+  std::unique_ptr<BrowserWindow> window_;
+};
+
+}  // namespace quillo

@@ -1,0 +1,44 @@
+#pragma once
+#include <gtkmm.h>
+
+#include <memory>
+
+#include "core/browser.h"
+#include "palette/gtk/address_bar.h"
+
+namespace quillo {
+
+// The one browser window: the bar on top, the current page filling the rest.
+// Every command with a key is an action here ("win.new-tab"), so menus and
+// accelerators share one table.
+class BrowserWindow : public Gtk::ApplicationWindow {
+ public:
+  struct Command {
+    const char* name;
+    const char* title;
+    std::vector<const char*> accels;
+  };
+  // The commands with their titles and keys, in menu order.
+  static const std::vector<Command>& commands();
+
+  BrowserWindow(const Glib::RefPtr<Gtk::Application>& app, Browser& browser);
+  ~BrowserWindow() override;
+
+  AddressBar& addressBar() { return addressBar_; }
+
+ private:
+  void addActions();
+  void showCurrentPage();
+  bool onKeyPressed(guint keyval, guint keycode, Gdk::ModifierType state);
+  void onKeyReleased(guint keyval, guint keycode, Gdk::ModifierType state);
+
+  Browser& browser_;
+  Gtk::Box layout_{Gtk::Orientation::VERTICAL};
+  AddressBar addressBar_;
+  Gtk::Box pageArea_{Gtk::Orientation::HORIZONTAL};
+  Page* shownPage_ = nullptr;
+  GtkWidget* shownWidget_ = nullptr;
+  std::vector<sigc::connection> connections_;
+};
+
+}  // namespace quillo

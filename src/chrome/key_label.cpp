@@ -1,0 +1,14 @@
+#include "chrome/key_label.h"
+
+namespace quillo {
+
+std::string keyLabel(unsigned modifiers, std::string_view key) {
+  std::string label;
+  if (modifiers & kCtrl) label += "Ctrl+";
+  if (modifiers & kAlt) label += "Alt+";
+  if (modifiers & kShift) label += "Shift+";
+  label += key;
+  return label;
+}
+
+}  // namespace quillo

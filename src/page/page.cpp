@@ -1,0 +1,156 @@
+#include "page/page.h"
+
+#include "core/address.h"
+#include "core/log.h"
+
+namespace quillo {
+
+Page::Page(std::unique_ptr<WebViewPort> webView, Scheduler& scheduler)
+    : webView_(std::move(webView)), scheduler_(scheduler) {
+  webView_->setEvents(this);
+  applyMuted();
+}
+
+Page::~Page() { webView_->setEvents(nullptr); }
+
+bool Page::isPrivate() const { return webView_->store() && !webView_->store()->isPersistent(); }
+
+bool Page::load(const std::string& text) {
+  auto target = Address::url(text);
+  if (!target) return false;
+  load(*target);
+  return true;
+}
+
+void Page::load(const Url& target) {
+  pendingURL.reset();
+  pendingNavigation.reset();
+  if (target.scheme() == "file")
+    loadFile(target);
+  else
+    webView_->load(target);
+}
+
+void Page::loadFile(const Url& file) {
+  pendingURL.reset();
+  pendingNavigation.reset();
+  webView_->loadFile(file, file.deletingLastPathComponent());
+}
+
+void Page::find(const std::string& text, bool backwards, std::function<void(bool)> done) {
+  webView_->find(text, backwards, std::move(done));
+}
+
+void Page::applyMuted() { webView_->setMuted(isMuted.get()); }
+
+void Page::restore(const Url& restoredURL, const std::string& restoredTitle, std::optional<std::string> navigation) {
+  pendingURL = restoredURL;
+  pendingNavigation = std::move(navigation);
+  title = restoredTitle;
+  changed.emit();
+}
+
+void Page::loadIfPending() {
+  if (!pendingURL) return;
+  auto target = *pendingURL;
+  auto navigation = std::move(pendingNavigation);
+  pendingURL.reset();
+  pendingNavigation.reset();
+  bool restored = navigation && !navigation->empty() && webView_->restoreSessionState(*navigation);
+  if (restored)
+    webView_->goToCurrentItem();
+  else if (target.scheme() == "file")
+    loadFile(target);
+  else
+    webView_->load(target);
+}
+
+std::optional<std::string> Page::navigationState() const {
+  if (pendingURL) return pendingNavigation;
+  auto state = webView_->sessionState();
+  if (state.empty()) return std::nullopt;
+  return state;
+}
+
+std::optional<Url> Page::savedURL() const {
+  if (url.get()) return url.get();
+  return pendingURL;
+}
+
+std::string Page::displayTitle() const {
+  if (customName.get() && !customName.get()->empty()) return *customName.get();
+  if (!title.get().empty()) return title.get();
+  if (auto u = savedURL()) return Address::display(*u);
+  return "New Tab";
+}
+
+void Page::sync() {
+  auto newURL = webView_->url();
+  auto newTitle = webView_->title();
+  bool urlChanged = newURL != url.get();
+  bool pageChanged = urlChanged || newTitle != title.get();
+  bool titleChanged = newTitle != title.get();
+  if (urlChanged) url = newURL;
+  if (titleChanged) title = newTitle;
+  if (titleChanged && newURL && onTitle) onTitle(newTitle, *newURL);
+  if (pageChanged && onSessionChange) onSessionChange();
+  if (isLoading.get() != webView_->isLoading()) isLoading = webView_->isLoading();
+  if (progress.get() != webView_->progress()) progress = webView_->progress();
+  if (canGoBack.get() != webView_->canGoBack()) canGoBack = webView_->canGoBack();
+  if (canGoForward.get() != webView_->canGoForward()) canGoForward = webView_->canGoForward();
+  changed.emit();
+}
+
+void Page::webViewStateChanged() {
+  // A page that loads on its own (a site's window, a reload) is no longer pending.
+  if (webView_->url()) {
+    pendingURL.reset();
+    pendingNavigation.reset();
+  }
+  sync();
+}
+
+void Page::webViewCommitted() {
+  hoveredLink.reset();
+  sync();
+  if (auto current = webView_->url(); current && onVisit) onVisit(*current);
+}
+
+void Page::webViewAudioChanged() {
+  isPlayingAudio = webView_->isPlayingAudio();
+  changed.emit();
+}
+
+void Page::webViewMessage(const FrameMessage& message) {
+  if (message.name == "quilloHover") {
+    if (message.payload.is_string() && !message.payload.get<std::string>().empty())
+      hoveredLink = Url::parse(message.payload.get<std::string>());
+    else
+      hoveredLink.reset();
+  }
+}
+
+bool Page::webViewOpenedWindow(std::unique_ptr<WebViewPort> child) {
+  if (!openWindow) return false;
+  return openWindow(std::move(child));
+}
+
+void Page::webViewClosed() {
+  if (onClose) onClose();
+}
+
+void Page::webViewNeedsAttention() {
+  if (onNeedsAttention) onNeedsAttention();
+}
+
+void Page::webViewCrashed() {
+  // Bring the page back rather than leave a dead view; on the next turn, so
+  // the engine has finished tearing the old process down.
+  logLine("web page crashed; reloading " + (url.get() ? url.get()->str() : std::string("a blank page")));
+  std::weak_ptr<Page> weak = weak_from_this();
+  crashReload_ = scheduler_.post([weak] {
+    if (auto page = weak.lock()) page->webView_->reload();
+  });
+}
+
+}  // namespace quillo

@@ -1,0 +1,99 @@
+#pragma once
+#include <sigc++/signal.h>
+
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "core/observable.h"
+#include "core/scheduler.h"
+#include "core/url.h"
+#include "page/web_view_port.h"
+
+namespace quillo {
+
+class Split;
+
+// One tab around one web view. Mirrors the view's state into published
+// values the views draw, and reports what the browser must know through
+// closures the browser installs when it makes the page.
+class Page : public WebViewEvents, public std::enable_shared_from_this<Page> {
+ public:
+  Page(std::unique_ptr<WebViewPort> webView, Scheduler& scheduler);
+  ~Page() override;
+  Page(const Page&) = delete;
+  Page& operator=(const Page&) = delete;
+
+  WebViewPort& webView() { return *webView_; }
+  const WebViewPort& webView() const { return *webView_; }
+  bool isPrivate() const;
+
+  // Closures set once by the browser. Unset ones are simply not called.
+  std::function<bool(std::unique_ptr<WebViewPort>)> openWindow;
+  std::function<void(const Url&)> openInBackground;
+  std::function<void(const Url&)> openBeside;
+  std::function<void()> onClose;
+  std::function<void()> onSessionChange;
+  std::function<void(const Url&)> onVisit;
+  std::function<void(const std::string& title, const Url& url)> onTitle;
+  std::function<void()> onNeedsAttention;
+
+  // Not published: owned by other parts of the browser.
+  std::optional<std::string> pinID;
+  std::weak_ptr<Split> split;
+  WallTime lastShown{};
+  std::optional<Url> hoveredLink;
+  std::optional<Url> pendingURL;
+  std::optional<std::string> pendingNavigation;
+
+  // Published state.
+  Published<std::optional<Url>> url;
+  Published<std::string> title;
+  Published<bool> isLoading{false};
+  Published<double> progress{0.0};
+  Published<bool> canGoBack{false};
+  Published<bool> canGoForward{false};
+  Published<bool> isPlayingAudio{false};
+  Published<bool> isMuted{false};
+  Published<std::optional<std::string>> customName;
+  // Fires once after any of the published state above changed.
+  sigc::signal<void()> changed;
+
+  // Resolves typed text to an address and loads it; false when it names nothing.
+  bool load(const std::string& text);
+  void load(const Url& url);
+  // Loads a local file with read access to its folder.
+  void loadFile(const Url& file);
+  void find(const std::string& text, bool backwards, std::function<void(bool found)> done);
+  void applyMuted();
+
+  // Restored or unloaded pages keep what to load until first shown.
+  void restore(const Url& url, const std::string& title, std::optional<std::string> navigation);
+  void loadIfPending();
+  // The back/forward list to save: live when loaded, else what is pending.
+  std::optional<std::string> navigationState() const;
+  // The address to save: live, else the pending one.
+  std::optional<Url> savedURL() const;
+
+  // The name shown for this tab: the custom name, the title, or the address.
+  std::string displayTitle() const;
+
+  // WebViewEvents
+  void webViewStateChanged() override;
+  void webViewCommitted() override;
+  void webViewAudioChanged() override;
+  void webViewMessage(const FrameMessage& message) override;
+  bool webViewOpenedWindow(std::unique_ptr<WebViewPort> child) override;
+  void webViewClosed() override;
+  void webViewNeedsAttention() override;
+  void webViewCrashed() override;
+
+ private:
+  void sync();
+  std::unique_ptr<WebViewPort> webView_;
+  Scheduler& scheduler_;
+  TaskHandle crashReload_;
+};
+
+}  // namespace quillo

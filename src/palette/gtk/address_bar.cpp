@@ -1,0 +1,208 @@
+#include "palette/gtk/address_bar.h"
+
+#include <glib.h>
+
+#include "chrome/key_label.h"
+#include "core/address.h"
+
+namespace quillo {
+
+namespace {
+std::string lower(const std::string& s) {
+  std::string out = s;
+  for (auto& c : out) c = char(g_ascii_tolower(c));
+  return out;
+}
+}  // namespace
+
+AddressBar::AddressBar(Browser& browser) : Gtk::Box(Gtk::Orientation::VERTICAL), browser_(browser) {
+  add_css_class("quillo-address-bar");
+  entry_.add_css_class("quillo-address-field");
+  entry_.set_hexpand(true);
+  entry_.update_property(Gtk::Accessible::Property::LABEL, Glib::ustring("Address"));
+  caption_.add_css_class("quillo-caption");
+  caption_.add_css_class("dim-label");
+  caption_.set_xalign(0);
+  caption_.set_ellipsize(Pango::EllipsizeMode::END);
+  append(entry_);
+  append(caption_);
+
+  entry_.signal_changed().connect(sigc::mem_fun(*this, &AddressBar::onChanged));
+  entry_.signal_activate().connect(sigc::mem_fun(*this, &AddressBar::onActivate));
+  auto keys = Gtk::EventControllerKey::create();
+  keys->set_propagation_phase(Gtk::PropagationPhase::CAPTURE);
+  keys->signal_key_pressed().connect(sigc::mem_fun(*this, &AddressBar::onKeyPressed), false);
+  entry_.add_controller(keys);
+  auto focus = Gtk::EventControllerFocus::create();
+  focus->signal_enter().connect([this] { onFocusChanged(true); });
+  focus->signal_leave().connect([this] { onFocusChanged(false); });
+  entry_.add_controller(focus);
+
+  auto refreshAll = [this] { refresh(); };
+  connections_.push_back(browser_.currentPageChanged.connect(refreshAll));
+  connections_.push_back(browser_.flash.changed().connect(refreshAll));
+  connections_.push_back(browser_.isComposingNewTab.changed().connect(refreshAll));
+  connections_.push_back(browser_.isComposingPrivateTab.changed().connect(refreshAll));
+  connections_.push_back(browser_.isFinding.changed().connect(refreshAll));
+  connections_.push_back(browser_.findMatched.changed().connect(refreshAll));
+  connections_.push_back(browser_.addressBarPrefill.changed().connect([this] {
+    if (browser_.addressBarPrefill.get()) pendingPrefill_ = browser_.addressBarPrefill.get();
+  }));
+  connections_.push_back(
+      browser_.addressBarFocusRequests.changed().connect(sigc::mem_fun(*this, &AddressBar::honourFocusRequest)));
+  refresh();
+}
+
+AddressBar::~AddressBar() {
+  for (auto& c : connections_) c.disconnect();
+  selectTail_.disconnect();
+}
+
+std::string AddressBar::caption() const {
+  if (browser_.flash.get()) return *browser_.flash.get();
+  if (browser_.query->size() && browser_.query->front() == '/' && focused_) return "Commands · Tab or Return to open";
+  if (browser_.isFinding.get()) {
+    if (browser_.findMatched.get() == false) return "No matches · Esc to stop";
+    return "Find in page · Return for next, " + keyLabel(kShift, "Return") + " for previous";
+  }
+  if (!browser_.isComposingNewTab.get()) return keyLabel(kCtrl, "E");
+  std::string text =
+      browser_.isComposingPrivateTab.get() ? "New private tab · no history, forgotten when closed" : "New tab";
+  if (browser_.current()) text += " · Esc to cancel";
+  return text;
+}
+
+std::string AddressBar::placeholder() const {
+  bool choosingCommand = !browser_.query->empty() && browser_.query->front() == '/';
+  if (browser_.isComposingNewTab.get() && browser_.isComposingPrivateTab.get() && !choosingCommand)
+    return "Private · search or enter an address";
+  if (!browser_.isComposingNewTab.get())
+    if (auto page = browser_.current(); page && page->savedURL()) return page->savedURL()->str();
+  return "Search, enter an address, or type / for commands";
+}
+
+void AddressBar::refresh() {
+  caption_.set_text(caption());
+  if (browser_.flash.get() && browser_.flashIsError.get())
+    caption_.add_css_class("error");
+  else
+    caption_.remove_css_class("error");
+  entry_.set_placeholder_text(placeholder());
+  if (!focused_) refreshText();
+}
+
+void AddressBar::refreshText() {
+  std::string text;
+  if (!browser_.isComposingNewTab.get())
+    if (auto page = browser_.current(); page && page->savedURL())
+      text = focused_ ? page->savedURL()->str() : Address::display(page->savedURL());
+  settingText_ = true;
+  entry_.set_text(text);
+  settingText_ = false;
+  typedText_ = text;
+}
+
+void AddressBar::honourFocusRequest() {
+  entry_.grab_focus();
+  focused_ = true;
+  settingText_ = true;
+  if (pendingPrefill_) {
+    entry_.set_text(*pendingPrefill_);
+    entry_.set_position(-1);
+    pendingPrefill_.reset();
+  } else if (browser_.isFinding.get()) {
+    entry_.set_text(browser_.findText.get());
+    entry_.select_region(0, -1);
+  } else if (browser_.isComposingNewTab.get()) {
+    entry_.set_text("");
+  } else {
+    refreshText();
+    entry_.select_region(0, -1);
+  }
+  settingText_ = false;
+  typedText_ = entry_.get_text();
+  browser_.query = browser_.isFinding.get() ? std::string() : typedText_;
+  refresh();
+}
+
+void AddressBar::onFocusChanged(bool focused) {
+  focused_ = focused;
+  browser_.chrome.isHeldOpen = focused;
+  if (!focused) {
+    // Leaving the field abandons what was typed, as in any browser's bar.
+    if (browser_.isFinding.get()) return;
+    browser_.query = std::string();
+    refresh();
+  } else {
+    refresh();
+  }
+}
+
+void AddressBar::onChanged() {
+  if (settingText_) return;
+  std::string text = entry_.get_text();
+  bool added = text.size() > typedText_.size() && !deleting_;
+  typedText_ = text;
+  if (browser_.isFinding.get()) {
+    browser_.find(text);
+    return;
+  }
+  browser_.query = text;
+  caption_.set_text(caption());
+  if (added) complete();
+}
+
+void AddressBar::complete() {
+  if (!completion || typedText_.empty() || typedText_.front() == '/') return;
+  auto answer = completion(typedText_);
+  if (!answer || answer->size() <= typedText_.size()) return;
+  if (lower(*answer).rfind(lower(typedText_), 0) != 0) return;
+  std::string full = typedText_ + answer->substr(typedText_.size());
+  int typedLength = int(g_utf8_strlen(typedText_.c_str(), -1));
+  settingText_ = true;
+  entry_.set_text(full);
+  settingText_ = false;
+  // Select the completed tail on the next turn, so typing on replaces it.
+  selectTail_.disconnect();
+  selectTail_ = Glib::signal_idle().connect([this, full, typedLength] {
+    if (entry_.get_text() == full) entry_.select_region(typedLength, -1);
+    return false;
+  });
+}
+
+void AddressBar::onActivate() {
+  std::string text = entry_.get_text();
+  if (browser_.isFinding.get()) {
+    browser_.findNext(false);
+    return;
+  }
+  if (text.empty()) return;
+  browser_.search(text);
+  if (browser_.current()) browser_.current()->webView().focus();
+}
+
+bool AddressBar::onKeyPressed(guint keyval, guint, Gdk::ModifierType state) {
+  auto mods = state & (Gdk::ModifierType::SHIFT_MASK | Gdk::ModifierType::CONTROL_MASK | Gdk::ModifierType::ALT_MASK);
+  deleting_ = keyval == GDK_KEY_BackSpace || keyval == GDK_KEY_Delete;
+  if (keyval == GDK_KEY_Escape) {
+    if (browser_.isFinding.get()) {
+      browser_.stopFinding();
+      browser_.showCurrent();
+    } else if (browser_.isComposingNewTab.get()) {
+      browser_.cancelNewTab();
+    } else {
+      browser_.query = std::string();
+      refreshText();
+      browser_.showCurrent();
+    }
+    return true;
+  }
+  if ((keyval == GDK_KEY_Return || keyval == GDK_KEY_KP_Enter) && mods == Gdk::ModifierType::SHIFT_MASK &&
+      browser_.isFinding.get()) {
+    browser_.findNext(true);
+    return true;
+  }
+  return false;
+}
+
+}  // namespace quillo

@@ -1,0 +1,51 @@
+#pragma once
+#include <gtkmm.h>
+
+#include <functional>
+#include <optional>
+#include <string>
+
+#include "core/browser.h"
+
+namespace quillo {
+
+// The palette's text field and the one-line caption under it. Shows the
+// current page's address when idle, takes typed text when focused, and
+// reports back to the browser.
+class AddressBar : public Gtk::Box {
+ public:
+  explicit AddressBar(Browser& browser);
+  ~AddressBar() override;
+
+  Gtk::Entry& entry() { return entry_; }
+  // Source of inline completions for typed text (history).
+  std::function<std::optional<std::string>(const std::string&)> completion;
+
+  // Recomputes the placeholder, caption and idle text from the browser.
+  void refresh();
+  // The caption and placeholder the field shows for the browser's state.
+  std::string caption() const;
+  std::string placeholder() const;
+
+ private:
+  void onChanged();
+  void onActivate();
+  bool onKeyPressed(guint keyval, guint keycode, Gdk::ModifierType state);
+  void onFocusChanged(bool focused);
+  void honourFocusRequest();
+  void refreshText();
+  void complete();
+
+  Browser& browser_;
+  Gtk::Entry entry_;
+  Gtk::Label caption_;
+  std::string typedText_;
+  bool settingText_ = false;
+  bool focused_ = false;
+  bool deleting_ = false;
+  std::optional<std::string> pendingPrefill_;
+  std::vector<sigc::connection> connections_;
+  sigc::connection selectTail_;
+};
+
+}  // namespace quillo
