@@ -30,6 +30,11 @@ std::optional<Url> Url::parse(std::string_view text) {
   url.host_ = cstr(g_uri_get_host(uri));
   if (url.host_.size() > 2 && url.host_.front() == '[' && url.host_.back() == ']')
     url.host_ = url.host_.substr(1, url.host_.size() - 2);
+  // GLib percent-encodes a typed non-ASCII host ("bücher.de"); keep it readable.
+  if (url.host_.find('%') != std::string::npos) {
+    std::unique_ptr<char, decltype(&g_free)> decoded(g_uri_unescape_string(url.host_.c_str(), nullptr), g_free);
+    if (decoded && g_utf8_validate(decoded.get(), -1, nullptr)) url.host_ = decoded.get();
+  }
   url.port_ = g_uri_get_port(uri);
   url.path_ = cstr(g_uri_get_path(uri));
   url.hasQuery_ = g_uri_get_query(uri) != nullptr;
@@ -43,12 +48,19 @@ std::optional<Url> Url::parse(std::string_view text) {
 
 std::optional<std::string> Url::queryItem(std::string_view name) const {
   if (!hasQuery_) return std::nullopt;
-  GHashTable* params = g_uri_parse_params(query_.c_str(), -1, "&", G_URI_PARAMS_WWW_FORM, nullptr);
-  if (!params) return std::nullopt;
+  // Walked in order (a hash table would keep the last of repeated names);
+  // items before a malformed one still count.
+  GUriParamsIter iter;
+  g_uri_params_iter_init(&iter, query_.c_str(), -1, "&", G_URI_PARAMS_WWW_FORM);
+  char *key = nullptr, *value = nullptr;
   std::optional<std::string> result;
-  std::string key(name);
-  if (auto* value = static_cast<const char*>(g_hash_table_lookup(params, key.c_str()))) result = value;
-  g_hash_table_unref(params);
+  while (g_uri_params_iter_next(&iter, &key, &value, nullptr)) {
+    bool match = key && name == key;
+    if (match && value) result = value;
+    g_free(key);
+    g_free(value);
+    if (match) break;
+  }
   return result;
 }
 

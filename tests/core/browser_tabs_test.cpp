@@ -142,6 +142,8 @@ TEST_F(BrowserTabs, PrivateTabsShareOneStoreThatGoesWithTheLastOfThem) {
   EXPECT_TRUE(browser.recentlyClosed->empty()) << "private tabs are never offered for reopening";
   browser.close(p2);
   EXPECT_FALSE(browser.hasPrivateDataStore());
+  p1.reset();
+  p2.reset();
   EXPECT_EQ(engine.livePrivateStores(), 0) << "the store is freed once no page holds it";
 
   auto p3 = open("https://p3.example/", true, true);

@@ -1,10 +1,12 @@
 #include "app/gtk/quillo_application.h"
 
+#include <glib-unix.h>
 #include <glib.h>
 
 #include "chrome/gtk/browser_window.h"
 #include "core/address.h"
 #include "core/log.h"
+#include <csignal>
 #include "page/webkit/webkit_engine.h"
 
 namespace quillo {
@@ -33,13 +35,23 @@ std::optional<Url> QuilloApplication::resolveArgument(const std::string& argumen
 
 void QuilloApplication::on_startup() {
   Gtk::Application::on_startup();
+  add_action("quit", [this] { quit(); });
+  set_accel_for_action("app.quit", "<Control>q");
+  // Being told to stop (logout, kill) quits cleanly, so the session is written.
+  for (int signal : {SIGTERM, SIGINT, SIGHUP})
+    g_unix_signal_add(
+        signal,
+        [](gpointer self) -> gboolean {
+          static_cast<QuilloApplication*>(self)->quit();
+          return G_SOURCE_CONTINUE;
+        },
+        this);
   settings_ = std::make_unique<Settings>(Settings::defaultFile());
   engine_ = std::make_unique<WebKitEngine>();
   browser_ = std::make_unique<Browser>(*engine_, scheduler_);
-  auto self = Glib::RefPtr<Gtk::Application>(this);
-  self->reference();
-  window_ = std::make_unique<BrowserWindow>(self, *browser_);
+  window_ = std::make_unique<BrowserWindow>(*browser_);
   add_window(*window_);
+  window_->installAccels(*this);
   browser_->restoreSession();
   // Nothing holds the first load back yet; stored block lists settle here.
   browser_->settleBlockLists();

@@ -24,9 +24,7 @@ const std::vector<BrowserWindow::Command>& BrowserWindow::commands() {
   return table;
 }
 
-BrowserWindow::BrowserWindow(const Glib::RefPtr<Gtk::Application>& app, Browser& browser)
-    : browser_(browser), addressBar_(browser) {
-  set_application(app);
+BrowserWindow::BrowserWindow(Browser& browser) : browser_(browser), addressBar_(browser) {
   set_title("Quillo");
   set_default_size(1200, 800);
   add_css_class("quillo-window");
@@ -82,13 +80,18 @@ void BrowserWindow::addActions() {
   shortcuts->set_propagation_phase(Gtk::PropagationPhase::CAPTURE);
   for (auto& command : commands()) {
     add_action(command.name, handlers.at(command.name));
-    std::vector<Glib::ustring> accels(command.accels.begin(), command.accels.end());
-    get_application()->set_accels_for_action(std::string("win.") + command.name, accels);
     for (auto* accel : command.accels)
       shortcuts->add_shortcut(Gtk::Shortcut::create(Gtk::ShortcutTrigger::parse_string(accel),
                                                     Gtk::NamedAction::create(std::string("win.") + command.name)));
   }
   add_controller(shortcuts);
+}
+
+void BrowserWindow::installAccels(Gtk::Application& app) {
+  for (auto& command : commands()) {
+    std::vector<Glib::ustring> accels(command.accels.begin(), command.accels.end());
+    app.set_accels_for_action(std::string("win.") + command.name, accels);
+  }
 }
 
 void BrowserWindow::showCurrentPage() {

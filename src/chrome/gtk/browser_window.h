@@ -21,7 +21,9 @@ class BrowserWindow : public Gtk::ApplicationWindow {
   // The commands with their titles and keys, in menu order.
   static const std::vector<Command>& commands();
 
-  BrowserWindow(const Glib::RefPtr<Gtk::Application>& app, Browser& browser);
+  explicit BrowserWindow(Browser& browser);
+  // Shows the commands' keys in the application's menus.
+  void installAccels(Gtk::Application& app);
   ~BrowserWindow() override;
 
   AddressBar& addressBar() { return addressBar_; }

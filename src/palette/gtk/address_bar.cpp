@@ -19,7 +19,7 @@ AddressBar::AddressBar(Browser& browser) : Gtk::Box(Gtk::Orientation::VERTICAL),
   add_css_class("quillo-address-bar");
   entry_.add_css_class("quillo-address-field");
   entry_.set_hexpand(true);
-  entry_.update_property(Gtk::Accessible::Property::LABEL, Glib::ustring("Address"));
+  gtk_accessible_update_property(GTK_ACCESSIBLE(entry_.gobj()), GTK_ACCESSIBLE_PROPERTY_LABEL, "Address", -1);
   caption_.add_css_class("quillo-caption");
   caption_.add_css_class("dim-label");
   caption_.set_xalign(0);
@@ -165,7 +165,7 @@ void AddressBar::complete() {
   // Select the completed tail on the next turn, so typing on replaces it.
   selectTail_.disconnect();
   selectTail_ = Glib::signal_idle().connect([this, full, typedLength] {
-    if (entry_.get_text() == full) entry_.select_region(typedLength, -1);
+    if (std::string(entry_.get_text()) == full) entry_.select_region(typedLength, -1);
     return false;
   });
 }

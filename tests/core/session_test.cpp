@@ -1,0 +1,196 @@
+#include <gtest/gtest.h>
+#include <glib.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <set>
+
+#include "core/app_support.h"
+#include "core/log.h"
+#include "core/session.h"
+
+namespace quillo {
+namespace {
+
+using nlohmann::json;
+
+Url url(const char* text) { return *Url::parse(text); }
+
+std::set<std::string> keys(const json& object) {
+  std::set<std::string> result;
+  for (auto it = object.begin(); it != object.end(); ++it) result.insert(it.key());
+  return result;
+}
+
+Session fullSession() {
+  Session session;
+  Session::Tab left;
+  left.url = url("https://example.com/a?x=1");
+  left.title = "Example — A";
+  left.customName = "Work";
+  left.pinID = "6F1C1E2A-3B4D-4E5F-8A9B-0C1D2E3F4A5B";
+  left.splitPartner = 1;
+  left.splitIsLeft = true;
+  left.splitRatio = 0.62;
+  left.navigation = std::string("\0\x01\xfe\xff back/forward", 17);
+  Session::Tab right;
+  right.url = url("http://localhost:8080/");
+  right.title = "";
+  right.splitPartner = 0;
+  right.splitIsLeft = false;
+  right.splitRatio = 0.62;
+  Session::Tab plain;
+  plain.url = url("file:///tmp/notes.html");
+  plain.title = "Notes";
+  session.tabs = {left, right, plain};
+  session.recent = {2, 0, 1};
+  return session;
+}
+
+TEST(SessionJSON, RoundTripsEveryField) {
+  auto session = fullSession();
+  auto decoded = Session::fromText(session.toJSON().dump());
+  EXPECT_EQ(decoded, session);
+  ASSERT_EQ(decoded.tabs.size(), 3u);
+  EXPECT_EQ(decoded.tabs[0].navigation->size(), 17u);  // zero bytes survive
+}
+
+TEST(SessionJSON, UsesTheFileKeysAndLeavesAbsentOnesOut) {
+  auto encoded = fullSession().toJSON();
+  EXPECT_EQ(keys(encoded), (std::set<std::string>{"tabs", "recent"}));
+  EXPECT_EQ(encoded["recent"], json::array({2, 0, 1}));
+  const auto& tabs = encoded["tabs"];
+  EXPECT_EQ(keys(tabs[0]), (std::set<std::string>{"url", "title", "customName", "pinID", "splitPartner",
+                                                   "splitIsLeft", "splitRatio", "navigation"}));
+  EXPECT_EQ(tabs[0]["url"], "https://example.com/a?x=1");
+  EXPECT_EQ(tabs[0]["splitPartner"], 1);
+  EXPECT_EQ(tabs[0]["splitIsLeft"], true);
+  EXPECT_DOUBLE_EQ(tabs[0]["splitRatio"].get<double>(), 0.62);
+  EXPECT_EQ(keys(tabs[1]), (std::set<std::string>{"url", "title", "splitPartner", "splitIsLeft", "splitRatio"}));
+  EXPECT_EQ(keys(tabs[2]), (std::set<std::string>{"url", "title"}));
+  EXPECT_EQ(tabs[2]["title"], "Notes");
+}
+
+TEST(SessionJSON, NavigationIsStandardBase64) {
+  Session session;
+  Session::Tab tab;
+  tab.url = url("https://example.com");
+  tab.navigation = "hello";
+  session.tabs = {tab};
+  EXPECT_EQ(session.toJSON()["tabs"][0]["navigation"], "aGVsbG8=");
+  tab.navigation = std::string("\xfb\xff", 2);  // needs "+" and "/"
+  session.tabs = {tab};
+  EXPECT_EQ(session.toJSON()["tabs"][0]["navigation"], "+/8=");
+  EXPECT_EQ(Session::fromJSON(session.toJSON()), session);
+
+  auto decoded = Session::fromText(R"({"tabs":[{"url":"https://a.com","title":"","navigation":""}],"recent":[0]})");
+  ASSERT_EQ(decoded.tabs.size(), 1u);
+  EXPECT_EQ(decoded.tabs[0].navigation, "");
+}
+
+TEST(SessionJSON, NothingUsableGivesAnEmptySessionWithoutThrowing) {
+  for (const char* text : {"", "{", "null", "[1,2]", "\"session\"", "42", "{\"tabs\":", "\xff\xfe\x00garbage",
+                           "{\"tabs\":{}}", "{\"tabs\":\"x\",\"recent\":[0]}", "{\"recent\":[0,1]}"}) {
+    Session decoded;
+    EXPECT_NO_THROW(decoded = Session::fromText(text)) << text;
+    EXPECT_TRUE(decoded.tabs.empty()) << text;
+    EXPECT_TRUE(decoded.recent.empty()) << text;
+  }
+}
+
+TEST(SessionJSON, WrongTypesOfOptionalFieldsAreIgnored) {
+  auto decoded = Session::fromText(R"({"tabs":[{
+      "url": "https://example.com", "title": 7, "customName": ["x"], "pinID": "not-a-uuid",
+      "splitPartner": "0", "splitIsLeft": "yes", "splitRatio": "half", "navigation": "not base64!"
+    }], "recent": [0]})");
+  ASSERT_EQ(decoded.tabs.size(), 1u);
+  Session::Tab expected;
+  expected.url = url("https://example.com");
+  EXPECT_EQ(decoded.tabs[0], expected);
+  EXPECT_EQ(decoded.recent, std::vector<size_t>{0});
+
+  decoded = Session::fromText(R"({"tabs":[{"url":"https://a.com"}]})");
+  ASSERT_EQ(decoded.tabs.size(), 1u);
+  EXPECT_EQ(decoded.tabs[0].title, "");  // a missing title is an empty one
+  EXPECT_TRUE(decoded.recent.empty());
+}
+
+TEST(SessionJSON, MalformedBase64IsDropped) {
+  for (const char* blob : {"aGVsbG8", "aGVs=G8=", "aGVsbG8==", "a===", "aGVs bG8="}) {
+    json file = {{"tabs", {{{"url", "https://a.com"}, {"title", "A"}, {"navigation", blob}}}}, {"recent", {0}}};
+    auto decoded = Session::fromJSON(file);
+    ASSERT_EQ(decoded.tabs.size(), 1u) << blob;
+    EXPECT_FALSE(decoded.tabs[0].navigation) << blob;
+  }
+}
+
+TEST(SessionJSON, DroppedTabsTakeTheirIndicesWithThem) {
+  // Tab 1 has no url and tab 3 one that doesn't parse: the others move up,
+  // and "recent" and "splitPartner" follow them.
+  auto decoded = Session::fromText(R"({"tabs":[
+      {"url": "https://a.com", "title": "A", "splitPartner": 4, "splitIsLeft": true},
+      {"title": "no address"},
+      {"url": "https://c.com", "title": "C", "splitPartner": 1},
+      {"url": "not a url", "title": "D"},
+      {"url": "https://e.com", "title": "E", "splitPartner": 0.0, "splitIsLeft": false},
+      "not a tab"
+    ], "recent": [4, 1, 2, 0, 3, 99, -1, "2", 2.5, 2.0]})");
+  ASSERT_EQ(decoded.tabs.size(), 3u);
+  EXPECT_EQ(decoded.tabs[0].title, "A");
+  EXPECT_EQ(decoded.tabs[1].title, "C");
+  EXPECT_EQ(decoded.tabs[2].title, "E");
+  EXPECT_EQ(decoded.tabs[0].splitPartner, 2u);
+  EXPECT_FALSE(decoded.tabs[1].splitPartner);  // its partner was dropped
+  EXPECT_EQ(decoded.tabs[2].splitPartner, 0u);
+  EXPECT_EQ(decoded.recent, (std::vector<size_t>{2, 1, 0, 1}));
+}
+
+class SessionFile : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    char* dir = g_dir_make_tmp("quillo-session-XXXXXX", nullptr);
+    ASSERT_NE(dir, nullptr);
+    folder_ = dir;
+    g_free(dir);
+    if (const char* old = getenv("XDG_DATA_HOME")) oldDataHome_ = old;
+    setenv("XDG_DATA_HOME", folder_.c_str(), 1);
+    oldSink_ = setLogSink([this](const std::string& line) { log_.push_back(line); });
+  }
+  void TearDown() override {
+    setLogSink(oldSink_);
+    if (oldDataHome_)
+      setenv("XDG_DATA_HOME", oldDataHome_->c_str(), 1);
+    else
+      unsetenv("XDG_DATA_HOME");
+    std::filesystem::remove_all(folder_);
+  }
+  std::filesystem::path sessionFile() const { return AppSupport::file("session.json"); }
+
+  std::filesystem::path folder_;
+  std::optional<std::string> oldDataHome_;
+  LogSink oldSink_;
+  std::vector<std::string> log_;
+};
+
+TEST_F(SessionFile, SavesAndReadsBack) {
+  EXPECT_TRUE(Session::read().tabs.empty());  // no file yet
+  EXPECT_TRUE(log_.empty());
+  auto session = fullSession();
+  ASSERT_TRUE(session.save());
+  EXPECT_EQ(sessionFile(), folder_ / "quillo" / "session.json");
+  EXPECT_EQ(Session::read(), session);
+}
+
+TEST_F(SessionFile, AnUnreadableFileIsKeptAsideAndReadsAsEmpty) {
+  std::filesystem::create_directories(sessionFile().parent_path());
+  std::ofstream(sessionFile()) << "{\"tabs\": [";
+  EXPECT_EQ(Session::read(), Session());
+  EXPECT_FALSE(std::filesystem::exists(sessionFile()));
+  EXPECT_TRUE(std::filesystem::exists(folder_ / "quillo" / "session.json.unreadable"));
+  ASSERT_EQ(log_.size(), 1u);
+  EXPECT_NE(log_[0].find("session.json"), std::string::npos);
+}
+
+}  // namespace
+}  // namespace quillo

@@ -1,0 +1,58 @@
+#!/usr/bin/env bash
+# Starts the real browser, sends it an address from a second process, quits
+# it, checks session.json, starts it again and sees the tab come back.
+# Runs under tools/with-display (private D-Bus, Xvfb, temporary XDG folders).
+set -euo pipefail
+quillo=$1
+work=$(mktemp -d)
+trap 'kill $(jobs -p) 2>/dev/null || true; rm -rf "$work"' EXIT
+session="$XDG_DATA_HOME/quillo/session.json"
+
+# A page served from loopback; the server logs each request line.
+cat > "$work/server.py" <<'PY'
+import http.server, sys
+class H(http.server.BaseHTTPRequestHandler):
+    def do_GET(self):
+        with open(sys.argv[1], "a") as log: log.write(self.path + "\n")
+        body = b"<html><head><title>Restored page</title></head><body>Hello from the test</body></html>"
+        self.send_response(200); self.send_header("Content-Type", "text/html")
+        self.send_header("Content-Length", str(len(body))); self.end_headers(); self.wfile.write(body)
+    def log_message(self, *a): pass
+s = http.server.HTTPServer(("127.0.0.1", 0), H)
+open(sys.argv[2], "w").write(str(s.server_address[1]))
+s.serve_forever()
+PY
+python3 "$work/server.py" "$work/requests.log" "$work/port" &
+for _ in $(seq 100); do [ -s "$work/port" ] && break; sleep 0.1; done
+url="http://127.0.0.1:$(cat "$work/port")/page.html"
+
+wait_for() {  # wait_for SECONDS command...
+  local limit=$1; shift
+  for _ in $(seq $((limit * 10))); do "$@" && return 0; sleep 0.1; done
+  echo "timed out waiting for: $*" >&2; return 1
+}
+running() { gdbus introspect --session --dest org.quillo.Quillo --object-path /org/quillo/Quillo >/dev/null 2>&1; }
+requests() { [ -f "$work/requests.log" ] && grep -c '^/page.html' "$work/requests.log" || echo 0; }
+
+echo "first start"
+"$quillo" & first=$!
+wait_for 60 running
+
+echo "second process sends $url"
+timeout 30 "$quillo" "$url"
+wait_for 60 bash -c "[ \"\$(grep -c '^/page.html' '$work/requests.log' 2>/dev/null)\" -ge 1 ]"
+wait_for 30 grep -q "Restored page" "$session"
+
+echo "quit"
+kill -TERM $first
+wait $first
+grep -q "\"$url\"" "$session" || { echo "session.json lacks the tab:"; cat "$session"; exit 1; }
+before=$(requests)
+
+echo "second start restores the tab and loads it"
+"$quillo" & second=$!
+wait_for 60 running
+wait_for 60 bash -c "[ \"\$(grep -c '^/page.html' '$work/requests.log')\" -gt $before ]"
+kill -TERM $second
+wait $second
+grep -q "\"$url\"" "$session"

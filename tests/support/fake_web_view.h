@@ -1,0 +1,196 @@
+#pragma once
+#include <functional>
+#include <map>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "page/web_view_port.h"
+
+namespace quillo::test {
+
+class FakeEngine;
+
+// A data store the fake engine hands out. Private stores are numbered from 1
+// in the order they were made; the persistent one is 0.
+class FakeDataStore final : public DataStore {
+ public:
+  FakeDataStore(bool persistent, int serial, std::shared_ptr<int> liveCount);
+  ~FakeDataStore() override;
+  bool isPersistent() const override { return persistent_; }
+  int serial() const { return serial_; }
+
+ private:
+  bool persistent_;
+  int serial_;
+  std::shared_ptr<int> liveCount_;
+};
+
+class FakeContentFilter final : public ContentFilter {
+ public:
+  explicit FakeContentFilter(std::string identifier) : identifier_(std::move(identifier)) {}
+  const std::string& identifier() const override { return identifier_; }
+
+ private:
+  std::string identifier_;
+};
+
+// An in-memory web view that behaves like WebKitGTK where the model can see
+// it: a back/forward list whose new loads drop the forward entries, commits
+// that report the new address at once, a restore that loads nothing until
+// goToCurrentItem(). Loads finish synchronously unless the engine's
+// manualLoads is set, in which case the test calls finishLoad().
+class FakeWebView final : public WebViewPort {
+ public:
+  struct Entry {
+    Url url;
+    std::string title;
+  };
+  struct Evaluation {
+    std::string script;
+    uint64_t frameID = 0;
+    bool isolated = true;
+  };
+  using EvaluationDone = std::function<void(std::optional<nlohmann::json>, std::string)>;
+
+  FakeWebView(FakeEngine* engine, ViewConfiguration configuration);
+  ~FakeWebView() override;
+  FakeWebView(const FakeWebView&) = delete;
+  FakeWebView& operator=(const FakeWebView&) = delete;
+
+  // WebViewPort
+  void setEvents(WebViewEvents* events) override { events_ = events; }
+  std::optional<Url> url() const override { return url_; }
+  std::string title() const override { return title_; }
+  bool isLoading() const override { return loading_; }
+  double progress() const override { return progress_; }
+  bool canGoBack() const override { return current_ > 0; }
+  bool canGoForward() const override { return current_ >= 0 && current_ + 1 < int(entries_.size()); }
+  bool isPlayingAudio() const override { return playingAudio_; }
+  const std::shared_ptr<DataStore>& store() const override { return configuration_.store; }
+  void load(const Url& url) override;
+  void loadFile(const Url& file, const Url& readAccess) override;
+  void reload() override;
+  void stop() override;
+  void goBack() override;
+  void goForward() override;
+  std::string sessionState() const override;
+  bool restoreSessionState(const std::string& blob) override;
+  void goToCurrentItem() override;
+  void find(const std::string& text, bool backwards, std::function<void(bool)> done) override;
+  void finishFind() override { findActive = false; }
+  void setMuted(bool muted) override { muted_ = muted; }
+  void setZoom(double level) override { zoom_ = level; }
+  void setContentFilters(const std::vector<std::shared_ptr<ContentFilter>>& filters) override {
+    configuration_.filters = filters;
+  }
+  void evaluate(const std::string& script, uint64_t frameID, bool isolated, EvaluationDone done) override;
+  void focus() override { focusCount++; }
+
+  // ---- What the test sees ----
+  const ViewConfiguration& configuration() const { return configuration_; }
+  WebViewEvents* events() const { return events_; }
+  const std::vector<Entry>& entries() const { return entries_; }
+  int currentIndex() const { return current_; }  // -1 with an empty list
+  bool muted() const { return muted_; }
+  double zoom() const { return zoom_; }
+  // Every address a load started for (new loads, reloads, back and forward),
+  // in order: a view that was only restored has none.
+  std::vector<Url> loads;
+  std::optional<Url> readAccessFolder;  // of the last loadFile
+  std::vector<Evaluation> evaluations;
+  int focusCount = 0;
+  bool findActive = false;
+  std::string lastFindText;
+  bool lastFindBackwards = false;
+
+  // ---- What the test sets ----
+  // The text find() searches (case-insensitive).
+  std::string pageText;
+  // Answers evaluate(); unset, every script answers nothing and no error.
+  std::function<void(const Evaluation&, EvaluationDone)> evaluator;
+
+  // ---- What the test makes happen ----
+  // Completes the load in progress: the title comes from engine.titles.
+  void finishLoad();
+  // The page changes its own title (document.title = ...).
+  void setPageTitle(const std::string& title);
+  void emitMessage(const FrameMessage& message);
+  void emitMessage(const std::string& name, nlohmann::json payload);
+  // The site opens a window, loading url in it when given. Returns what the
+  // events answered; the child (engine.views().back()) lives only if true.
+  bool openChildWindow(const std::optional<Url>& url = std::nullopt);
+  // The site calls window.close().
+  void closeWindow();
+  // A dialog is about to show.
+  void requestAttention();
+  // The web process dies: loading stops, the list and address stay.
+  void crash();
+  void setPlayingAudio(bool playing);
+
+ private:
+  friend class FakeEngine;
+  void startLoad(const Url& url);  // of entries_[current_]
+  // Calls the events if set; false when the call destroyed this view.
+  bool emit(const std::function<void(WebViewEvents&)>& call);
+
+  FakeEngine* engine_;
+  ViewConfiguration configuration_;
+  WebViewEvents* events_ = nullptr;
+  std::vector<Entry> entries_;
+  int current_ = -1;
+  std::optional<Url> url_;
+  std::string title_;
+  bool loading_ = false;
+  double progress_ = 0;
+  bool playingAudio_ = false;
+  bool muted_ = false;
+  double zoom_ = 1.0;
+  std::shared_ptr<bool> alive_ = std::make_shared<bool>(true);
+};
+
+class FakeEngine final : public WebEngine {
+ public:
+  FakeEngine();
+  ~FakeEngine() override;
+  FakeEngine(const FakeEngine&) = delete;
+  FakeEngine& operator=(const FakeEngine&) = delete;
+
+  std::shared_ptr<DataStore> persistentStore() override { return persistent_; }
+  std::shared_ptr<DataStore> makePrivateStore() override;
+  std::unique_ptr<WebViewPort> makeView(const ViewConfiguration& configuration) override;
+
+  // ---- What the test sets ----
+  // Title each address gets when its load finishes; others get none.
+  std::map<std::string, std::string> titles;
+  // When set, loads stay in progress until the view's finishLoad().
+  bool manualLoads = false;
+
+  // ---- What the test sees ----
+  // What each makeView was given, in order. The store is held weakly so
+  // the record never keeps a private store alive.
+  struct MadeConfiguration {
+    std::weak_ptr<DataStore> store;
+    bool persistent = false;
+    std::vector<std::shared_ptr<ContentFilter>> filters;
+    std::vector<UserScript> scripts;
+  };
+  std::vector<MadeConfiguration> configurations;
+  // Views alive now, oldest first (site-opened children included).
+  const std::vector<FakeWebView*>& views() const { return views_; }
+  FakeWebView* lastView() const { return views_.empty() ? nullptr : views_.back(); }
+  // The live view whose address is url, if any.
+  FakeWebView* viewShowing(const std::string& url) const;
+  int privateStoresMade() const { return privateSerial_; }
+  int livePrivateStores() const { return *livePrivate_; }
+
+ private:
+  friend class FakeWebView;
+  std::shared_ptr<int> livePrivate_ = std::make_shared<int>(0);
+  int privateSerial_ = 0;
+  std::shared_ptr<DataStore> persistent_;
+  std::vector<FakeWebView*> views_;
+};
+
+}  // namespace quillo::test
