@@ -32,7 +32,9 @@ wait_for() {  # wait_for SECONDS command...
   echo "timed out waiting for: $*" >&2; return 1
 }
 running() { gdbus introspect --session --dest org.quillo.Quillo --object-path /org/quillo/Quillo >/dev/null 2>&1; }
-requests() { [ -f "$work/requests.log" ] && grep -c '^/page.html' "$work/requests.log" || echo 0; }
+requests() { local n; n=$(grep -cs '^/page.html' "$work/requests.log") || true; echo "${n:-0}"; }
+more_requests_than() { [ "$(requests)" -gt "$1" ]; }
+session_has() { grep -qs "$1" "$session"; }
 
 echo "first start"
 "$quillo" & first=$!
@@ -40,8 +42,8 @@ wait_for 60 running
 
 echo "second process sends $url"
 timeout 30 "$quillo" "$url"
-wait_for 60 bash -c "[ \"\$(grep -c '^/page.html' '$work/requests.log' 2>/dev/null)\" -ge 1 ]"
-wait_for 30 grep -q "Restored page" "$session"
+wait_for 60 more_requests_than 0
+wait_for 30 session_has "Restored page"
 
 echo "quit"
 kill -TERM $first
@@ -52,7 +54,7 @@ before=$(requests)
 echo "second start restores the tab and loads it"
 "$quillo" & second=$!
 wait_for 60 running
-wait_for 60 bash -c "[ \"\$(grep -c '^/page.html' '$work/requests.log')\" -gt $before ]"
+wait_for 60 more_requests_than "$before"
 kill -TERM $second
 wait $second
 grep -q "\"$url\"" "$session"
