@@ -2,6 +2,11 @@
 
 #include <glib-unix.h>
 #include <glib.h>
+#include <unistd.h>
+
+#include <ctime>
+#include <string>
+#include <vector>
 
 #include "chrome/gtk/browser_window.h"
 #include "core/address.h"
@@ -10,6 +15,34 @@
 #include "page/webkit/webkit_engine.h"
 
 namespace quillo {
+
+namespace {
+// The process start in the monotonic clock, read from /proc so it counts
+// everything before main too (loading libraries).
+gint64 processStart() {
+  static gint64 start = [] {
+    gint64 now = g_get_monotonic_time();
+    gchar* stat = nullptr;
+    if (!g_file_get_contents("/proc/self/stat", &stat, nullptr, nullptr)) return now;
+    std::string text(stat);
+    g_free(stat);
+    auto close = text.rfind(')');
+    std::vector<std::string> fields;
+    for (size_t i = close + 2, j; i < text.size(); i = j + 1) {
+      j = text.find(' ', i);
+      if (j == std::string::npos) j = text.size();
+      fields.push_back(text.substr(i, j - i));
+    }
+    if (fields.size() < 20) return now;
+    double ticks = std::stod(fields[19]);  // starttime, in clock ticks since boot
+    struct timespec boot;
+    clock_gettime(CLOCK_BOOTTIME, &boot);
+    double sinceStart = double(boot.tv_sec) + boot.tv_nsec / 1e9 - ticks / double(sysconf(_SC_CLK_TCK));
+    return now - gint64(sinceStart * 1e6);
+  }();
+  return start;
+}
+}  // namespace
 
 Glib::RefPtr<QuilloApplication> QuilloApplication::create() {
   return Glib::make_refptr_for_instance<QuilloApplication>(new QuilloApplication());
@@ -52,6 +85,13 @@ void QuilloApplication::on_startup() {
   window_ = std::make_unique<BrowserWindow>(*browser_);
   add_window(*window_);
   window_->installAccels(*this);
+  // QUILLO_REPORT_STARTUP=1 prints how long the window took to show.
+  if (g_getenv("QUILLO_REPORT_STARTUP"))
+    window_->signal_map().connect([] {
+      Glib::signal_idle().connect_once([] {
+        g_printerr("quillo: window shown %.0f ms after start\n", (g_get_monotonic_time() - processStart()) / 1000.0);
+      });
+    });
   browser_->restoreSession();
   // Nothing holds the first load back yet; stored block lists settle here.
   browser_->settleBlockLists();
