@@ -1,0 +1,139 @@
+// Runs inside each web process. Gives the browser's "quillo" script world a
+// way to talk to the browser that names the sending frame, and lets the
+// browser run a script in any frame, cross-origin ones included.
+#include <webkit/webkit-web-process-extension.h>
+
+#include <string>
+#include <unordered_map>
+
+#include "protocol.h"
+
+namespace {
+
+WebKitWebProcessExtension* theExtension = nullptr;
+WebKitScriptWorld* quilloWorld = nullptr;
+
+struct KnownFrame {
+  WebKitFrame* frame;  // not owned: a weak reference prunes the entry
+  guint64 pageID;
+};
+std::unordered_map<guint64, KnownFrame> frames;
+
+void forgetFrame(gpointer id, GObject*) { frames.erase(static_cast<guint64>(GPOINTER_TO_SIZE(id))); }
+
+void remember(WebKitWebPage* page, WebKitFrame* frame) {
+  guint64 id = webkit_frame_get_id(frame);
+  if (frames.count(id)) return;
+  frames[id] = {frame, webkit_web_page_get_id(page)};
+  g_object_weak_ref(G_OBJECT(frame), forgetFrame, GSIZE_TO_POINTER(static_cast<gsize>(id)));
+}
+
+struct PostTarget {
+  guint64 pageID;
+  guint64 frameID;
+};
+
+// quillo.post(name, payload) in the "quillo" world.
+void post(JSCValue* name, JSCValue* payload, gpointer data) {
+  auto* target = static_cast<PostTarget*>(data);
+  JSCContext* context = jsc_value_get_context(name);
+  if (!jsc_value_is_string(name)) {
+    jsc_context_throw(context, "quillo.post: the name must be a string");
+    return;
+  }
+  auto found = frames.find(target->frameID);
+  WebKitWebPage* page = webkit_web_process_extension_get_page(theExtension, target->pageID);
+  if (found == frames.end() || !page) return;  // the frame or page is going away
+
+  char* nameText = jsc_value_to_string(name);
+  char* json = jsc_value_is_undefined(payload) ? nullptr : jsc_value_to_json(payload, 0);
+  if (jsc_context_get_exception(context)) {  // e.g. a cyclic payload; the caller sees the exception
+    g_free(nameText);
+    g_free(json);
+    return;
+  }
+  const char* uri = webkit_frame_get_uri(found->second.frame);
+  GVariant* parameters = g_variant_new("(stsbs)", nameText, target->frameID, uri ? uri : "",
+                                       webkit_frame_is_main_frame(found->second.frame), json ? json : "null");
+  webkit_web_page_send_message_to_view(page, webkit_user_message_new(quillo::extension::kPost, parameters), nullptr,
+                                       nullptr, nullptr);
+  g_free(nameText);
+  g_free(json);
+}
+
+void installPost(WebKitScriptWorld* world, WebKitWebPage* page, WebKitFrame* frame) {
+  remember(page, frame);
+  JSCContext* context = webkit_frame_get_js_context_for_script_world(frame, world);
+  auto* target = new PostTarget{webkit_web_page_get_id(page), webkit_frame_get_id(frame)};
+  JSCValue* function = jsc_value_new_function(
+      context, "post", G_CALLBACK(post), target, [](gpointer data) { delete static_cast<PostTarget*>(data); },
+      G_TYPE_NONE, 2, JSC_TYPE_VALUE, JSC_TYPE_VALUE);
+  JSCValue* object = jsc_value_new_object(context, nullptr, nullptr);
+  jsc_value_object_define_property_data(object, "post", JSC_VALUE_PROPERTY_ENUMERABLE, function);
+  jsc_value_object_define_property_data(jsc_context_get_global_object(context), "quillo",
+                                        JSC_VALUE_PROPERTY_ENUMERABLE, object);
+  g_object_unref(object);
+  g_object_unref(function);
+  g_object_unref(context);
+}
+
+WebKitUserMessage* evalReply(bool ok, const std::string& text) {
+  return webkit_user_message_new(quillo::extension::kEvalInFrame, g_variant_new("(bs)", ok, text.c_str()));
+}
+
+gboolean receive(WebKitWebPage* page, WebKitUserMessage* message, gpointer) {
+  if (g_strcmp0(webkit_user_message_get_name(message), quillo::extension::kEvalInFrame) != 0) return FALSE;
+  GVariant* parameters = webkit_user_message_get_parameters(message);
+  if (!parameters || !g_variant_is_of_type(parameters, G_VARIANT_TYPE("(tsb)"))) {
+    webkit_user_message_send_reply(message, evalReply(false, "malformed request"));
+    return TRUE;
+  }
+  guint64 frameID = 0;
+  const char* script = nullptr;
+  gboolean isolated = FALSE;
+  g_variant_get(parameters, "(t&sb)", &frameID, &script, &isolated);
+
+  auto found = frames.find(frameID);
+  // Frame ids are unique per process only; a page may reach just its own.
+  if (found == frames.end() || found->second.pageID != webkit_web_page_get_id(page)) {
+    webkit_user_message_send_reply(message, evalReply(false, "no frame " + std::to_string(frameID) + " in this page"));
+    return TRUE;
+  }
+  WebKitFrame* frame = found->second.frame;
+  JSCContext* context = isolated ? webkit_frame_get_js_context_for_script_world(frame, quilloWorld)
+                                 : webkit_frame_get_js_context(frame);
+  JSCValue* value = jsc_context_evaluate(context, script, -1);
+  std::string error;
+  char* json = nullptr;
+  if (JSCException* exception = jsc_context_get_exception(context)) {
+    error = jsc_exception_get_message(exception) ? jsc_exception_get_message(exception) : "the script failed";
+  } else if (!jsc_value_is_undefined(value)) {
+    json = jsc_value_to_json(value, 0);
+    if (JSCException* exception = jsc_context_get_exception(context))
+      error = jsc_exception_get_message(exception) ? jsc_exception_get_message(exception) : "no JSON result";
+  }
+  jsc_context_clear_exception(context);
+  webkit_user_message_send_reply(message, error.empty() ? evalReply(true, json ? json : "null") : evalReply(false, error));
+  g_free(json);
+  g_clear_object(&value);
+  g_object_unref(context);
+  return TRUE;
+}
+
+}  // namespace
+
+extern "C" G_MODULE_EXPORT void webkit_web_process_extension_initialize(WebKitWebProcessExtension* extension) {
+  theExtension = extension;
+  quilloWorld = webkit_script_world_new_with_name(quillo::extension::kWorld);
+  g_signal_connect(quilloWorld, "window-object-cleared", G_CALLBACK(installPost), nullptr);
+  // Frames that never run one of our scripts still need to be reachable.
+  g_signal_connect(webkit_script_world_get_default(), "window-object-cleared",
+                   G_CALLBACK(+[](WebKitScriptWorld*, WebKitWebPage* page, WebKitFrame* frame, gpointer) {
+                     remember(page, frame);
+                   }),
+                   nullptr);
+  g_signal_connect(extension, "page-created", G_CALLBACK(+[](WebKitWebProcessExtension*, WebKitWebPage* page, gpointer) {
+                     g_signal_connect(page, "user-message-received", G_CALLBACK(receive), nullptr);
+                   }),
+                   nullptr);
+}

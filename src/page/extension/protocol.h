@@ -1,0 +1,21 @@
+#pragma once
+// The messages between the browser and its web process extension. Shared by
+// both sides, so it uses nothing beyond the language.
+
+namespace quillo::extension {
+
+// The script world of the browser's own page scripts.
+inline constexpr char kWorld[] = "quillo";
+
+// Web process to view: a script in the "quillo" world called
+// quillo.post(name, payload). Parameters "(stsbs)": name, frame id, frame
+// address, whether it is the main frame, payload as JSON text.
+inline constexpr char kPost[] = "quillo-post";
+
+// View to web process: run a script in one frame. Parameters "(tsb)": frame
+// id, script, whether to run it in the "quillo" world (else the page's).
+// Reply parameters "(bs)": true and the result as JSON text, or false and
+// the error text.
+inline constexpr char kEvalInFrame[] = "quillo-eval-in-frame";
+
+}  // namespace quillo::extension

@@ -1,0 +1,117 @@
+#include "page/webkit/webkit_engine.h"
+
+#include <cstdlib>
+#include <system_error>
+
+#include "core/app_support.h"
+#include "core/log.h"
+#include "page/user_agent.h"
+#include "page/webkit/webkit_content_filter.h"
+#include "page/webkit/webkit_view.h"
+
+namespace quillo {
+
+namespace {
+
+constexpr const char* kExtensionModule = "libquilloextension.so";
+constexpr const char* kScriptWorld = "quillo";
+
+void enableFavicons(WebKitNetworkSession* session) {
+  webkit_website_data_manager_set_favicons_enabled(webkit_network_session_get_website_data_manager(session), TRUE);
+}
+
+WebKitNetworkSession* makePersistentSession() {
+  std::filesystem::path data = AppSupport::folder() / "website-data";
+  std::filesystem::path cache = AppSupport::cacheFolder() / "website-cache";
+  std::error_code error;
+  std::filesystem::create_directories(data, error);
+  if (error) logLine("couldn't create " + data.string() + ": " + error.message());
+  WebKitNetworkSession* session = webkit_network_session_new(data.c_str(), cache.c_str());
+  // Without this WebKit keeps cookies in memory only, even here.
+  webkit_cookie_manager_set_persistent_storage(webkit_network_session_get_cookie_manager(session),
+                                               (data / "cookies.sqlite").c_str(),
+                                               WEBKIT_COOKIE_PERSISTENT_STORAGE_SQLITE);
+  enableFavicons(session);
+  return session;
+}
+
+WebKitUserContentManager* makeContentManager(const ViewConfiguration& configuration) {
+  WebKitUserContentManager* manager = webkit_user_content_manager_new();
+  for (const auto& filter : configuration.filters) {
+    if (auto* webkitFilter = dynamic_cast<WebKitContentFilter*>(filter.get()))
+      webkit_user_content_manager_add_filter(manager, webkitFilter->raw());
+  }
+  for (const UserScript& script : configuration.scripts) {
+    auto frames = script.allFrames ? WEBKIT_USER_CONTENT_INJECT_ALL_FRAMES : WEBKIT_USER_CONTENT_INJECT_TOP_FRAME;
+    auto time = script.atDocumentStart ? WEBKIT_USER_SCRIPT_INJECT_AT_DOCUMENT_START
+                                       : WEBKIT_USER_SCRIPT_INJECT_AT_DOCUMENT_END;
+    WebKitUserScript* userScript =
+        script.isolated
+            ? webkit_user_script_new_for_world(script.source.c_str(), frames, time, kScriptWorld, nullptr, nullptr)
+            : webkit_user_script_new(script.source.c_str(), frames, time, nullptr, nullptr);
+    webkit_user_content_manager_add_script(manager, userScript);
+    webkit_user_script_unref(userScript);
+  }
+  return manager;
+}
+
+}  // namespace
+
+std::filesystem::path chooseExtensionFolder() {
+  if (const char* overridden = std::getenv("QUILLO_EXTENSION_DIR"); overridden && *overridden) return overridden;
+  std::filesystem::path built = QUILLO_EXTENSION_BUILD_DIR;
+  std::error_code error;
+  if (std::filesystem::exists(built / kExtensionModule, error)) return built;
+  return QUILLO_EXTENSION_INSTALL_DIR;
+}
+
+WebKitEngine::WebKitEngine() {
+  context_ = webkit_web_context_new();
+  extensionFolder_ = chooseExtensionFolder();
+  std::error_code error;
+  if (std::filesystem::exists(extensionFolder_ / kExtensionModule, error)) {
+    // Outside the sandbox's view the module is skipped without a word.
+    webkit_web_context_add_path_to_sandbox(context_, extensionFolder_.c_str(), TRUE);
+    webkit_web_context_set_web_process_extensions_directory(context_, extensionFolder_.c_str());
+  } else {
+    logLine("web process extension not found in " + extensionFolder_.string() +
+            "; hover links and frame scripts are off");
+  }
+
+  settings_ = webkit_settings_new();
+  webkit_settings_set_enable_developer_extras(settings_, TRUE);
+  webkit_settings_set_enable_fullscreen(settings_, TRUE);
+  webkit_settings_set_user_agent(settings_, withSafariToken(webkit_settings_get_user_agent(settings_)).c_str());
+
+  persistent_ = std::make_shared<WebKitDataStore>(makePersistentSession());
+}
+
+WebKitEngine::~WebKitEngine() {
+  persistent_.reset();
+  g_object_unref(settings_);
+  g_object_unref(context_);
+}
+
+std::shared_ptr<DataStore> WebKitEngine::makePrivateStore() {
+  WebKitNetworkSession* session = webkit_network_session_new_ephemeral();
+  enableFavicons(session);
+  return std::make_shared<WebKitDataStore>(session);
+}
+
+std::unique_ptr<WebViewPort> WebKitEngine::makeView(const ViewConfiguration& configuration) {
+  std::shared_ptr<DataStore> store = configuration.store ? configuration.store : persistent_;
+  auto* webkitStore = dynamic_cast<WebKitDataStore*>(store.get());
+  if (!webkitStore) {
+    logLine("a view was asked for with a data store of another engine; using the persistent one");
+    store = persistent_;
+    webkitStore = persistent_.get();
+  }
+  WebKitUserContentManager* manager = makeContentManager(configuration);
+  auto* view = WEBKIT_WEB_VIEW(g_object_new(WEBKIT_TYPE_WEB_VIEW, "web-context", context_, "network-session",
+                                            webkitStore->session(), "settings", settings_, "user-content-manager",
+                                            manager, nullptr));
+  g_object_unref(manager);
+  return std::make_unique<WebKitView>(view, std::move(store), configuration.filters);
+}
+
+}  // namespace quillo

@@ -1,0 +1,492 @@
+#include "page/webkit/webkit_view.h"
+
+#include <algorithm>
+
+#include "core/log.h"
+#include "page/extension/protocol.h"
+#include "page/webkit/webkit_content_filter.h"
+
+namespace quillo {
+
+namespace {
+
+constexpr guint kMaxFindMatches = 1000;
+
+using EvaluateDone = std::function<void(std::optional<nlohmann::json>, std::string)>;
+
+// What an asynchronous call needs to come back to: the view may be gone.
+struct Pending {
+  std::weak_ptr<bool> alive;
+  EvaluateDone done;
+};
+
+// A JSON text from JavaScriptCore or the extension; no text (undefined) is null.
+std::optional<nlohmann::json> parseResult(const char* json) {
+  if (!json) return nlohmann::json(nullptr);
+  auto value = nlohmann::json::parse(json, nullptr, false);
+  if (value.is_discarded()) return std::nullopt;
+  return value;
+}
+
+std::string hostOf(const char* uri) {
+  if (!uri) return {};
+  auto url = Url::parse(uri);
+  return url ? url->host() : std::string();
+}
+
+// State shared by a script dialog's window and its answer.
+struct DialogAnswer {
+  WebKitScriptDialog* dialog;
+  GtkWidget* entry = nullptr;
+};
+
+}  // namespace
+
+WebKitView::WebKitView(WebKitWebView* view, std::shared_ptr<DataStore> store,
+                       std::vector<std::shared_ptr<ContentFilter>> filters)
+    : view_(WEBKIT_WEB_VIEW(g_object_ref_sink(view))),
+      store_(std::move(store)),
+      cancellable_(g_cancellable_new()) {
+  for (auto& filter : filters)
+    if (filter) filters_[filter->identifier()] = std::move(filter);
+
+  auto notify = G_CALLBACK(+[](GObject*, GParamSpec*, gpointer self) { static_cast<WebKitView*>(self)->stateChanged(); });
+  for (const char* property : {"notify::uri", "notify::title", "notify::is-loading", "notify::estimated-load-progress"})
+    connect(view_, property, notify);
+  connect(webkit_web_view_get_back_forward_list(view_), "changed",
+          G_CALLBACK(+[](WebKitBackForwardList*, WebKitBackForwardListItem*, gpointer, gpointer self) {
+            static_cast<WebKitView*>(self)->stateChanged();
+          }));
+  connect(view_, "load-changed", G_CALLBACK(+[](WebKitWebView*, WebKitLoadEvent event, gpointer self) {
+            auto* me = static_cast<WebKitView*>(self);
+            if (event == WEBKIT_LOAD_COMMITTED && me->events_) me->events_->webViewCommitted();
+          }));
+  connect(view_, "notify::is-playing-audio", G_CALLBACK(+[](GObject*, GParamSpec*, gpointer self) {
+            auto* me = static_cast<WebKitView*>(self);
+            if (me->events_) me->events_->webViewAudioChanged();
+          }));
+  connect(view_, "user-message-received", G_CALLBACK(+[](WebKitWebView*, WebKitUserMessage* message, gpointer self) {
+            return gboolean(static_cast<WebKitView*>(self)->receiveMessage(message));
+          }));
+  connect(view_, "create", G_CALLBACK(+[](WebKitWebView*, WebKitNavigationAction* action, gpointer self) {
+            return static_cast<WebKitView*>(self)->createChild(action);
+          }));
+  connect(view_, "ready-to-show", G_CALLBACK(+[](WebKitWebView*, gpointer self) {
+            auto* me = static_cast<WebKitView*>(self);
+            if (me->onReadyToShow_) std::exchange(me->onReadyToShow_, nullptr)();
+          }));
+  connect(view_, "close", G_CALLBACK(+[](WebKitWebView*, gpointer self) {
+            auto* me = static_cast<WebKitView*>(self);
+            if (me->events_) me->events_->webViewClosed();
+          }));
+  connect(view_, "web-process-terminated",
+          G_CALLBACK(+[](WebKitWebView*, WebKitWebProcessTerminationReason, gpointer self) {
+            auto* me = static_cast<WebKitView*>(self);
+            if (me->events_) me->events_->webViewCrashed();
+          }));
+  connect(view_, "script-dialog", G_CALLBACK(+[](WebKitWebView*, WebKitScriptDialog* dialog, gpointer self) {
+            return gboolean(static_cast<WebKitView*>(self)->showScriptDialog(dialog));
+          }));
+  connect(view_, "run-file-chooser", G_CALLBACK(+[](WebKitWebView*, WebKitFileChooserRequest* request, gpointer self) {
+            return gboolean(static_cast<WebKitView*>(self)->showFileChooser(request));
+          }));
+
+  WebKitFindController* finder = webkit_web_view_get_find_controller(view_);
+  connect(finder, "found-text", G_CALLBACK(+[](WebKitFindController*, guint, gpointer self) {
+            static_cast<WebKitView*>(self)->finishedFinding(true);
+          }));
+  connect(finder, "failed-to-find-text", G_CALLBACK(+[](WebKitFindController*, gpointer self) {
+            static_cast<WebKitView*>(self)->finishedFinding(false);
+          }));
+}
+
+WebKitView::~WebKitView() {
+  g_cancellable_cancel(cancellable_);
+  g_object_unref(cancellable_);
+  for (auto [instance, id] : handlers_) g_signal_handler_disconnect(instance, id);
+  // Closing a dialog's window answers it as cancelled (see showScriptDialog).
+  for (GtkWindow* dialog : std::set<GtkWindow*>(dialogs_)) gtk_window_destroy(dialog);
+  // Dropping a chooser unanswered tells the page it was cancelled.
+  for (GtkNativeDialog* chooser : std::exchange(choosers_, {})) {
+    gtk_native_dialog_destroy(chooser);
+    g_object_unref(chooser);
+  }
+  pendingChildren_.clear();
+  g_object_unref(view_);
+}
+
+void WebKitView::connect(gpointer instance, const char* signal, GCallback callback) {
+  handlers_.emplace_back(instance, g_signal_connect(instance, signal, callback, this));
+}
+
+void WebKitView::stateChanged() {
+  if (events_) events_->webViewStateChanged();
+}
+
+std::optional<Url> WebKitView::url() const {
+  const char* uri = webkit_web_view_get_uri(view_);
+  if (!uri || !*uri) return std::nullopt;
+  return Url::parse(uri);
+}
+
+std::string WebKitView::title() const {
+  const char* title = webkit_web_view_get_title(view_);
+  return title ? title : "";
+}
+
+bool WebKitView::isLoading() const { return webkit_web_view_is_loading(view_); }
+double WebKitView::progress() const { return webkit_web_view_get_estimated_load_progress(view_); }
+bool WebKitView::canGoBack() const { return webkit_web_view_can_go_back(view_); }
+bool WebKitView::canGoForward() const { return webkit_web_view_can_go_forward(view_); }
+bool WebKitView::isPlayingAudio() const { return webkit_web_view_is_playing_audio(view_); }
+
+void WebKitView::load(const Url& url) {
+  // WebKitGTK offers no per-request time-out; its network stack's own applies.
+  webkit_web_view_load_uri(view_, url.str().c_str());
+}
+
+void WebKitView::loadFile(const Url& file, const Url& readAccessFolder) {
+  // Under WebKitGTK's sandbox file loads are read by the network process,
+  // which sees the user's files; the folder needs no grant of its own.
+  (void)readAccessFolder;
+  webkit_web_view_load_uri(view_, file.str().c_str());
+}
+
+void WebKitView::reload() { webkit_web_view_reload(view_); }
+void WebKitView::stop() { webkit_web_view_stop_loading(view_); }
+void WebKitView::goBack() { webkit_web_view_go_back(view_); }
+void WebKitView::goForward() { webkit_web_view_go_forward(view_); }
+
+std::string WebKitView::sessionState() const {
+  WebKitBackForwardList* list = webkit_web_view_get_back_forward_list(view_);
+  if (webkit_back_forward_list_get_length(list) == 0) return {};
+  WebKitWebViewSessionState* state = webkit_web_view_get_session_state(view_);
+  GBytes* bytes = webkit_web_view_session_state_serialize(state);
+  gsize size = 0;
+  auto* data = static_cast<const char*>(g_bytes_get_data(bytes, &size));
+  std::string blob(data, size);
+  g_bytes_unref(bytes);
+  webkit_web_view_session_state_unref(state);
+  return blob;
+}
+
+bool WebKitView::restoreSessionState(const std::string& blob) {
+  if (blob.empty()) return false;
+  GBytes* bytes = g_bytes_new(blob.data(), blob.size());
+  WebKitWebViewSessionState* state = webkit_web_view_session_state_new(bytes);
+  g_bytes_unref(bytes);
+  if (!state) {
+    logLine("couldn't restore a tab's back and forward list: the saved data is unreadable");
+    return false;
+  }
+  webkit_web_view_restore_session_state(view_, state);
+  webkit_web_view_session_state_unref(state);
+  return webkit_back_forward_list_get_current_item(webkit_web_view_get_back_forward_list(view_)) != nullptr;
+}
+
+void WebKitView::goToCurrentItem() {
+  WebKitBackForwardListItem* item =
+      webkit_back_forward_list_get_current_item(webkit_web_view_get_back_forward_list(view_));
+  if (item) webkit_web_view_go_to_back_forward_list_item(view_, item);
+}
+
+void WebKitView::find(const std::string& text, bool backwards, std::function<void(bool)> done) {
+  WebKitFindController* finder = webkit_web_view_get_find_controller(view_);
+  // A newer search makes the older answer moot.
+  findDone_ = std::move(done);
+  if (findText_ == text) {
+    // Same text again: step to the next match instead of starting over.
+    if (backwards)
+      webkit_find_controller_search_previous(finder);
+    else
+      webkit_find_controller_search_next(finder);
+    return;
+  }
+  guint options = WEBKIT_FIND_OPTIONS_CASE_INSENSITIVE | WEBKIT_FIND_OPTIONS_WRAP_AROUND;
+  if (backwards) options |= WEBKIT_FIND_OPTIONS_BACKWARDS;
+  findText_ = text;
+  webkit_find_controller_search(finder, text.c_str(), options, kMaxFindMatches);
+}
+
+void WebKitView::finishedFinding(bool found) {
+  if (auto done = std::exchange(findDone_, nullptr)) done(found);
+}
+
+void WebKitView::finishFind() {
+  findDone_ = nullptr;
+  findText_.reset();
+  webkit_find_controller_search_finish(webkit_web_view_get_find_controller(view_));
+}
+
+void WebKitView::setMuted(bool muted) { webkit_web_view_set_is_muted(view_, muted); }
+void WebKitView::setZoom(double level) { webkit_web_view_set_zoom_level(view_, level); }
+
+void WebKitView::setContentFilters(const std::vector<std::shared_ptr<ContentFilter>>& filters) {
+  WebKitUserContentManager* manager = webkit_web_view_get_user_content_manager(view_);
+  std::map<std::string, std::shared_ptr<ContentFilter>> wanted;
+  for (const auto& filter : filters)
+    if (filter) wanted[filter->identifier()] = filter;
+  for (const auto& [identifier, filter] : filters_)
+    if (!wanted.count(identifier)) webkit_user_content_manager_remove_filter_by_id(manager, identifier.c_str());
+  // Adding a filter replaces one with the same identifier, so a recompiled
+  // list takes the old one's place.
+  for (const auto& [identifier, filter] : wanted) {
+    if (auto* webkitFilter = dynamic_cast<WebKitContentFilter*>(filter.get()))
+      webkit_user_content_manager_add_filter(manager, webkitFilter->raw());
+  }
+  filters_ = std::move(wanted);
+}
+
+void WebKitView::evaluate(const std::string& script, uint64_t frameID, bool isolated, EvaluateDone done) {
+  auto* pending = new Pending{alive_, std::move(done)};
+  if (frameID == 0) {
+    webkit_web_view_evaluate_javascript(
+        view_, script.c_str(), static_cast<gssize>(script.size()), isolated ? extension::kWorld : nullptr, nullptr,
+        cancellable_,
+        [](GObject* source, GAsyncResult* result, gpointer data) {
+          std::unique_ptr<Pending> pending(static_cast<Pending*>(data));
+          GError* error = nullptr;
+          JSCValue* value = webkit_web_view_evaluate_javascript_finish(WEBKIT_WEB_VIEW(source), result, &error);
+          if (pending->alive.expired()) {
+            g_clear_error(&error);
+            g_clear_object(&value);
+            return;
+          }
+          if (!value) {
+            std::string text = error ? error->message : "the script failed";
+            g_clear_error(&error);
+            pending->done(std::nullopt, text);
+            return;
+          }
+          char* json = jsc_value_is_undefined(value) ? nullptr : jsc_value_to_json(value, 0);
+          auto parsed = parseResult(json);
+          g_free(json);
+          g_object_unref(value);
+          if (parsed)
+            pending->done(std::move(parsed), "");
+          else
+            pending->done(std::nullopt, "the script's result is not JSON");
+        },
+        pending);
+    return;
+  }
+
+  WebKitUserMessage* message = webkit_user_message_new(
+      extension::kEvalInFrame,
+      g_variant_new("(tsb)", static_cast<guint64>(frameID), script.c_str(), isolated ? TRUE : FALSE));
+  webkit_web_view_send_message_to_page(
+      view_, message, cancellable_,
+      [](GObject* source, GAsyncResult* result, gpointer data) {
+        std::unique_ptr<Pending> pending(static_cast<Pending*>(data));
+        GError* error = nullptr;
+        WebKitUserMessage* reply = webkit_web_view_send_message_to_page_finish(WEBKIT_WEB_VIEW(source), result, &error);
+        if (pending->alive.expired()) {
+          g_clear_error(&error);
+          g_clear_object(&reply);
+          return;
+        }
+        if (!reply) {
+          std::string text = error ? error->message : "the frame did not answer";
+          g_clear_error(&error);
+          pending->done(std::nullopt, text);
+          return;
+        }
+        GVariant* parameters = webkit_user_message_get_parameters(reply);
+        if (!parameters || !g_variant_is_of_type(parameters, G_VARIANT_TYPE("(bs)"))) {
+          g_object_unref(reply);
+          pending->done(std::nullopt, "the frame's answer is malformed");
+          return;
+        }
+        gboolean ok = FALSE;
+        const char* text = nullptr;
+        g_variant_get(parameters, "(b&s)", &ok, &text);
+        if (!ok) {
+          std::string why = text;
+          g_object_unref(reply);
+          pending->done(std::nullopt, why);
+          return;
+        }
+        auto parsed = parseResult(text);
+        g_object_unref(reply);
+        if (parsed)
+          pending->done(std::move(parsed), "");
+        else
+          pending->done(std::nullopt, "the script's result is not JSON");
+      },
+      pending);
+}
+
+bool WebKitView::receiveMessage(WebKitUserMessage* message) {
+  if (g_strcmp0(webkit_user_message_get_name(message), extension::kPost) != 0) return false;
+  GVariant* parameters = webkit_user_message_get_parameters(message);
+  if (!parameters || !g_variant_is_of_type(parameters, G_VARIANT_TYPE("(stsbs)"))) return true;
+  const char *name = nullptr, *frameURL = nullptr, *payload = nullptr;
+  guint64 frameID = 0;
+  gboolean isMain = FALSE;
+  g_variant_get(parameters, "(&st&sb&s)", &name, &frameID, &frameURL, &isMain, &payload);
+  FrameMessage frameMessage;
+  frameMessage.name = name;
+  frameMessage.frameID = frameID;
+  frameMessage.frameURL = frameURL;
+  frameMessage.isMainFrame = isMain;
+  frameMessage.payload = nlohmann::json::parse(payload, nullptr, false);
+  if (frameMessage.payload.is_discarded()) frameMessage.payload = nullptr;
+  if (events_) events_->webViewMessage(frameMessage);
+  return true;
+}
+
+GtkWidget* WebKitView::createChild(WebKitNavigationAction*) {
+  if (!events_) return nullptr;
+  // Popups run the opener's scripts whatever manager they get, so they get
+  // the opener's, and its settings (which a related view does not inherit).
+  auto* childView = WEBKIT_WEB_VIEW(g_object_new(WEBKIT_TYPE_WEB_VIEW, "related-view", view_, "settings",
+                                                 webkit_web_view_get_settings(view_), "user-content-manager",
+                                                 webkit_web_view_get_user_content_manager(view_), nullptr));
+  std::vector<std::shared_ptr<ContentFilter>> filters;
+  for (const auto& [identifier, filter] : filters_) filters.push_back(filter);
+  auto child = std::make_unique<WebKitView>(childView, store_, std::move(filters));
+  WebKitView* raw = child.get();
+  child->onReadyToShow_ = [this, raw] { childReady(raw); };
+  pendingChildren_.push_back(std::move(child));
+  // WebKit does not take a reference: the child stays ours.
+  return GTK_WIDGET(childView);
+}
+
+void WebKitView::childReady(WebKitView* child) {
+  auto it = std::find_if(pendingChildren_.begin(), pendingChildren_.end(),
+                         [child](const auto& pending) { return pending.get() == child; });
+  if (it == pendingChildren_.end()) return;
+  std::unique_ptr<WebKitView> ready = std::move(*it);
+  pendingChildren_.erase(it);
+  // A refused child is dropped here, which closes its page.
+  if (events_) events_->webViewOpenedWindow(std::move(ready));
+}
+
+GtkWindow* WebKitView::window() const {
+  GtkRoot* root = gtk_widget_get_root(GTK_WIDGET(view_));
+  return GTK_IS_WINDOW(root) ? GTK_WINDOW(root) : nullptr;
+}
+
+bool WebKitView::showScriptDialog(WebKitScriptDialog* dialog) {
+  if (events_) events_->webViewNeedsAttention();
+  std::string host = hostOf(webkit_web_view_get_uri(view_));
+  std::string heading = host.empty() ? "This page says" : host + " says";
+  WebKitScriptDialogType type = webkit_script_dialog_get_dialog_type(dialog);
+
+  GtkWindow* parent = window();
+  GtkWidget* box = gtk_message_dialog_new(parent, GtkDialogFlags(GTK_DIALOG_MODAL | GTK_DIALOG_DESTROY_WITH_PARENT),
+                                          GTK_MESSAGE_OTHER, GTK_BUTTONS_NONE, "%s", heading.c_str());
+  gtk_message_dialog_format_secondary_text(GTK_MESSAGE_DIALOG(box), "%s", webkit_script_dialog_get_message(dialog));
+  if (type != WEBKIT_SCRIPT_DIALOG_ALERT) gtk_dialog_add_button(GTK_DIALOG(box), "Cancel", GTK_RESPONSE_CANCEL);
+  gtk_dialog_add_button(GTK_DIALOG(box), "OK", GTK_RESPONSE_OK);
+  gtk_dialog_set_default_response(GTK_DIALOG(box), GTK_RESPONSE_OK);
+
+  auto* answer = new DialogAnswer{webkit_script_dialog_ref(dialog)};
+  if (type == WEBKIT_SCRIPT_DIALOG_PROMPT) {
+    answer->entry = gtk_entry_new();
+    const char* text = webkit_script_dialog_prompt_get_default_text(dialog);
+    gtk_editable_set_text(GTK_EDITABLE(answer->entry), text ? text : "");
+    gtk_entry_set_activates_default(GTK_ENTRY(answer->entry), TRUE);
+    gtk_widget_set_size_request(answer->entry, 280, -1);
+    gtk_box_append(GTK_BOX(gtk_message_dialog_get_message_area(GTK_MESSAGE_DIALOG(box))), answer->entry);
+  }
+  // However the window goes away, the page gets its answer (cancel unless
+  // "OK" set one first) and stops waiting.
+  g_object_set_data_full(G_OBJECT(box), "quillo-answer", answer, [](gpointer data) {
+    auto* answer = static_cast<DialogAnswer*>(data);
+    webkit_script_dialog_close(answer->dialog);
+    webkit_script_dialog_unref(answer->dialog);
+    delete answer;
+  });
+  g_signal_connect(box, "response", G_CALLBACK(+[](GtkDialog* box, int response, gpointer) {
+                     auto* answer = static_cast<DialogAnswer*>(g_object_get_data(G_OBJECT(box), "quillo-answer"));
+                     bool ok = response == GTK_RESPONSE_OK;
+                     switch (webkit_script_dialog_get_dialog_type(answer->dialog)) {
+                       case WEBKIT_SCRIPT_DIALOG_CONFIRM:
+                       case WEBKIT_SCRIPT_DIALOG_BEFORE_UNLOAD_CONFIRM:
+                         webkit_script_dialog_confirm_set_confirmed(answer->dialog, ok);
+                         break;
+                       case WEBKIT_SCRIPT_DIALOG_PROMPT:
+                         // Without a text the prompt answers null, as for Cancel.
+                         if (ok)
+                           webkit_script_dialog_prompt_set_text(answer->dialog,
+                                                                gtk_editable_get_text(GTK_EDITABLE(answer->entry)));
+                         break;
+                       default:
+                         break;
+                     }
+                     gtk_window_destroy(GTK_WINDOW(box));
+                   }),
+                   nullptr);
+
+  dialogs_.insert(GTK_WINDOW(box));
+  std::weak_ptr<bool> alive = alive_;
+  auto* forget = new std::function<void()>([this, alive, box] {
+    if (!alive.expired()) dialogs_.erase(GTK_WINDOW(box));
+  });
+  g_signal_connect_data(
+      box, "destroy", G_CALLBACK(+[](GtkWidget*, gpointer data) { (*static_cast<std::function<void()>*>(data))(); }),
+      forget, [](gpointer data, GClosure*) { delete static_cast<std::function<void()>*>(data); }, GConnectFlags(0));
+  gtk_window_present(GTK_WINDOW(box));
+  if (answer->entry) gtk_widget_grab_focus(answer->entry);
+  return true;
+}
+
+bool WebKitView::showFileChooser(WebKitFileChooserRequest* request) {
+  if (events_) events_->webViewNeedsAttention();
+  GtkFileChooserNative* chooser =
+      gtk_file_chooser_native_new("Open", window(), GTK_FILE_CHOOSER_ACTION_OPEN, "Open", "Cancel");
+  gtk_native_dialog_set_modal(GTK_NATIVE_DIALOG(chooser), TRUE);
+  gtk_file_chooser_set_select_multiple(GTK_FILE_CHOOSER(chooser),
+                                       webkit_file_chooser_request_get_select_multiple(request));
+  if (GtkFileFilter* filter = webkit_file_chooser_request_get_mime_types_filter(request))
+    gtk_file_chooser_add_filter(GTK_FILE_CHOOSER(chooser), filter);
+
+  g_object_set_data_full(G_OBJECT(chooser), "quillo-request", g_object_ref(request), [](gpointer request) {
+    // Unanswered when the chooser goes: the page hears "cancelled".
+    if (!g_object_get_data(G_OBJECT(request), "quillo-answered"))
+      webkit_file_chooser_request_cancel(WEBKIT_FILE_CHOOSER_REQUEST(request));
+    g_object_unref(request);
+  });
+  struct Context {
+    WebKitView* view;
+    std::weak_ptr<bool> alive;
+  };
+  g_signal_connect_data(
+      chooser, "response", G_CALLBACK(+[](GtkNativeDialog* chooser, int response, gpointer data) {
+        auto* context = static_cast<Context*>(data);
+        auto* request = WEBKIT_FILE_CHOOSER_REQUEST(g_object_get_data(G_OBJECT(chooser), "quillo-request"));
+        if (response == GTK_RESPONSE_ACCEPT) {
+          GListModel* files = gtk_file_chooser_get_files(GTK_FILE_CHOOSER(chooser));
+          std::vector<std::string> paths;
+          for (guint i = 0; i < g_list_model_get_n_items(files); ++i) {
+            auto* file = G_FILE(g_list_model_get_item(files, i));
+            if (char* path = g_file_get_path(file)) {
+              paths.emplace_back(path);
+              g_free(path);
+            }
+            g_object_unref(file);
+          }
+          g_object_unref(files);
+          std::vector<const char*> list;
+          for (const auto& path : paths) list.push_back(path.c_str());
+          list.push_back(nullptr);
+          if (!paths.empty()) {
+            webkit_file_chooser_request_select_files(request, list.data());
+            g_object_set_data(G_OBJECT(request), "quillo-answered", GINT_TO_POINTER(1));
+          }
+        }
+        if (!context->alive.expired()) context->view->choosers_.erase(chooser);
+        gtk_native_dialog_destroy(chooser);
+        g_object_unref(chooser);
+      }),
+      new Context{this, alive_}, [](gpointer data, GClosure*) { delete static_cast<Context*>(data); },
+      GConnectFlags(0));
+  choosers_.insert(GTK_NATIVE_DIALOG(chooser));
+  gtk_native_dialog_show(GTK_NATIVE_DIALOG(chooser));
+  return true;
+}
+
+void WebKitView::focus() { gtk_widget_grab_focus(GTK_WIDGET(view_)); }
+
+}  // namespace quillo

@@ -1,0 +1,96 @@
+#pragma once
+#include <gtk/gtk.h>
+#include <webkit/webkit.h>
+
+#include <functional>
+#include <map>
+#include <memory>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "page/web_view_port.h"
+
+namespace quillo {
+
+// One WebKitWebView behind the model's port. Owns a reference to the view and
+// its signal connections; both end with this object. The window puts
+// widget() into its tree and takes it out again before dropping the port.
+class WebKitView final : public WebViewPort {
+ public:
+  // Adopts `view` (sinking a floating reference). `filters` are the ones the
+  // view's content manager was made with.
+  WebKitView(WebKitWebView* view, std::shared_ptr<DataStore> store,
+             std::vector<std::shared_ptr<ContentFilter>> filters = {});
+  ~WebKitView() override;
+  WebKitView(const WebKitView&) = delete;
+  WebKitView& operator=(const WebKitView&) = delete;
+
+  GtkWidget* widget() const { return GTK_WIDGET(view_); }
+  WebKitWebView* raw() const { return view_; }
+
+  void setEvents(WebViewEvents* events) override { events_ = events; }
+
+  std::optional<Url> url() const override;
+  std::string title() const override;
+  bool isLoading() const override;
+  double progress() const override;
+  bool canGoBack() const override;
+  bool canGoForward() const override;
+  bool isPlayingAudio() const override;
+  const std::shared_ptr<DataStore>& store() const override { return store_; }
+
+  void load(const Url& url) override;
+  void loadFile(const Url& file, const Url& readAccessFolder) override;
+  void reload() override;
+  void stop() override;
+  void goBack() override;
+  void goForward() override;
+
+  std::string sessionState() const override;
+  bool restoreSessionState(const std::string& blob) override;
+  void goToCurrentItem() override;
+
+  void find(const std::string& text, bool backwards, std::function<void(bool)> done) override;
+  void finishFind() override;
+
+  void setMuted(bool muted) override;
+  void setZoom(double level) override;
+  void setContentFilters(const std::vector<std::shared_ptr<ContentFilter>>& filters) override;
+
+  void evaluate(const std::string& script, uint64_t frameID, bool isolated,
+                std::function<void(std::optional<nlohmann::json>, std::string)> done) override;
+
+  void focus() override;
+
+ private:
+  void connect(gpointer instance, const char* signal, GCallback callback);
+  void stateChanged();
+  void finishedFinding(bool found);
+  GtkWidget* createChild(WebKitNavigationAction* action);
+  void childReady(WebKitView* child);
+  bool showScriptDialog(WebKitScriptDialog* dialog);
+  bool showFileChooser(WebKitFileChooserRequest* request);
+  bool receiveMessage(WebKitUserMessage* message);
+  GtkWindow* window() const;
+
+  WebKitWebView* view_;
+  std::shared_ptr<DataStore> store_;
+  WebViewEvents* events_ = nullptr;
+  std::vector<std::pair<gpointer, gulong>> handlers_;
+  GCancellable* cancellable_;
+  // Outstanding asynchronous work checks this before touching the view.
+  // (Only its lifetime matters: it expires with the view.)
+  std::shared_ptr<bool> alive_ = std::make_shared<bool>(true);
+  std::function<void(bool)> findDone_;
+  std::optional<std::string> findText_;  // the search in progress, if any
+  std::map<std::string, std::shared_ptr<ContentFilter>> filters_;
+  // Windows a site opened, kept until WebKit says they are ready to show.
+  std::vector<std::unique_ptr<WebKitView>> pendingChildren_;
+  std::function<void()> onReadyToShow_;
+  // Dialogs and choosers on screen for this view, closed with it.
+  std::set<GtkWindow*> dialogs_;
+  std::set<GtkNativeDialog*> choosers_;
+};
+
+}  // namespace quillo

@@ -1,0 +1,139 @@
+#include <gtest/gtest.h>
+
+#include "engine/support/engine_support.h"
+#include "page/webkit/webkit_engine.h"
+#include "scripts/resources.h"
+#include "support/test_server.h"
+
+namespace quillo::test {
+namespace {
+
+// A top page on 127.0.0.1 with a link and a cross-origin frame on 127.0.0.2
+// that has a link of its own. The frame hovers its link when the top page
+// asks it to (a cross-origin frame can't be scripted from the top).
+class FramesTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    top_.html("/top", "<!doctype html><title>top</title><a id=link href='/target'>top link</a><p id=plain>text</p>"
+                      "<iframe src='" + other_.url("/frame") + "'></iframe>"
+                      "<script>addEventListener('message', e => { if (e.data === 'frame ready') "
+                      "document.title = 'ready'; });</script>");
+    other_.html("/frame",
+                "<!doctype html><title>framed</title><a id=link href='/inner'>inner link</a>"
+                "<script>addEventListener('message', e => { if (e.data === 'hover') "
+                "document.getElementById('link').dispatchEvent(new MouseEvent('mouseover', {bubbles: true})); });"
+                "parent.postMessage('frame ready', '*');</script>");
+  }
+
+  std::unique_ptr<WebViewPort> loadTop(RecordingEvents& events, std::vector<UserScript> scripts) {
+    auto view = sharedEngine().makeView({nullptr, {}, std::move(scripts)});
+    view->setEvents(&events);
+    EXPECT_TRUE(loadAndWait(*view, events, mustParse(top_.url("/top"))));
+    EXPECT_TRUE(runUntil([&] { return view->title() == "ready"; }));
+    return view;
+  }
+
+  TestServer top_;
+  TestServer other_{"127.0.0.2"};
+};
+
+UserScript hoverScript() { return {std::string(scripts::resource("hover.js")), true, true, true}; }
+
+TEST_F(FramesTest, TheHoverScriptReportsLinksFromTheMainFrameAndACrossOriginFrame) {
+  ASSERT_FALSE(scripts::resource("hover.js").empty());
+  RecordingEvents events;
+  auto view = loadTop(events, {hoverScript()});
+
+  auto over = [&](const std::string& id) {
+    ASSERT_TRUE(evaluateAndWait(*view, "document.getElementById('" + id +
+                                           "').dispatchEvent(new MouseEvent('mouseover', {bubbles: true}))")
+                    .result);
+  };
+  over("link");
+  over("link");  // the same link again posts nothing
+  ASSERT_TRUE(evaluateAndWait(*view, "document.dispatchEvent(new MouseEvent('mouseout'))").result);
+  ASSERT_TRUE(runUntil([&] { return events.messagesNamed("quilloHover").size() >= 2; }));
+  runFor(std::chrono::milliseconds(200));
+  auto hovers = events.messagesNamed("quilloHover");
+  ASSERT_EQ(hovers.size(), 2u);
+  EXPECT_EQ(hovers[0].payload, top_.url("/target"));
+  EXPECT_TRUE(hovers[0].isMainFrame);
+  EXPECT_EQ(hovers[0].frameURL, top_.url("/top"));
+  EXPECT_NE(hovers[0].frameID, 0u);
+  EXPECT_EQ(hovers[1].payload, "");
+
+  // Text that is not a link, after leaving: nothing new (still no link).
+  over("plain");
+  ASSERT_TRUE(evaluateAndWait(*view, "frames[0].postMessage('hover', '*')").result);
+  ASSERT_TRUE(runUntil([&] { return events.messagesNamed("quilloHover").size() == 3; }));
+  auto framed = events.messagesNamed("quilloHover")[2];
+  EXPECT_EQ(framed.payload, other_.url("/inner"));
+  EXPECT_FALSE(framed.isMainFrame);
+  EXPECT_EQ(framed.frameURL, other_.url("/frame"));
+  EXPECT_NE(framed.frameID, hovers[0].frameID);
+}
+
+TEST_F(FramesTest, EvaluatesInAChosenSubframeThroughTheExtension) {
+  RecordingEvents events;
+  // Every frame introduces itself, so the test learns the frame ids.
+  UserScript hello{"quillo.post('hello', {url: location.href, top: window === top})", true, false, true};
+  auto view = loadTop(events, {hello});
+  ASSERT_TRUE(runUntil([&] { return events.messagesNamed("hello").size() == 2; }));
+  uint64_t frameID = 0;
+  for (const auto& message : events.messagesNamed("hello")) {
+    EXPECT_EQ(message.payload["top"], message.isMainFrame);
+    EXPECT_EQ(message.payload["url"], message.frameURL);
+    if (!message.isMainFrame) frameID = message.frameID;
+  }
+  ASSERT_NE(frameID, 0u);
+
+  auto title = evaluateAndWait(*view, "document.title", frameID, false);
+  ASSERT_TRUE(title.result) << title.error;
+  EXPECT_EQ(*title.result, "framed");
+  auto world = evaluateAndWait(*view, "[typeof quillo.post, location.origin]", frameID, true);
+  ASSERT_TRUE(world.result) << world.error;
+  EXPECT_EQ(*world.result, (nlohmann::json{"function", other_.url("")}));
+  // Writes land in the frame's own page world.
+  ASSERT_TRUE(evaluateAndWait(*view, "window.filled = 'by the browser'; null", frameID, false).result);
+  EXPECT_EQ(*evaluateAndWait(*view, "window.filled", frameID, false).result, "by the browser");
+
+  auto thrown = evaluateAndWait(*view, "throw new Error('boom')", frameID, false);
+  EXPECT_FALSE(thrown.result);
+  EXPECT_NE(thrown.error.find("boom"), std::string::npos) << thrown.error;
+  auto unknown = evaluateAndWait(*view, "1", 987654321, false);
+  EXPECT_FALSE(unknown.result);
+  EXPECT_FALSE(unknown.error.empty());
+}
+
+TEST_F(FramesTest, ASitesWindowReachesThePortWorkingAndSharingTheStore) {
+  top_.html("/child", "<!doctype html><title>Child</title><p>child</p>");
+  RecordingEvents events;
+  auto store = sharedEngine().makePrivateStore();
+  auto view = sharedEngine().makeView({store, {}, {}});
+  view->setEvents(&events);
+  ASSERT_TRUE(loadAndWait(*view, events, mustParse(top_.url("/top"))));
+
+  ASSERT_TRUE(evaluateAndWait(*view, "window.open('/child', '_blank', 'popup'); null").result);
+  ASSERT_TRUE(runUntil([&] { return events.windows.size() == 1; }));
+  WebViewPort& child = *events.windows[0];
+  RecordingEvents childEvents;
+  child.setEvents(&childEvents);
+  EXPECT_EQ(child.store(), store);
+  ASSERT_TRUE(runUntil([&] { return child.title() == "Child" && !child.isLoading(); }));
+  EXPECT_EQ(child.url()->str(), top_.url("/child"));
+  EXPECT_EQ(*evaluateAndWait(child, "document.querySelector('p').textContent").result, "child");
+
+  // A window the site opened may close itself.
+  ASSERT_TRUE(evaluateAndWait(child, "window.close(); null").result);
+  EXPECT_TRUE(runUntil([&] { return childEvents.closes == 1; }));
+
+  // Refused windows are simply dropped.
+  events.acceptWindows = false;
+  ASSERT_TRUE(evaluateAndWait(*view, "window.open('/child'); null").result);
+  ASSERT_TRUE(runUntil([&] { return events.offeredWindows == 2; }));
+  EXPECT_EQ(events.windows.size(), 1u);
+  EXPECT_TRUE(loadAndWait(*view, events, mustParse(top_.url("/child"))));
+}
+
+}  // namespace
+}  // namespace quillo::test

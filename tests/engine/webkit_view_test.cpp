@@ -1,0 +1,207 @@
+#include "page/webkit/webkit_view.h"
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <fstream>
+
+#include "core/log.h"
+#include "engine/support/engine_support.h"
+#include "page/webkit/webkit_engine.h"
+#include "support/test_server.h"
+
+namespace quillo::test {
+namespace {
+
+std::string page(const std::string& title, const std::string& body = "") {
+  return "<!doctype html><html><head><title>" + title + "</title></head><body>" + body + "</body></html>";
+}
+
+class WebKitViewTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    engine_ = &sharedEngine();
+    server_.html("/one", page("One", "<p>first</p>"));
+    server_.html("/two", page("Two"));
+    server_.html("/three", page("Three"));
+  }
+  std::unique_ptr<WebViewPort> makeView(RecordingEvents& events, ViewConfiguration configuration = {}) {
+    auto view = engine_->makeView(configuration);
+    view->setEvents(&events);
+    return view;
+  }
+  Url at(const std::string& path) { return mustParse(server_.url(path)); }
+
+  WebKitEngine* engine_ = nullptr;
+  TestServer server_;
+};
+
+TEST_F(WebKitViewTest, APageLoadsAndItsAddressAndTitleReachThePort) {
+  RecordingEvents events;
+  auto view = makeView(events);
+  EXPECT_FALSE(view->url());
+  EXPECT_TRUE(view->store()->isPersistent());
+
+  ASSERT_TRUE(loadAndWait(*view, events, at("/one")));
+  // The title can arrive after the load has finished.
+  ASSERT_TRUE(runUntil([&] { return view->title() == "One"; }));
+  EXPECT_EQ(view->url()->str(), server_.url("/one"));
+  EXPECT_DOUBLE_EQ(view->progress(), 1.0);
+  EXPECT_FALSE(view->canGoBack());
+  EXPECT_EQ(events.commits, 1);
+  EXPECT_GT(events.stateChanges, 0);
+  EXPECT_EQ(server_.count("/one"), 1);
+}
+
+TEST_F(WebKitViewTest, BackAndForwardSurviveARestoreThatLoadsNothingUntilAsked) {
+  RecordingEvents events;
+  auto view = makeView(events);
+  for (const char* path : {"/one", "/two", "/three"}) ASSERT_TRUE(loadAndWait(*view, events, at(path)));
+  view->goBack();
+  ASSERT_TRUE(runUntil([&] { return view->url()->path() == "/two" && !view->isLoading(); }));
+  EXPECT_TRUE(view->canGoBack());
+  EXPECT_TRUE(view->canGoForward());
+  std::string blob = view->sessionState();
+  ASSERT_FALSE(blob.empty());
+
+  RecordingEvents restoredEvents;
+  auto restored = makeView(restoredEvents);
+  EXPECT_TRUE(restored->sessionState().empty());
+  server_.clearLog();
+  ASSERT_TRUE(restored->restoreSessionState(blob));
+  runFor(std::chrono::milliseconds(500));
+  EXPECT_FALSE(restored->url());
+  EXPECT_FALSE(restored->isLoading());
+  EXPECT_EQ(restoredEvents.commits, 0);
+  // (Only the page: the first view may still be fetching its site icon.)
+  EXPECT_EQ(server_.count("/two"), 0);
+
+  restored->goToCurrentItem();
+  ASSERT_TRUE(runUntil([&] { return restoredEvents.commits == 1 && !restored->isLoading(); }));
+  EXPECT_EQ(restored->url()->str(), server_.url("/two"));
+  EXPECT_EQ(server_.count("/two"), 1);
+  EXPECT_TRUE(restored->canGoBack());
+  EXPECT_TRUE(restored->canGoForward());
+  restored->goForward();
+  ASSERT_TRUE(runUntil([&] { return restored->url()->path() == "/three" && !restored->isLoading(); }));
+}
+
+TEST_F(WebKitViewTest, AnUnreadableSavedStateIsRefusedWithALogLine) {
+  std::vector<std::string> lines;
+  auto previous = setLogSink([&](const std::string& line) { lines.push_back(line); });
+  RecordingEvents events;
+  auto view = makeView(events);
+  EXPECT_FALSE(view->restoreSessionState(""));
+  EXPECT_FALSE(view->restoreSessionState("not a session state"));
+  setLogSink(previous);
+  ASSERT_EQ(lines.size(), 1u);
+  EXPECT_NE(lines[0].find("back and forward"), std::string::npos);
+  // The view is still usable.
+  EXPECT_TRUE(loadAndWait(*view, events, at("/one")));
+}
+
+TEST_F(WebKitViewTest, EvaluatesInTheMainFrameInEitherWorld) {
+  server_.html("/secret", page("Secret", "<script>window.pageSecret = 42;</script>"));
+  RecordingEvents events;
+  auto view = makeView(events);
+  ASSERT_TRUE(loadAndWait(*view, events, at("/secret")));
+
+  auto sum = evaluateAndWait(*view, "({sum: 1 + 2, list: [pageSecret]})");
+  ASSERT_TRUE(sum.result) << sum.error;
+  EXPECT_EQ(*sum.result, (nlohmann::json{{"sum", 3}, {"list", {42}}}));
+  // The browser's world shares the DOM but not the page's globals.
+  auto isolated = evaluateAndWait(*view, "[typeof pageSecret, document.title]", 0, true);
+  ASSERT_TRUE(isolated.result) << isolated.error;
+  EXPECT_EQ(*isolated.result, (nlohmann::json{"undefined", "Secret"}));
+
+  EXPECT_EQ(evaluateAndWait(*view, "undefined").result, nlohmann::json(nullptr));
+  auto failed = evaluateAndWait(*view, "throw new Error('boom')");
+  EXPECT_FALSE(failed.result);
+  EXPECT_FALSE(failed.error.empty());
+}
+
+TEST_F(WebKitViewTest, DropsTheAnswerOfAnEvaluationWhoseViewIsGone) {
+  RecordingEvents events;
+  auto view = makeView(events);
+  ASSERT_TRUE(loadAndWait(*view, events, at("/one")));
+  bool called = false;
+  view->evaluate("1", 0, false, [&](auto, auto) { called = true; });
+  view.reset();
+  runFor(std::chrono::milliseconds(300));
+  EXPECT_FALSE(called);
+}
+
+TEST_F(WebKitViewTest, FindsTextCaseInsensitivelyAndSaysWhenItCannot) {
+  server_.html("/text", page("Text", "<p>Hello world</p><p>say hello</p><p>HELLO again</p>"));
+  RecordingEvents events;
+  auto view = makeView(events);
+  ASSERT_TRUE(loadAndWait(*view, events, at("/text")));
+
+  auto findNow = [&](const std::string& text, bool backwards) {
+    std::optional<bool> found;
+    view->find(text, backwards, [&](bool matched) { found = matched; });
+    runUntil([&] { return found.has_value(); });
+    return found;
+  };
+  auto selected = [&] { return evaluateAndWait(*view, "getSelection().toString()").result; };
+  EXPECT_EQ(findNow("hello", false), true);
+  EXPECT_EQ(selected(), "Hello");
+  EXPECT_EQ(findNow("hello", false), true);  // the same text again steps on
+  EXPECT_EQ(selected(), "hello");
+  EXPECT_EQ(findNow("hello", true), true);
+  EXPECT_EQ(selected(), "Hello");
+  EXPECT_EQ(findNow("hello", true), true);  // wrapping round to the last
+  EXPECT_EQ(selected(), "HELLO");
+  EXPECT_EQ(findNow("zzz-not-there", false), false);
+  view->finishFind();
+}
+
+TEST_F(WebKitViewTest, AWebProcessCrashIsReported) {
+  RecordingEvents events;
+  auto view = makeView(events);
+  ASSERT_TRUE(loadAndWait(*view, events, at("/one")));
+  webkit_web_view_terminate_web_process(dynamic_cast<WebKitView&>(*view).raw());
+  ASSERT_TRUE(runUntil([&] { return events.crashes == 1; }));
+  // A reload brings the page back in a new process.
+  int commits = events.commits;
+  view->reload();
+  EXPECT_TRUE(runUntil([&] { return events.commits > commits && !view->isLoading(); }));
+}
+
+TEST_F(WebKitViewTest, ALocalFileLoadsItsNeighbouringImages) {
+  // The temporary folder is mounted into the web process sandbox; the build
+  // tree beside this program is not, and must work all the same.
+  std::string name = "quillo-file-" + std::to_string(getpid());
+  for (auto folder : {std::filesystem::temp_directory_path() / name,
+                      std::filesystem::read_symlink("/proc/self/exe").parent_path() / name}) {
+    std::filesystem::create_directories(folder / "img");
+    std::ofstream(folder / "img" / "dot.svg")
+        << "<svg xmlns='http://www.w3.org/2000/svg' width='4' height='4'><rect width='4' height='4'/></svg>";
+    std::ofstream(folder / "page.html")
+        << "<!doctype html><title>waiting</title><img src='img/dot.svg' "
+           "onload=\"document.title='image ' + this.naturalWidth\" onerror=\"document.title='no image'\">";
+    RecordingEvents events;
+    auto view = makeView(events);
+    auto file = *Url::fromFilePath((folder / "page.html").string());
+    view->loadFile(file, file.deletingLastPathComponent());
+    EXPECT_TRUE(runUntil([&] { return view->title() == "image 4" || view->title() == "no image"; }));
+    EXPECT_EQ(view->title(), "image 4") << folder;
+    std::filesystem::remove_all(folder);
+  }
+}
+
+TEST_F(WebKitViewTest, ZoomAndMuteReachTheView) {
+  RecordingEvents events;
+  auto view = makeView(events);
+  auto* raw = dynamic_cast<WebKitView&>(*view).raw();
+  view->setZoom(1.5);
+  view->setMuted(true);
+  EXPECT_DOUBLE_EQ(webkit_web_view_get_zoom_level(raw), 1.5);
+  EXPECT_TRUE(webkit_web_view_get_is_muted(raw));
+  view->setMuted(false);
+  EXPECT_FALSE(webkit_web_view_get_is_muted(raw));
+  EXPECT_FALSE(view->isPlayingAudio());
+}
+
+}  // namespace
+}  // namespace quillo::test

@@ -1,0 +1,168 @@
+#include "support/test_server.h"
+
+#include <libsoup/soup.h>
+
+#include <stdexcept>
+
+namespace quillo::test {
+
+namespace {
+
+struct Delayed {
+  TestServer* server;
+  SoupServerMessage* message;
+  Route route;
+  GSource* source;
+};
+
+void respond(SoupServerMessage* message, const Route& route) {
+  soup_server_message_set_status(message, route.status, nullptr);
+  SoupMessageHeaders* headers = soup_server_message_get_response_headers(message);
+  for (const auto& [name, value] : route.headers) soup_message_headers_append(headers, name.c_str(), value.c_str());
+  soup_server_message_set_response(message, route.contentType.c_str(), SOUP_MEMORY_COPY, route.body.data(),
+                                   route.body.size());
+}
+
+void drop(SoupServerMessage* message) {
+  GIOStream* stream = soup_server_message_steal_connection(message);
+  if (stream) {
+    g_io_stream_close(stream, nullptr, nullptr);
+    g_object_unref(stream);
+  }
+}
+
+}  // namespace
+
+TestServer::TestServer(const std::string& address) : address_(address) {
+  server_ = soup_server_new(nullptr, nullptr);
+  soup_server_add_handler(server_, nullptr, &TestServer::handle, this, nullptr);
+  GSocketAddress* socketAddress = g_inet_socket_address_new_from_string(address.c_str(), 0);
+  if (!socketAddress) throw std::runtime_error("test server: bad address " + address);
+  GError* error = nullptr;
+  gboolean listening = soup_server_listen(server_, socketAddress, SoupServerListenOptions(0), &error);
+  g_object_unref(socketAddress);
+  if (!listening) {
+    std::string text = error ? error->message : "unknown error";
+    g_clear_error(&error);
+    g_object_unref(server_);
+    throw std::runtime_error("test server: can't listen on " + address + ": " + text);
+  }
+  GSList* uris = soup_server_get_uris(server_);
+  if (uris) port_ = g_uri_get_port(static_cast<GUri*>(uris->data));
+  g_slist_free_full(uris, reinterpret_cast<GDestroyNotify>(g_uri_unref));
+}
+
+TestServer::~TestServer() {
+  std::set<GSource*> pending;
+  {
+    std::lock_guard lock(mutex_);
+    pending.swap(delayed_);
+  }
+  for (GSource* source : pending) {
+    g_source_destroy(source);  // frees the Delayed through its destroy notify
+    g_source_unref(source);
+  }
+  soup_server_disconnect(server_);
+  g_object_unref(server_);
+}
+
+void TestServer::route(const std::string& path, Route route) {
+  std::lock_guard lock(mutex_);
+  routes_[path] = std::move(route);
+}
+
+void TestServer::html(const std::string& path, std::string body) {
+  Route r;
+  r.body = std::move(body);
+  route(path, std::move(r));
+}
+
+std::string TestServer::url(const std::string& path) const {
+  return "http://" + address_ + ":" + std::to_string(port_) + path;
+}
+
+std::vector<ServedRequest> TestServer::requests() const {
+  std::lock_guard lock(mutex_);
+  return log_;
+}
+
+int TestServer::count(const std::string& path) const {
+  std::lock_guard lock(mutex_);
+  int n = 0;
+  for (const auto& r : log_) n += r.path == path;
+  return n;
+}
+
+void TestServer::clearLog() {
+  std::lock_guard lock(mutex_);
+  log_.clear();
+}
+
+void TestServer::handle(SoupServer*, SoupServerMessage* message, const char* path, GHashTable*, void* self) {
+  static_cast<TestServer*>(self)->answer(message, path);
+}
+
+void TestServer::answer(SoupServerMessage* message, const char* path) {
+  ServedRequest request;
+  request.path = path ? path : "";
+  GUri* uri = soup_server_message_get_uri(message);
+  if (uri && g_uri_get_query(uri)) request.query = g_uri_get_query(uri);
+  const char* host = soup_message_headers_get_one(soup_server_message_get_request_headers(message), "Host");
+  if (host) request.host = host;
+
+  Route route;
+  {
+    std::lock_guard lock(mutex_);
+    log_.push_back(request);
+    auto it = routes_.find(request.path);
+    if (it == routes_.end()) {
+      route.status = 404;
+      route.contentType = "text/plain";
+      route.body = "not found";
+    } else {
+      route = it->second;
+    }
+  }
+
+  if (route.delay.count() <= 0) {
+    if (route.drop)
+      drop(message);
+    else
+      respond(message, route);
+    return;
+  }
+
+  // Hold the answer back without blocking the loop: pause, answer later.
+  soup_server_message_pause(message);
+  auto* delayed = new Delayed{this, SOUP_SERVER_MESSAGE(g_object_ref(message)), std::move(route), nullptr};
+  delayed->source = g_timeout_source_new(static_cast<guint>(delayed->route.delay.count()));
+  g_source_set_callback(
+      delayed->source,
+      [](gpointer data) -> gboolean {
+        auto* d = static_cast<Delayed*>(data);
+        {
+          std::lock_guard lock(d->server->mutex_);
+          if (d->server->delayed_.erase(d->source)) g_source_unref(d->source);
+        }
+        if (d->route.drop) {
+          drop(d->message);
+        } else {
+          respond(d->message, d->route);
+          soup_server_message_unpause(d->message);
+        }
+        return G_SOURCE_REMOVE;
+      },
+      delayed,
+      [](gpointer data) {
+        auto* d = static_cast<Delayed*>(data);
+        g_object_unref(d->message);
+        delete d;
+      });
+  {
+    std::lock_guard lock(mutex_);
+    delayed_.insert(delayed->source);
+  }
+  g_source_attach(delayed->source, g_main_context_get_thread_default());
+}
+
+}  // namespace quillo::test

@@ -1,0 +1,72 @@
+#pragma once
+#include <chrono>
+#include <map>
+#include <mutex>
+#include <set>
+#include <string>
+#include <utility>
+#include <vector>
+
+typedef struct _SoupServer SoupServer;
+typedef struct _SoupServerMessage SoupServerMessage;
+typedef struct _GSource GSource;
+typedef struct _GHashTable GHashTable;
+
+namespace quillo::test {
+
+// One canned answer for a path.
+struct Route {
+  int status = 200;
+  std::string contentType = "text/html; charset=utf-8";
+  std::string body;
+  std::vector<std::pair<std::string, std::string>> headers;
+  // Holds the answer back this long (the server keeps serving others).
+  std::chrono::milliseconds delay{0};
+  // Closes the connection without answering.
+  bool drop = false;
+};
+
+struct ServedRequest {
+  std::string path;
+  std::string query;  // without the '?', empty when none
+  std::string host;   // the Host header as sent
+};
+
+// A tiny HTTP server on a loopback address and an OS-chosen port, for tests.
+// It runs on the thread-default GLib main context of the thread that made it:
+// the test iterates that context for requests to be answered. Unknown paths
+// get a 404. The request log may be read from any thread.
+class TestServer {
+ public:
+  explicit TestServer(const std::string& address = "127.0.0.1");
+  ~TestServer();
+  TestServer(const TestServer&) = delete;
+  TestServer& operator=(const TestServer&) = delete;
+
+  void route(const std::string& path, Route route);
+  // Shorthand for a 200 text/html answer.
+  void html(const std::string& path, std::string body);
+
+  // "http://ADDRESS:PORT" + path (path starts with '/').
+  std::string url(const std::string& path) const;
+  const std::string& address() const { return address_; }
+  int port() const { return port_; }
+
+  std::vector<ServedRequest> requests() const;
+  int count(const std::string& path) const;
+  void clearLog();
+
+ private:
+  static void handle(SoupServer*, SoupServerMessage* message, const char* path, GHashTable*, void* self);
+  void answer(SoupServerMessage* message, const char* path);
+
+  std::string address_;
+  int port_ = 0;
+  SoupServer* server_ = nullptr;
+  mutable std::mutex mutex_;
+  std::map<std::string, Route> routes_;
+  std::vector<ServedRequest> log_;
+  std::set<GSource*> delayed_;
+};
+
+}  // namespace quillo::test
