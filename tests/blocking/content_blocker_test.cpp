@@ -1,0 +1,68 @@
+#include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
+
+#include <regex>
+#include <set>
+
+#include "blocking/content_blocker.h"
+#include "blocking/url_filter_check.h"
+
+namespace quillo {
+namespace {
+
+using nlohmann::json;
+
+TEST(ContentBlocker, OneThirdPartyBlockRulePerDomainInOrder) {
+  std::set<std::string_view> unique(ContentBlocker::domains.begin(), ContentBlocker::domains.end());
+  EXPECT_EQ(unique.size(), 42u);
+
+  std::string text = ContentBlocker::rulesJSON();
+  EXPECT_EQ(text.find('\n'), std::string::npos) << "compact";
+  json rules = json::parse(text);
+  ASSERT_EQ(rules.size(), ContentBlocker::domains.size());
+  for (size_t i = 0; i < rules.size(); ++i) {
+    std::string escaped;
+    for (char c : ContentBlocker::domains[i]) {
+      if (c == '.') escaped += '\\';
+      escaped += c;
+    }
+    const json& trigger = rules[i]["trigger"];
+    EXPECT_EQ(trigger["url-filter"], "^https?://([^/]+\\.)?" + escaped + "[:/]");
+    EXPECT_EQ(trigger["load-type"], json({"third-party"}));
+    EXPECT_EQ(rules[i]["action"], json({{"type", "block"}}));
+    EXPECT_EQ(urlFilterRejection(trigger["url-filter"].get<std::string>()), nullptr);
+  }
+}
+
+TEST(ContentBlocker, FilterMatchesTheHostAndSubdomainsOnly) {
+  // WebKit matches url-filters case-insensitively against the whole URL.
+  json rules = json::parse(ContentBlocker::rulesJSON());
+  std::regex doubleclick;
+  for (const auto& rule : rules) {
+    std::string filter = rule["trigger"]["url-filter"];
+    if (filter.find("doubleclick") != std::string::npos) doubleclick = std::regex(filter, std::regex::icase);
+  }
+  for (const char* url : {"https://doubleclick.net/x.js", "http://ad.doubleclick.net:8080/p", "https://a.b.doubleclick.net/",
+                          "HTTPS://DoubleClick.net/"}) {
+    EXPECT_TRUE(std::regex_search(url, doubleclick)) << url;
+  }
+  for (const char* url : {"https://doubleclick.network/x", "https://notdoubleclick.net/", "https://doubleclick.net",
+                          "ftp://doubleclick.net/", "https://example.com/?u=https://doubleclick.netx/"}) {
+    EXPECT_FALSE(std::regex_search(url, doubleclick)) << url;
+  }
+}
+
+TEST(ContentBlocker, IsTracker) {
+  EXPECT_TRUE(ContentBlocker::isTracker("doubleclick.net"));
+  EXPECT_TRUE(ContentBlocker::isTracker("stats.g.doubleclick.net"));
+  EXPECT_TRUE(ContentBlocker::isTracker("api.segment.io"));
+  EXPECT_TRUE(ContentBlocker::isTracker("eu.api.segment.io"));
+  EXPECT_FALSE(ContentBlocker::isTracker("segment.io")) << "only the listed service";
+  EXPECT_FALSE(ContentBlocker::isTracker("notdoubleclick.net"));
+  EXPECT_FALSE(ContentBlocker::isTracker("doubleclick.net.example.com"));
+  EXPECT_FALSE(ContentBlocker::isTracker("example.com"));
+  EXPECT_FALSE(ContentBlocker::isTracker(""));
+}
+
+}  // namespace
+}  // namespace quillo

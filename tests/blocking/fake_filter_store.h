@@ -1,0 +1,104 @@
+#pragma once
+#include <functional>
+#include <map>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "blocking/filter_store.h"
+#include "blocking/list_fetcher.h"
+#include "core/scheduler.h"
+
+namespace quillo::test {
+
+// A compiled list as the fake store makes it: remembers its JSON.
+class FakeFilter final : public ContentFilter {
+ public:
+  FakeFilter(std::string identifier, std::string json) : identifier_(std::move(identifier)), json(std::move(json)) {}
+  const std::string& identifier() const override { return identifier_; }
+
+ private:
+  std::string identifier_;
+
+ public:
+  std::string json;
+};
+
+// Keeps "compiled" lists in memory and answers on a later turn of the
+// scheduler, like the engine's store does.
+class FakeFilterStore final : public FilterStore {
+ public:
+  explicit FakeFilterStore(Scheduler& scheduler) : scheduler_(scheduler) {}
+
+  // A list stored by an earlier run.
+  void put(const std::string& identifier, const std::string& json) {
+    stored[identifier] = std::make_shared<FakeFilter>(identifier, json);
+  }
+
+  void compile(const std::string& identifier, std::string json, Compiled done) override {
+    compiled.push_back(identifier);
+    later([this, identifier, json = std::move(json), done = std::move(done)] {
+      if (!compileError.empty()) {
+        done(nullptr, compileError);
+        return;
+      }
+      auto filter = std::make_shared<FakeFilter>(identifier, json);
+      stored[identifier] = filter;
+      done(filter, {});
+    });
+  }
+
+  void load(const std::string& identifier, Loaded done) override {
+    loads.push_back(identifier);
+    later([this, identifier, done = std::move(done)] {
+      auto it = stored.find(identifier);
+      if (it == stored.end()) {
+        done({});
+        return;
+      }
+      done(Stored{it->second, sourceDigest(it->second->json)});
+    });
+  }
+
+  std::map<std::string, std::shared_ptr<FakeFilter>> stored;
+  std::vector<std::string> compiled, loads;
+  std::string compileError;  // non-empty: every compile fails with it
+  bool hold = false;  // answers wait for release()
+
+  void release() {
+    hold = false;
+    auto held = std::move(held_);
+    for (auto& work : held) later(std::move(work));
+  }
+
+ private:
+  void later(std::function<void()> work) {
+    if (hold) {
+      held_.push_back(std::move(work));
+      return;
+    }
+    tasks_.push_back(scheduler_.post(std::move(work)));
+  }
+  Scheduler& scheduler_;
+  std::vector<TaskHandle> tasks_;
+  std::vector<std::function<void()>> held_;
+};
+
+// A download that waits until the test answers it.
+class FakeFetcher final : public ListFetcher {
+ public:
+  struct State {
+    std::vector<std::string> urls;
+    std::function<void(FetchResult)> pending;
+  };
+  explicit FakeFetcher(std::shared_ptr<State> state) : state_(std::move(state)) {}
+  void fetch(const std::string& url, std::function<void(FetchResult)> done) override {
+    state_->urls.push_back(url);
+    state_->pending = std::move(done);
+  }
+
+ private:
+  std::shared_ptr<State> state_;
+};
+
+}  // namespace quillo::test

@@ -1,0 +1,55 @@
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "blocking/url_filter_check.h"
+
+namespace quillo {
+namespace {
+
+TEST(UrlFilterCheck, AcceptsWhatWebKitCompiles) {
+  for (const char* filter : {
+           "abc",
+           "^https?://([^/]+\\.)?doubleclick\\.net[:/]",
+           "^[a-z-]+://([^/]*\\.)?tracker\\.test[^a-zA-Z0-9_.%-]",
+           "^https://a\\.test/x$",
+           "\\.\\+\\?\\(\\)\\[\\]\\{\\}\\\\\\$x",
+           ".*\\.js",
+           "(ab)+c?",
+           "[-a]x",
+           "a\tb",
+       }) {
+    EXPECT_EQ(urlFilterRejection(filter), nullptr) << filter;
+  }
+}
+
+TEST(UrlFilterCheck, RefusesWhatWebKitRejects) {
+  for (const char* filter : {
+           "(ads|track)",  // disjunction
+           "a{2,3}",       // counted repetition
+           "\\d+", "\\w", "\\s", "[\\d]",  // class escapes
+           "\\bword",                    // word boundary
+           "(a)\\1",                     // backreference
+           "(?i)foo", "(?=a)b",          // special groups
+           "a^b",                        // start anchor not first
+           "a$b", "(a$)",                // end anchor not last
+           "*a", "^+a", "a**",           // nothing to repeat
+           "(ab", "ab)", "[ab", "[]", "a]",
+           "\\", "caf\xc3\xa9", "",
+       }) {
+    EXPECT_NE(urlFilterRejection(filter), nullptr) << filter;
+  }
+  EXPECT_NE(urlFilterRejection(std::string("ab\0cd", 5)), nullptr) << "NUL reads as an end-of-line anchor";
+}
+
+TEST(UrlFilterCheck, DomainsMustBeLowerCaseAscii) {
+  EXPECT_TRUE(isAcceptableDomain("*site.test"));
+  EXPECT_TRUE(isAcceptableDomain("*"));
+  EXPECT_TRUE(isAcceptableDomain("xn--bcher-kva.test"));
+  EXPECT_FALSE(isAcceptableDomain(""));
+  EXPECT_FALSE(isAcceptableDomain("*Site.test"));
+  EXPECT_FALSE(isAcceptableDomain("*b\xc3\xbc" "cher.test"));
+}
+
+}  // namespace
+}  // namespace quillo

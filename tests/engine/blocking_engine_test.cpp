@@ -1,0 +1,266 @@
+// Content blocking in the real engine: compiling, the store, and what a page
+// can and cannot load.
+#include <gtest/gtest.h>
+#include <webkit/webkit.h>
+
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+
+#include "blocking/content_blocker.h"
+#include "blocking/easy_privacy.h"
+#include "blocking/webkit/webkit_filter_store.h"
+#include "core/app_support.h"
+#include "core/log.h"
+#include "engine/support/engine_support.h"
+#include "page/webkit/webkit_engine.h"
+#include "support/test_server.h"
+
+namespace quillo::test {
+namespace {
+
+using namespace std::chrono_literals;
+
+struct Compiled {
+  bool answered = false;
+  std::shared_ptr<ContentFilter> filter;
+  std::string error;
+};
+
+Compiled compileAndWait(FilterStore& store, const std::string& identifier, const std::string& json,
+                        std::chrono::milliseconds timeout = 15s) {
+  auto result = std::make_shared<Compiled>();
+  store.compile(identifier, json, [result](std::shared_ptr<ContentFilter> filter, std::string error) {
+    result->answered = true;
+    result->filter = std::move(filter);
+    result->error = std::move(error);
+  });
+  runUntil([&] { return result->answered; }, timeout);
+  return *result;
+}
+
+struct Loaded {
+  bool answered = false;
+  FilterStore::Stored stored;
+};
+
+Loaded loadAndWait(FilterStore& store, const std::string& identifier) {
+  auto result = std::make_shared<Loaded>();
+  store.load(identifier, [result](FilterStore::Stored stored) {
+    result->answered = true;
+    result->stored = std::move(stored);
+  });
+  runUntil([&] { return result->answered; });
+  return *result;
+}
+
+std::filesystem::path freshFolder(const std::string& name) {
+  auto folder = AppSupport::folder() / name;
+  std::filesystem::remove_all(folder);
+  return folder;
+}
+
+class LogCapture {
+ public:
+  LogCapture() : previous_(setLogSink([this](const std::string& line) { lines.push_back(line); })) {}
+  ~LogCapture() { setLogSink(previous_); }
+  std::vector<std::string> lines;
+
+ private:
+  LogSink previous_;
+};
+
+TEST(BlockingStore, CompiledListsAreFoundAgainWithTheirDigest) {
+  auto folder = freshFolder("filters-reuse");
+  const std::string json = ContentBlocker::rulesJSON();
+  {
+    WebKitFilterStore store(folder);
+    auto compiled = compileAndWait(store, ContentBlocker::identifier, json);
+    ASSERT_TRUE(compiled.filter) << compiled.error;
+    EXPECT_EQ(compiled.filter->identifier(), "quillo.trackers");
+    // The JSON and its digest are written beside it off the main thread.
+    ASSERT_TRUE(runUntil([&] { return std::filesystem::exists(folder / "quillo.trackers.digest"); }));
+  }
+  WebKitFilterStore later(folder);
+  auto failed = compileAndWait(later, ContentBlocker::identifier,
+                               R"json([{"trigger":{"url-filter":"(ads|track)"},"action":{"type":"block"}}])json");
+  EXPECT_FALSE(failed.filter);
+  EXPECT_FALSE(failed.error.empty());
+
+  auto loaded = loadAndWait(later, ContentBlocker::identifier);
+  ASSERT_TRUE(loaded.stored.filter) << "a failed compile leaves the earlier list";
+  EXPECT_EQ(loaded.stored.filter->identifier(), "quillo.trackers");
+  EXPECT_EQ(loaded.stored.sourceDigest, sourceDigest(json));
+
+  LogCapture log;
+  auto missing = loadAndWait(later, "quillo.nothing");
+  EXPECT_TRUE(missing.answered);
+  EXPECT_FALSE(missing.stored.filter);
+  EXPECT_TRUE(log.lines.empty()) << "a list never stored is not an error";
+}
+
+TEST(BlockingStore, UnreadableCompiledListIsMadeAgainFromItsJson) {
+  auto folder = freshFolder("filters-rebuild");
+  const std::string json = ContentBlocker::rulesJSON();
+  {
+    WebKitFilterStore store(folder);
+    ASSERT_TRUE(compileAndWait(store, ContentBlocker::identifier, json).filter);
+    ASSERT_TRUE(runUntil([&] { return std::filesystem::exists(folder / "quillo.trackers.digest"); }));
+  }
+  // What a WebKit upgrade leaves: a compiled file this version can't use.
+  std::filesystem::path compiledFile;
+  for (const auto& entry : std::filesystem::directory_iterator(folder)) {
+    if (entry.path().filename().string().find("ContentRuleList") != std::string::npos) compiledFile = entry.path();
+  }
+  ASSERT_FALSE(compiledFile.empty());
+  std::ofstream(compiledFile, std::ios::binary | std::ios::trunc) << "not a compiled rule list";
+
+  LogCapture log;
+  WebKitFilterStore store(folder);
+  auto loaded = loadAndWait(store, ContentBlocker::identifier);
+  ASSERT_TRUE(loaded.stored.filter);
+  EXPECT_EQ(loaded.stored.sourceDigest, sourceDigest(json));
+  EXPECT_GT(std::filesystem::file_size(compiledFile), 100u) << "compiled again";
+
+  // And once more without any compiled file at all.
+  std::filesystem::remove(compiledFile);
+  auto again = loadAndWait(store, ContentBlocker::identifier);
+  EXPECT_TRUE(again.stored.filter);
+  EXPECT_TRUE(std::filesystem::exists(compiledFile));
+}
+
+TEST(BlockingEngine, RealEasyPrivacyListCompiles) {
+  std::ifstream file(std::string(QUILLO_TEST_DATA_DIR) + "/easyprivacy.txt", std::ios::binary);
+  if (!file) GTEST_SKIP() << "easyprivacy.txt is not available";
+  std::stringstream text;
+  text << file.rdbuf();
+  auto converted = EasyPrivacy::convert(text.str());
+  ASSERT_GT(converted.blocking, 0);
+
+  WebKitFilterStore store(freshFolder("filters-easyprivacy"));
+  auto start = std::chrono::steady_clock::now();
+  // A large list on a busy machine: WebKit compiles it on its own thread.
+  auto compiled = compileAndWait(store, EasyPrivacy::identifier, converted.json, 120s);
+  auto elapsed = std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - start).count();
+  ASSERT_TRUE(compiled.answered) << "no answer after " << elapsed << " ms";
+  EXPECT_TRUE(compiled.filter) << compiled.error;
+  EXPECT_TRUE(compiled.error.empty()) << compiled.error;
+  RecordProperty("compile_ms", std::to_string(elapsed));
+}
+
+// A 1x1 transparent GIF.
+const std::string kGif("GIF89a\x01\x00\x01\x00\x80\x00\x00\x00\x00\x00\xff\xff\xff\x21\xf9\x04\x01\x00\x00\x00\x00\x2c\x00"
+                       "\x00\x00\x00\x01\x00\x01\x00\x00\x02\x02\x44\x01\x00\x3b",
+                       43);
+
+// A page that loads a script and an image from each of two hosts and puts
+// what happened into its title, e.g. {"ts":"blocked","ti":"blocked",...}.
+std::string probePage(const std::string& trackerOrigin, const std::string& neutralOrigin) {
+  return "<!doctype html><title>waiting</title><script>"
+         "var seen = {};"
+         "function done(key, what) { seen[key] = what;"
+         "  if (Object.keys(seen).length == 4) document.title = JSON.stringify(seen); }"
+         "</script>"
+         "<script src='" + trackerOrigin + "/t.js' onload=\"done('ts','loaded')\" onerror=\"done('ts','blocked')\"></script>"
+         "<img src='" + trackerOrigin + "/t.gif' onload=\"done('ti','loaded')\" onerror=\"done('ti','blocked')\">"
+         "<script src='" + neutralOrigin + "/n.js' onload=\"done('ns','loaded')\" onerror=\"done('ns','blocked')\"></script>"
+         "<img src='" + neutralOrigin + "/n.gif' onload=\"done('ni','loaded')\" onerror=\"done('ni','blocked')\">";
+}
+
+void serveProbeResources(TestServer& server) {
+  for (const char* path : {"/t.js", "/n.js"}) {
+    Route script;
+    script.contentType = "text/javascript";
+    script.body = "var ok = 1;";
+    server.route(path, script);
+  }
+  for (const char* path : {"/t.gif", "/n.gif"}) {
+    Route image;
+    image.contentType = "image/gif";
+    image.body = kGif;
+    server.route(path, image);
+  }
+}
+
+nlohmann::json probe(WebViewPort& view, RecordingEvents& events, const std::string& url) {
+  if (!loadAndWait(view, events, mustParse(url))) return {};
+  if (!runUntil([&] { return view.title() != "waiting" && !view.title().empty(); })) return {};
+  return nlohmann::json::parse(view.title(), nullptr, false);
+}
+
+int requestsTo(const TestServer& server, const std::string& host, const std::string& path = {}) {
+  int n = 0;
+  for (const auto& request : server.requests())
+    n += request.host == host && (path.empty() || request.path == path);
+  return n;
+}
+
+TEST(BlockingEngine, BuiltInTrackerListBlocksThirdPartiesOnly) {
+  // Real tracker names through a proxy: every host reaches the test server.
+  TestServer server;
+  serveProbeResources(server);
+  server.html("/page.html", probePage("http://ad.doubleclick.net", "http://cdn.neutral.test"));
+  server.html("/own.html", probePage("http://doubleclick.net", "http://cdn.neutral.test"));
+
+  auto store = sharedEngine().makePrivateStore();
+  auto* session = static_cast<WebKitDataStore*>(store.get())->session();
+  WebKitNetworkProxySettings* proxy = webkit_network_proxy_settings_new(server.url("").c_str(), nullptr);
+  webkit_network_session_set_proxy_settings(session, WEBKIT_NETWORK_PROXY_MODE_CUSTOM, proxy);
+  webkit_network_proxy_settings_free(proxy);
+
+  WebKitFilterStore filters(freshFolder("filters-trackers"));
+  auto trackers = compileAndWait(filters, ContentBlocker::identifier, ContentBlocker::rulesJSON());
+  ASSERT_TRUE(trackers.filter) << trackers.error;
+
+  RecordingEvents events;
+  auto view = sharedEngine().makeView({store, {trackers.filter}, {}});
+  view->setEvents(&events);
+
+  auto seen = probe(*view, events, "http://site.test/page.html");
+  EXPECT_EQ(seen, nlohmann::json({{"ts", "blocked"}, {"ti", "blocked"}, {"ns", "loaded"}, {"ni", "loaded"}}));
+  EXPECT_EQ(requestsTo(server, "ad.doubleclick.net"), 0) << "blocked before any request";
+  EXPECT_EQ(requestsTo(server, "cdn.neutral.test"), 2);
+
+  // The service's own site, visited directly, is first party.
+  server.clearLog();
+  seen = probe(*view, events, "http://doubleclick.net/own.html");
+  EXPECT_EQ(seen["ts"], "loaded");
+  EXPECT_EQ(seen["ti"], "loaded");
+  EXPECT_EQ(requestsTo(server, "doubleclick.net", "/t.js"), 1);
+  EXPECT_EQ(requestsTo(server, "doubleclick.net", "/t.gif"), 1);
+}
+
+TEST(BlockingEngine, ConvertedListBlocksOnLoopbackHosts) {
+  // 127.0.0.1 (the page), 127.0.0.2 (listed) and localhost (neutral) are
+  // three sites to WebKit.
+  TestServer page("127.0.0.1"), tracker("127.0.0.2");
+  serveProbeResources(tracker);
+  serveProbeResources(page);
+  std::string neutral = "http://localhost:" + std::to_string(page.port());
+  page.html("/page.html", probePage("http://127.0.0.2:" + std::to_string(tracker.port()), neutral));
+  tracker.html("/own.html", probePage("http://127.0.0.2:" + std::to_string(tracker.port()), neutral));
+
+  auto converted = EasyPrivacy::convert(
+      "[Adblock Plus 2.0]\n"
+      "! a tracker and an exception that must not free it\n"
+      "||127.0.0.2^$third-party\n"
+      "@@||127.0.0.2/other.js^\n");
+  WebKitFilterStore filters(freshFolder("filters-converted"));
+  auto list = compileAndWait(filters, EasyPrivacy::identifier, converted.json);
+  ASSERT_TRUE(list.filter) << list.error;
+
+  RecordingEvents events;
+  auto view = sharedEngine().makeView({nullptr, {list.filter}, {}});
+  view->setEvents(&events);
+
+  auto seen = probe(*view, events, page.url("/page.html"));
+  EXPECT_EQ(seen, nlohmann::json({{"ts", "blocked"}, {"ti", "blocked"}, {"ns", "loaded"}, {"ni", "loaded"}}));
+  EXPECT_EQ(tracker.count("/t.js") + tracker.count("/t.gif"), 0);
+
+  seen = probe(*view, events, tracker.url("/own.html"));
+  EXPECT_EQ(seen["ts"], "loaded") << "first party";
+  EXPECT_EQ(seen["ti"], "loaded");
+}
+
+}  // namespace
+}  // namespace quillo::test
