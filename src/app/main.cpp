@@ -5,6 +5,7 @@
 
 #include "app/gtk/quillo_application.h"
 #include "app/version.h"
+#include "blocking/convert_command.h"
 
 int main(int argc, char** argv) {
   g_set_prgname("quillo");
@@ -13,9 +14,19 @@ int main(int argc, char** argv) {
     std::cout << "Quillo " << quillo::version() << "\n";
     return 0;
   }
+  // For people who maintain filter lists: convert without opening a window.
+  if (argc > 1 && std::strcmp(argv[1], "--convert-filter-list") == 0) {
+    if (argc != 3) {
+      std::cerr << "Usage: quillo --convert-filter-list FILE\n";
+      return 2;
+    }
+    return quillo::convertFilterListCommand(argv[2]);
+  }
   if (argc > 1 && (std::strcmp(argv[1], "--help") == 0 || std::strcmp(argv[1], "-h") == 0)) {
     std::cout << "Usage: quillo [ADDRESS or FILE…]\n"
-                 "  Opens each address or file in the running Quillo, starting it if needed.\n";
+                 "  Opens each address or file in the running Quillo, starting it if needed.\n"
+                 "       quillo --convert-filter-list FILE\n"
+                 "  Writes an Adblock-style filter list as content-blocker JSON to standard output.\n";
     return 0;
   }
   auto app = quillo::QuilloApplication::create();

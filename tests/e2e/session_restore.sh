@@ -14,8 +14,11 @@ import http.server, sys
 class H(http.server.BaseHTTPRequestHandler):
     def do_GET(self):
         with open(sys.argv[1], "a") as log: log.write(self.path + "\n")
-        body = b"<html><head><title>Restored page</title></head><body>Hello from the test</body></html>"
-        self.send_response(200); self.send_header("Content-Type", "text/html")
+        if self.path == "/easyprivacy.txt":
+            body, kind = b"[Adblock Plus 2.0]\n||tracker.test^$third-party\n", "text/plain"
+        else:
+            body, kind = b"<html><head><title>Restored page</title></head><body>Hello from the test</body></html>", "text/html"
+        self.send_response(200); self.send_header("Content-Type", kind)
         self.send_header("Content-Length", str(len(body))); self.end_headers(); self.wfile.write(body)
     def log_message(self, *a): pass
 s = http.server.HTTPServer(("127.0.0.1", 0), H)
@@ -25,6 +28,8 @@ PY
 python3 "$work/server.py" "$work/requests.log" "$work/port" &
 for _ in $(seq 100); do [ -s "$work/port" ] && break; sleep 0.1; done
 url="http://127.0.0.1:$(cat "$work/port")/page.html"
+# Block-list updates come from here too: no test reaches the internet.
+export QUILLO_EASYPRIVACY_URL="http://127.0.0.1:$(cat "$work/port")/easyprivacy.txt"
 
 wait_for() {  # wait_for SECONDS command...
   local limit=$1; shift
@@ -49,6 +54,8 @@ echo "quit"
 kill -TERM $first
 wait $first
 grep -q "\"$url\"" "$session" || { echo "session.json lacks the tab:"; cat "$session"; exit 1; }
+grep -q '^/easyprivacy.txt' "$work/requests.log" || { echo "no block-list update was asked for"; exit 1; }
+grep -q '"EasyPrivacyUpdated"' "$XDG_CONFIG_HOME/quillo/settings.json" || { echo "the update was not recorded"; exit 1; }
 before=$(requests)
 
 echo "second start restores the tab and loads it"

@@ -8,6 +8,8 @@
 #include <string>
 #include <vector>
 
+#include "blocking/block_lists.h"
+#include "blocking/webkit/webkit_filter_store.h"
 #include "chrome/gtk/browser_window.h"
 #include "core/address.h"
 #include "core/log.h"
@@ -93,8 +95,22 @@ void QuilloApplication::on_startup() {
       });
     });
   browser_->restoreSession();
-  // Nothing holds the first load back yet; stored block lists settle here.
-  browser_->settleBlockLists();
+
+  // The first page loads once the stored block lists are installed.
+  filterStore_ = std::make_unique<WebKitFilterStore>();
+  // QUILLO_EASYPRIVACY_URL points updates at another copy (tests, mirrors).
+  const char* source = g_getenv("QUILLO_EASYPRIVACY_URL");
+  blockLists_ = std::make_unique<BlockLists>(*filterStore_, *settings_, scheduler_, nullptr,
+                                             source && *source ? source : EasyPrivacy::defaultSource);
+  blockLists_->installed().connect([this](const auto&) { browser_->installBlockLists(blockLists_->lists()); });
+  blockLists_->isSettled.changed().connect([this] {
+    if (blockLists_->isSettled.get()) browser_->settleBlockLists();
+  });
+  blockLists_->start();
+  // A week-old EasyPrivacy list is refreshed whenever the window comes back.
+  window_->property_is_active().signal_changed().connect([this] {
+    if (window_->is_active()) blockLists_->updateEasyPrivacyIfStale();
+  });
 }
 
 void QuilloApplication::present() {
@@ -131,6 +147,8 @@ void QuilloApplication::on_shutdown() {
     window_.reset();
   }
   browser_.reset();
+  blockLists_.reset();
+  filterStore_.reset();
   engine_.reset();
   Gtk::Application::on_shutdown();
 }

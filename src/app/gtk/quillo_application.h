@@ -9,8 +9,10 @@
 
 namespace quillo {
 
+class BlockLists;
 class BrowserWindow;
 class WebKitEngine;
+class WebKitFilterStore;
 
 // The application: one instance per user session over D-Bus. A second
 // `quillo URL…` hands its addresses to the running one and exits.
@@ -37,6 +39,8 @@ class QuilloApplication : public Gtk::Application {
   GLibScheduler scheduler_;
   std::unique_ptr<Settings> settings_;
   std::unique_ptr<WebKitEngine> engine_;
+  std::unique_ptr<WebKitFilterStore> filterStore_;
+  std::unique_ptr<BlockLists> blockLists_;
   std::unique_ptr<Browser> browser_;
   std::unique_ptr<BrowserWindow> window_;
 };
