@@ -1,0 +1,162 @@
+// Loading and saving a full history (100,000 entries), and what typing into
+// the palette costs per keystroke over it.
+#include <malloc.h>
+
+#include <algorithm>
+#include <chrono>
+#include <ctime>
+#include <cstdio>
+#include <fstream>
+#include <string>
+#include <unistd.h>
+#include <vector>
+
+#include "core/app_support.h"
+#include "stores/history.h"
+#include "support/history_fixture.h"
+#include "support/temp_home.h"
+#include "support/virtual_scheduler.h"
+
+using namespace quillo;
+using Ms = std::chrono::duration<double, std::milli>;
+using Wall = std::chrono::steady_clock;
+
+namespace {
+
+double median(std::vector<double> v) {
+  std::sort(v.begin(), v.end());
+  return v[v.size() / 2];
+}
+
+double percentile(std::vector<double> v, double p) {
+  std::sort(v.begin(), v.end());
+  return v[std::min(v.size() - 1, size_t(p * double(v.size() - 1) + 0.5))];
+}
+
+double residentMegabytes() {
+  std::ifstream statm("/proc/self/statm");
+  long pages = 0, resident = 0;
+  statm >> pages >> resident;
+  return double(resident) * double(sysconf(_SC_PAGESIZE)) / (1024.0 * 1024.0);
+}
+
+// CPU time of this thread: what the main loop itself spends, whatever else
+// the machine is doing.
+double threadCpuMs() {
+  timespec t{};
+  clock_gettime(CLOCK_THREAD_CPUTIME_ID, &t);
+  return double(t.tv_sec) * 1e3 + double(t.tv_nsec) / 1e6;
+}
+
+template <class F>
+double timeMs(F&& work) {
+  auto start = Wall::now();
+  work();
+  return Ms(Wall::now() - start).count();
+}
+
+// Wall time is what the user waits; CPU time leaves out the moments this
+// thread was not running on a busy machine.
+struct Samples {
+  std::vector<double> wall, cpu;
+  template <class F>
+  void time(F&& work) {
+    double cpuStart = threadCpuMs();
+    wall.push_back(timeMs(work));
+    cpu.push_back(threadCpuMs() - cpuStart);
+  }
+  void print(const char* name) const {
+    std::printf("%-22s p50 %.2f ms, p99 %.2f ms (CPU p50 %.2f ms, p99 %.2f ms)\n", name, percentile(wall, 0.5),
+                percentile(wall, 0.99), percentile(cpu, 0.5), percentile(cpu, 0.99));
+  }
+};
+
+}  // namespace
+
+int main() {
+  constexpr size_t kEntries = 100000;
+  constexpr int kRounds = 5;
+  test::TempHome home;
+  test::VirtualScheduler scheduler;
+  const double now = toReferenceSeconds(scheduler.wallNow());
+
+  auto entries = test::realisticHistory(kEntries, 20240601, now);
+  auto file = AppSupport::file("history.json");
+  if (!AppSupport::writeAtomically(file, encodeHistory(entries), "history.json")) return 1;
+  std::printf("history.json: %.1f MB\n", double(std::filesystem::file_size(file)) / (1024.0 * 1024.0));
+  // Visits during the save rounds go to pages already known, so the cap
+  // does not come into play.
+  std::vector<Url> known;
+  for (size_t i = 0; i < entries.size(); i += entries.size() / 16) known.push_back(entries[i].url);
+  entries.clear();
+  entries.shrink_to_fit();
+
+  // Loading: from construction until the entries are in memory and merged.
+  std::vector<double> loads;
+  for (int round = 0; round < kRounds; ++round) {
+    double ms = timeMs([&] {
+      History history(scheduler);
+      scheduler.waitForWorkers(1);
+      if (!history.isLoaded() || history.size() != kEntries) {
+        std::fprintf(stderr, "loaded %zu entries\n", history.size());
+        std::exit(1);
+      }
+    });
+    loads.push_back(ms);
+  }
+
+  malloc_trim(0);
+  double rssBefore = residentMegabytes();
+  History history(scheduler);
+  scheduler.waitForWorkers(1);
+  std::printf("memory for the loaded history: about %.0f MB\n", residentMegabytes() - rssBefore);
+  int written = 0;
+  history.written().connect([&](bool ok) { written += ok ? 1 : 0; });
+
+  // Saving: the debounced save runs on the main loop (copying the entries),
+  // then the writer thread encodes and writes.
+  std::vector<double> blocked, blockedCpu, untilWritten, saveNow;
+  for (int round = 0; round < kRounds; ++round) {
+    history.recordVisit(known[size_t(round) % known.size()]);
+    int before = written;
+    scheduler.advance(History::kSaveDelay - std::chrono::nanoseconds(1));
+    auto due = Wall::now();
+    double cpu = threadCpuMs();
+    scheduler.advance(std::chrono::nanoseconds(1));
+    auto handedOff = Wall::now();
+    blockedCpu.push_back(threadCpuMs() - cpu);
+    while (written == before) scheduler.waitForWorkers(1);
+    auto done = Wall::now();
+    blocked.push_back(Ms(handedOff - due).count());
+    untilWritten.push_back(Ms(done - due).count());
+  }
+  for (int round = 0; round < kRounds; ++round) saveNow.push_back(timeMs([&] { history.saveNow(); }));
+  scheduler.runUntilIdle();
+  if (history.size() != kEntries) return 1;
+
+  // Typing: every prefix of each query, as the palette asks on each keystroke.
+  Samples matchTimes, recentTimes, completionTimes;
+  size_t keystrokes = 0, found = 0;
+  for (int pass = 0; pass < 3; ++pass) {
+    for (const auto& query : test::typicalQueries()) {
+      for (size_t length = 1; length <= query.size(); ++length) {
+        // Whole characters only: never cut a UTF-8 sequence.
+        if (length < query.size() && (static_cast<unsigned char>(query[length]) & 0xC0) == 0x80) continue;
+        std::string typed = query.substr(0, length);
+        ++keystrokes;
+        matchTimes.time([&] { found += history.matches(typed, 12).size(); });
+        recentTimes.time([&] { found += history.recent(typed, 12).size(); });
+        completionTimes.time([&] { found += history.completion(typed) ? 1 : 0; });
+      }
+    }
+  }
+  std::printf("keystrokes: %zu over %zu queries, typed 3 times (results seen: %zu)\n", keystrokes / 3,
+              test::typicalQueries().size(), found);
+  matchTimes.print("matches(_, 12):");
+  recentTimes.print("recent(matching:, 12):");
+  completionTimes.print("completion(for:):");
+  std::printf("save: main thread blocked %.2f ms (%.2f ms CPU) to copy and hand off; saveNow %.1f ms\n",
+              median(blocked), median(blockedCpu), median(saveNow));
+  std::printf("history load: %.1f ms, save: %.1f ms, %zu entries\n", median(loads), median(untilWritten), kEntries);
+  return 0;
+}

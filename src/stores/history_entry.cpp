@@ -1,0 +1,233 @@
+#include "stores/history_entry.h"
+
+#include <glib.h>
+#include <nlohmann/json.hpp>
+
+#include <charconv>
+#include <cmath>
+#include <memory>
+
+namespace quillo {
+namespace {
+
+bool isAscii(std::string_view text) {
+  for (unsigned char c : text)
+    if (c >= 0x80) return false;
+  return true;
+}
+
+// Text as valid UTF-8: broken sequences become U+FFFD.
+std::string validUtf8(std::string_view text) {
+  if (isAscii(text) || g_utf8_validate(text.data(), gssize(text.size()), nullptr)) return std::string(text);
+  std::unique_ptr<char, decltype(&g_free)> fixed(g_utf8_make_valid(text.data(), gssize(text.size())), g_free);
+  return std::string(fixed.get());
+}
+
+void appendJsonString(std::string& out, std::string_view raw) {
+  static constexpr char hex[] = "0123456789abcdef";
+  std::string owned;
+  std::string_view text = raw;
+  if (!isAscii(raw) && !g_utf8_validate(raw.data(), gssize(raw.size()), nullptr)) {
+    owned = validUtf8(raw);
+    text = owned;
+  }
+  out += '"';
+  for (char ch : text) {
+    auto c = static_cast<unsigned char>(ch);
+    switch (c) {
+      case '"': out += "\\\""; break;
+      case '\\': out += "\\\\"; break;
+      case '\n': out += "\\n"; break;
+      case '\r': out += "\\r"; break;
+      case '\t': out += "\\t"; break;
+      case '\b': out += "\\b"; break;
+      case '\f': out += "\\f"; break;
+      default:
+        if (c < 0x20) {
+          out += "\\u00";
+          out += hex[c >> 4];
+          out += hex[c & 0xf];
+        } else {
+          out += ch;
+        }
+    }
+  }
+  out += '"';
+}
+
+template <class T>
+void appendNumber(std::string& out, T value) {
+  char buffer[32];
+  auto result = std::to_chars(buffer, buffer + sizeof buffer, value);
+  out.append(buffer, result.ptr);
+}
+
+}  // namespace
+
+std::string foldCase(std::string_view text) {
+  if (isAscii(text)) {
+    std::string out(text);
+    for (auto& c : out)
+      if (c >= 'A' && c <= 'Z') c = char(c + ('a' - 'A'));
+    return out;
+  }
+  std::string valid = validUtf8(text);
+  std::unique_ptr<char, decltype(&g_free)> lowered(g_utf8_strdown(valid.data(), gssize(valid.size())), g_free);
+  return std::string(lowered.get());
+}
+
+namespace {
+void appendEntry(std::string& out, const HistoryEntry& e) {
+  out += "{\"url\":";
+  appendJsonString(out, e.url.str());
+  out += ",\"title\":";
+  appendJsonString(out, e.title);
+  out += ",\"visits\":";
+  appendNumber(out, e.visits);
+  out += ",\"lastVisited\":";
+  appendNumber(out, std::isfinite(e.lastVisited) ? e.lastVisited : 0.0);
+  out += '}';
+}
+
+// Written by hand rather than through a JSON tree: at 100,000 entries the
+// tree costs several times the writing itself.
+template <class List, class Get>
+std::string encode(const List& entries, Get get) {
+  std::string out;
+  out.reserve(entries.size() * 160 + 2);
+  out += '[';
+  for (std::size_t i = 0; i < entries.size(); ++i) {
+    if (i) out += ',';
+    appendEntry(out, get(entries[i]));
+  }
+  out += ']';
+  return out;
+}
+}  // namespace
+
+std::string encodeHistory(const std::vector<HistoryEntry>& entries) {
+  return encode(entries, [](const HistoryEntry& e) -> const HistoryEntry& { return e; });
+}
+
+std::string encodeHistory(const std::vector<std::shared_ptr<const HistoryEntry>>& entries) {
+  return encode(entries, [](const auto& e) -> const HistoryEntry& { return *e; });
+}
+
+namespace {
+
+// Reads the entries straight from the parser's events: a full JSON tree of
+// 100,000 objects would cost more to build and free than the entries do.
+// Any element that is not a well-formed entry fails the whole file.
+class EntriesReader {
+ public:
+  using json = nlohmann::json;
+  std::vector<HistoryEntry> entries;
+  bool finished = false;
+
+  bool null() { return scalar(); }
+  bool boolean(bool) { return scalar(); }
+  bool number_integer(json::number_integer_t v) { return number(double(v), v); }
+  bool number_unsigned(json::number_unsigned_t v) {
+    return number(double(v), v <= uint64_t(INT64_MAX) ? std::optional<int64_t>(int64_t(v)) : std::nullopt);
+  }
+  bool number_float(json::number_float_t v, const json::string_t&) {
+    // A count written as 3.0 by another writer still means 3.
+    std::optional<int64_t> whole;
+    if (std::isfinite(v) && v == std::floor(v) && std::fabs(v) < 9.2e18) whole = int64_t(v);
+    return number(v, whole);
+  }
+  bool string(json::string_t& v) {
+    if (depth_ != 2) return scalar();
+    if (field_ == Field::url) {
+      url_ = Url::parse(v);
+      return url_.has_value();
+    }
+    if (field_ == Field::title) {
+      title_ = v;  // a copy leaves the parser its buffer to reuse
+      return true;
+    }
+    return field_ == Field::other;
+  }
+  bool binary(json::binary_t&) { return scalar(); }
+  bool key(json::string_t& name) {
+    if (depth_ == 2) {
+      field_ = name == "url"           ? Field::url
+               : name == "title"       ? Field::title
+               : name == "visits"      ? Field::visits
+               : name == "lastVisited" ? Field::lastVisited
+                                       : Field::other;
+    }
+    return true;
+  }
+  bool start_object(std::size_t) {
+    if (depth_ == 1) {
+      url_.reset();
+      title_.reset();
+      visits_.reset();
+      lastVisited_.reset();
+    } else if (!nestedAllowed()) {
+      return false;
+    }
+    ++depth_;
+    return true;
+  }
+  bool end_object() {
+    if (--depth_ != 1) return true;
+    if (!url_ || !title_ || !visits_ || !lastVisited_) return false;
+    entries.push_back(HistoryEntry{std::move(*url_), std::move(*title_), *visits_, *lastVisited_});
+    return true;
+  }
+  bool start_array(std::size_t) {
+    if (depth_ != 0 && !nestedAllowed()) return false;
+    ++depth_;
+    return true;
+  }
+  bool end_array() {
+    if (--depth_ == 0) finished = true;
+    return true;
+  }
+  bool parse_error(std::size_t, const std::string&, const nlohmann::detail::exception&) { return false; }
+
+ private:
+  enum class Field { other, url, title, visits, lastVisited };
+
+  // Containers may only appear as the array, its entries, and as values of
+  // keys this program does not know.
+  bool nestedAllowed() const { return depth_ > 2 || (depth_ == 2 && field_ == Field::other); }
+  bool scalar() const { return depth_ > 2 || (depth_ == 2 && field_ == Field::other); }
+  bool number(double value, std::optional<int64_t> whole) {
+    if (depth_ != 2) return scalar();
+    if (field_ == Field::visits) {
+      visits_ = whole;
+      return whole.has_value();
+    }
+    if (field_ == Field::lastVisited) {
+      lastVisited_ = value;
+      return true;
+    }
+    return field_ == Field::other;
+  }
+
+  int depth_ = 0;  // 1 inside the array, 2 inside an entry, more inside an unknown value
+  Field field_ = Field::other;
+  std::optional<Url> url_;
+  std::optional<std::string> title_;
+  std::optional<int64_t> visits_;
+  std::optional<double> lastVisited_;
+};
+
+}  // namespace
+
+std::optional<std::vector<HistoryEntry>> decodeHistory(std::string_view text) {
+  EntriesReader reader;
+  bool ok = false;
+  try {
+    ok = nlohmann::json::sax_parse(text.begin(), text.end(), &reader);
+  } catch (const std::exception&) {
+    ok = false;
+  }
+  if (!ok || !reader.finished) return std::nullopt;
+  return std::move(reader.entries);
+}
+
+}  // namespace quillo

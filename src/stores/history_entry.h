@@ -1,0 +1,42 @@
+#pragma once
+#include <chrono>
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "core/date.h"
+#include "core/url.h"
+
+namespace quillo {
+
+// One remembered address. Identified by its URL.
+struct HistoryEntry {
+  Url url;
+  std::string title;      // empty until the page reports one
+  int64_t visits = 0;     // at least 1 once recorded
+  double lastVisited = 0; // seconds since 1 January 2001 UTC, as stored
+
+  std::chrono::system_clock::time_point lastVisitedTime() const { return fromReferenceSeconds(lastVisited); }
+  const std::string& id() const { return url.str(); }
+};
+
+// "history.json": an array of {"url", "title", "visits", "lastVisited"}.
+// Encoding never fails: text that is not valid UTF-8 is written with
+// replacement characters rather than losing the whole file.
+std::string encodeHistory(const std::vector<HistoryEntry>& entries);
+std::string encodeHistory(const std::vector<std::shared_ptr<const HistoryEntry>>& entries);
+
+// nullopt when the text is not JSON, not an array, or any element lacks a
+// key or has one of the wrong type: the file is then treated as unreadable
+// as a whole, and kept aside before it is ever overwritten.
+std::optional<std::vector<HistoryEntry>> decodeHistory(std::string_view json);
+
+// Case folding shared by the stored haystacks and the typed queries, so
+// both sides fold alike. ASCII takes a fast path; other text is folded by
+// Unicode rules.
+std::string foldCase(std::string_view text);
+
+}  // namespace quillo

@@ -1,0 +1,176 @@
+#include <algorithm>
+
+#include "stores/history_test_fixture.h"
+#include "support/history_fixture.h"
+
+namespace quillo::test {
+namespace {
+
+
+TEST_F(HistoryTest, FrecencyHalvesEveryFourteenDaysAndIgnoresFutureVisits) {
+  EXPECT_DOUBLE_EQ(History::frecency(entry("https://a.example/", "", 4, 14), now()), 2.0);
+  EXPECT_DOUBLE_EQ(History::frecency(entry("https://a.example/", "", 1, 0), now()), 1.0);
+  EXPECT_DOUBLE_EQ(History::frecency(entry("https://a.example/", "", 8, 28), now()), 2.0);
+  // A visit dated in the future (the clock was changed) counts in full.
+  EXPECT_DOUBLE_EQ(History::frecency(entry("https://a.example/", "", 5, -3), now()), 5.0);
+}
+
+TEST_F(HistoryTest, MatchesRankByFrecencyNotByVisitsAlone) {
+  auto& h = openWith({
+      entry("https://old.example/guide", "Rust guide", 4, 14),    // 2.0
+      entry("https://fresh.example/guide", "Rust guide", 3, 0),   // 3.0
+      entry("https://once.example/guide", "Rust guide", 1, 0),    // 1.0
+      entry("https://stale.example/guide", "Rust guide", 40, 140),  // 40/1024
+  });
+  EXPECT_EQ(urls(h.matches("guide", 12)), (Strings{"https://fresh.example/guide", "https://old.example/guide", "https://once.example/guide",
+                          "https://stale.example/guide"}));
+  EXPECT_EQ(urls(h.matches("guide", 2)), (Strings{"https://fresh.example/guide", "https://old.example/guide"}));
+  EXPECT_TRUE(h.matches("guide", 0).empty());
+}
+
+TEST_F(HistoryTest, EveryWordMustMatchInAnyOrderAndAnyCase) {
+  auto& h = openWith({
+      entry("https://blog.example/posts/1", "Async Rust in practice", 1, 1),
+      entry("https://python.example/asyncio", "Async Python", 1, 1),
+      entry("https://news.example/rust", "Rust 1.80 released", 1, 1),
+      entry("https://ru.example/", "Новости науки", 1, 1),
+  });
+  EXPECT_EQ(urls(h.matches("RUST async", 12)), (Strings{"https://blog.example/posts/1"}));
+  EXPECT_EQ(urls(h.matches("  rust   ASYNC ", 12)), (Strings{"https://blog.example/posts/1"}));
+  // The address is part of what is searched, the title too.
+  EXPECT_EQ(urls(h.matches("asyncio python", 12)), (Strings{"https://python.example/asyncio"}));
+  // Only the space separates words: a tab is part of the word.
+  EXPECT_TRUE(h.matches("rust\tasync", 12).empty());
+  EXPECT_TRUE(h.matches("rust missing", 12).empty());
+  // Case folds beyond ASCII.
+  EXPECT_EQ(urls(h.matches("НОВОСТИ", 12)), (Strings{"https://ru.example/"}));
+  // No words, no matches; but the listing shows everything.
+  EXPECT_TRUE(h.matches("   ", 12).empty());
+  EXPECT_EQ(h.recent("", 12).size(), 4u);
+  EXPECT_EQ(History::words(" A  b "), (std::vector<std::string>{"a", "b"}));
+}
+
+TEST_F(HistoryTest, RecentListsNewestFirstUpToTheLimit) {
+  std::vector<HistoryEntry> entries;
+  for (int i = 0; i < 150; ++i)
+    entries.push_back(entry("https://site.example/page/" + std::to_string(i), "Page", 1 + i % 7, i * 0.5));
+  auto& h = openWith(entries);
+  auto listed = h.recent("", 100);
+  ASSERT_EQ(listed.size(), 100u);
+  for (int i = 0; i < 100; ++i) EXPECT_EQ(listed[i].url.str(), "https://site.example/page/" + std::to_string(i));
+  // Page 14 was visited before pages 140 to 149.
+  auto filtered = urls(h.recent("page/14", 100));
+  ASSERT_EQ(filtered.size(), 11u);
+  EXPECT_EQ(filtered.front(), "https://site.example/page/14");
+  EXPECT_EQ(filtered.back(), "https://site.example/page/149");
+}
+
+// The bounded selection must give exactly what sorting everything would.
+TEST_F(HistoryTest, TopSelectionAgreesWithAFullSortOnARealisticHistory) {
+  auto entries = realisticHistory(5000, 7, now());
+  auto& h = openWith(entries);
+  ASSERT_EQ(h.size(), entries.size());
+  auto t = now();
+  for (std::string query : {"rust", "github.com", "news html", "wiki", "e", "café", "zzz-not-there"}) {
+    auto words = History::words(query);
+    std::vector<HistoryEntry> expected;
+    for (const auto& e : entries) {
+      auto hay = foldCase(e.title + " " + e.url.str());
+      if (std::all_of(words.begin(), words.end(), [&](const auto& w) { return hay.find(w) != std::string::npos; }))
+        expected.push_back(e);
+    }
+    auto byRecency = expected;
+    std::sort(byRecency.begin(), byRecency.end(), [](auto& a, auto& b) { return a.lastVisited > b.lastVisited; });
+    byRecency.resize(std::min<size_t>(byRecency.size(), 12));
+    EXPECT_EQ(urls(h.recent(query, 12)), urls(byRecency)) << query;
+
+    auto byFrecency = expected;
+    std::sort(byFrecency.begin(), byFrecency.end(),
+              [&](auto& a, auto& b) { return History::frecency(a, t) > History::frecency(b, t); });
+    auto found = h.matches(query, 12);
+    ASSERT_EQ(found.size(), std::min<size_t>(expected.size(), 12)) << query;
+    // Scores may tie, so compare scores rather than addresses.
+    for (size_t i = 0; i < found.size(); ++i)
+      EXPECT_DOUBLE_EQ(History::frecency(found[i], t), History::frecency(byFrecency[i], t)) << query << " #" << i;
+  }
+}
+
+// Retitling and removing leave old haystack bytes behind until the store
+// repacks them; searches must see only the current titles throughout.
+TEST_F(HistoryTest, SearchFollowsNewTitlesAndRemovals) {
+  std::vector<HistoryEntry> entries;
+  for (int i = 0; i < 3000; ++i)
+    entries.push_back(entry("https://s.example/" + std::to_string(i), "original title " + std::to_string(i), 1, 1));
+  auto& h = openWith(entries);
+  for (int round = 1; round <= 3; ++round)
+    for (int i = 0; i < 3000; ++i)
+      h.updateTitle("round" + std::to_string(round) + " title " + std::to_string(i),
+                    url("https://s.example/" + std::to_string(i)));
+  for (int i = 0; i < 3000; i += 2) h.remove(url("https://s.example/" + std::to_string(i)));
+
+  EXPECT_TRUE(h.matches("original", 12).empty());
+  EXPECT_TRUE(h.matches("round2", 12).empty());
+  EXPECT_EQ(h.recent("round3", 5000).size(), 1500u);
+  EXPECT_EQ(urls(h.matches("round3 title 2999", 12)), (Strings{"https://s.example/2999"}));
+  EXPECT_TRUE(h.matches("round3 title 2998", 12).empty());
+  auto one = h.recent("title 1001 ", 12);
+  ASSERT_EQ(one.size(), 1u);
+  EXPECT_EQ(one[0].title, "round3 title 1001");
+}
+
+// The news example: one site reached with and without "www.".
+class CompletionTest : public HistoryTest {
+ protected:
+  History& openNews() {
+    return openWith({
+        entry("https://www.news.example/a", "A", 2, 0),
+        entry("https://news.example/b", "B", 3, 0),
+        entry("https://news.example/article?id=1", "Article", 1, 0),
+        entry("https://nextcloud.example/files", "Files", 5, 0),
+        entry("https://Mixed.Example/Path", "Mixed", 1, 0),
+        entry("file:///home/user/notes.html", "Notes", 9, 0),
+    });
+  }
+};
+
+TEST_F(CompletionTest, NothingForEmptySpacedSlashOrSchemeText) {
+  auto& h = openNews();
+  EXPECT_EQ(h.completion(""), std::nullopt);
+  EXPECT_EQ(h.completion("ne ws"), std::nullopt);
+  EXPECT_EQ(h.completion("/history"), std::nullopt);
+  EXPECT_EQ(h.completion("https://ne"), std::nullopt);
+  EXPECT_EQ(h.completion("zz"), std::nullopt);
+}
+
+TEST_F(CompletionTest, HostsOfOneSiteAddUp) {
+  auto& h = openNews();
+  // news.example totals 2 + 3 + 1 and beats nextcloud's 5, which no single
+  // page of the news site would.
+  EXPECT_EQ(h.completion("ne"), "news.example");
+  EXPECT_EQ(h.completion("NE"), "news.example");
+  EXPECT_EQ(h.completion("nex"), "nextcloud.example");
+  // Only the "www." record offers the "www." host.
+  EXPECT_EQ(h.completion("www.ne"), "www.news.example");
+  // A whole host completes nothing more for that host.
+  EXPECT_EQ(h.completion("news.example"), std::nullopt);
+  // Hosts are lower-cased as stored.
+  EXPECT_EQ(h.completion("mi"), "mixed.example");
+}
+
+TEST_F(CompletionTest, AfterASlashWholeAddressesCompete) {
+  auto& h = openNews();
+  // /a (its "www." dropped) and /b compete; /b has more visits today.
+  EXPECT_EQ(h.completion("news.example/"), "news.example/b");
+  h.recordVisit(url("https://www.news.example/a"));
+  h.recordVisit(url("https://www.news.example/a"));
+  EXPECT_EQ(h.completion("news.example/"), "news.example/a");
+  // A typed path completes only to a longer one, query included.
+  EXPECT_EQ(h.completion("news.example/a"), "news.example/article?id=1");
+  EXPECT_EQ(h.completion("news.example/article?id=1"), std::nullopt);
+  EXPECT_EQ(h.completion("www.news.example/"), "www.news.example/a");
+  // The path keeps the case it has in the address.
+  EXPECT_EQ(h.completion("mixed.example/"), "mixed.example/Path");
+}
+
+}  // namespace
+}  // namespace quillo::test

@@ -1,0 +1,259 @@
+#include <nlohmann/json.hpp>
+
+#include "core/log.h"
+#include "stores/history_test_fixture.h"
+
+namespace quillo::test {
+namespace {
+
+
+TEST_F(HistoryTest, VisitsAndTitlesFollowTheRecordingRules) {
+  auto& h = open();
+  int changes = 0;
+  h.changed().connect([&] { ++changes; });
+
+  h.recordVisit(url("ftp://files.example/a"));
+  h.recordVisit(url("file:///tmp/a.html"));
+  h.recordVisit(url("about:blank"));
+  h.updateTitle("Unknown", url("https://nowhere.example/"));  // a title never creates an entry
+  EXPECT_EQ(h.size(), 0u);
+  EXPECT_EQ(changes, 0);
+
+  auto page = url("HTTPS://docs.example/guide");
+  h.recordVisit(page);
+  ASSERT_NE(h.find(page), nullptr);
+  EXPECT_EQ(h.find(page)->title, "");
+  EXPECT_EQ(h.find(page)->visits, 1);
+  EXPECT_DOUBLE_EQ(h.find(page)->lastVisited, now());
+
+  scheduler.advance(std::chrono::hours(1));
+  h.recordVisit(page);
+  EXPECT_EQ(h.find(page)->visits, 2);
+  EXPECT_DOUBLE_EQ(h.find(page)->lastVisited, now());
+
+  h.updateTitle("The Guide", page);
+  h.updateTitle("", page);           // ignored
+  h.updateTitle("The Guide", page);  // unchanged: no change, no save
+  EXPECT_EQ(h.find(page)->title, "The Guide");
+  EXPECT_EQ(changes, 3);
+  // The new title is searchable at once.
+  EXPECT_EQ(h.matches("GUIDE the", 12).size(), 1u);
+  EXPECT_TRUE(h.matches("nowhere", 12).empty());
+
+  h.remove(page);
+  EXPECT_EQ(h.find(page), nullptr);
+  EXPECT_EQ(changes, 4);
+}
+
+TEST_F(HistoryTest, SavesOnceTwoSecondsAfterTheLastChange) {
+  auto& h = open();
+  h.recordVisit(url("https://a.example/"));
+  scheduler.advance(std::chrono::milliseconds(1500));
+  h.recordVisit(url("https://a.example/"));
+  h.updateTitle("A", url("https://a.example/"));
+  scheduler.advance(std::chrono::milliseconds(1999));
+  EXPECT_FALSE(std::filesystem::exists(file()));  // still waiting: the burst is not over
+  EXPECT_EQ(writes, 0);
+
+  scheduler.advance(std::chrono::milliseconds(1));
+  waitForWrites(1);
+  auto saved = readFile();
+  ASSERT_EQ(saved.size(), 1u);
+  EXPECT_EQ(saved[0].title, "A");
+  EXPECT_EQ(saved[0].visits, 2);
+
+  // Nothing further is due.
+  scheduler.advance(std::chrono::seconds(10));
+  EXPECT_EQ(writes, 1);
+}
+
+TEST_F(HistoryTest, SaveNowWritesBeforeReturningAndCancelsThePendingSave) {
+  auto& h = open();
+  h.recordVisit(url("https://a.example/"));
+  scheduler.advance(History::kSaveDelay);  // an asynchronous write is under way
+  h.recordVisit(url("https://b.example/"));
+  h.saveNow();
+  // The synchronous write waited behind the earlier one, so it is the last.
+  EXPECT_EQ(urls(readFile()).size(), 2u);
+  scheduler.runUntilIdle();
+  EXPECT_EQ(writes, 2);
+  scheduler.advance(std::chrono::seconds(10));
+  EXPECT_EQ(writes, 2);
+}
+
+TEST_F(HistoryTest, VisitsDuringLoadingMergeWithTheStoredOnes) {
+  writeFile({
+      entry("https://both.example/", "Stored title", 3, 10),
+      entry("https://titled.example/", "Old title", 2, 10),
+      entry("https://disk.example/", "Disk only", 7, 20),
+  });
+  history = std::make_unique<History>(scheduler);
+  auto& h = *history;
+  countWrites();
+  // The file is read on another thread; its result only lands when the
+  // main loop runs, so these are recorded while loading.
+  EXPECT_FALSE(h.isLoaded());
+  h.recordVisit(url("https://both.example/"));
+  h.recordVisit(url("https://titled.example/"));
+  h.updateTitle("New title", url("https://titled.example/"));
+  h.recordVisit(url("https://memory.example/"));
+  scheduler.waitForWorkers(1);
+  ASSERT_TRUE(h.isLoaded());
+
+  EXPECT_EQ(h.size(), 4u);
+  const auto* both = h.find(url("https://both.example/"));
+  EXPECT_EQ(both->visits, 4);
+  EXPECT_EQ(both->title, "Stored title");  // nothing in memory, so the stored one
+  EXPECT_DOUBLE_EQ(both->lastVisited, now());
+  EXPECT_EQ(h.find(url("https://titled.example/"))->title, "New title");
+  EXPECT_EQ(h.find(url("https://titled.example/"))->visits, 3);
+  EXPECT_EQ(h.find(url("https://disk.example/"))->visits, 7);
+  // The merged title is searchable.
+  EXPECT_EQ(h.matches("stored", 12).size(), 1u);
+
+  scheduler.advance(History::kSaveDelay);
+  waitForWrites(1);
+  EXPECT_EQ(sorted(urls(readFile())), sorted({"https://both.example/", "https://titled.example/",
+                                                     "https://disk.example/", "https://memory.example/"}));
+}
+
+TEST_F(HistoryTest, ClearingWhileLoadingKeepsOnlyWhatCameAfter) {
+  writeFile({entry("https://old.example/", "Old", 5, 1), entry("https://older.example/", "Older", 2, 3)});
+  history = std::make_unique<History>(scheduler);
+  countWrites();
+  history->recordVisit(url("https://before-clear.example/"));
+  history->clear();
+  history->recordVisit(url("https://new.example/"));
+  scheduler.waitForWorkers(1);  // the load
+  EXPECT_EQ(history->size(), 1u);
+  waitForWrites(1);  // written at once, not after the delay
+  EXPECT_EQ(sorted(urls(readFile())), sorted({"https://new.example/"}));
+}
+
+TEST_F(HistoryTest, ClearingAfterLoadingEmptiesTheFile) {
+  auto& h = openWith({entry("https://old.example/", "Old", 5, 1)});
+  h.clear();
+  EXPECT_EQ(h.size(), 0u);
+  scheduler.advance(History::kSaveDelay);
+  waitForWrites(1);
+  EXPECT_TRUE(readFile().empty());
+}
+
+TEST_F(HistoryTest, KeepsTheHundredThousandMostRecentlyVisited) {
+  std::vector<HistoryEntry> entries;
+  entries.reserve(History::kMaxEntries + 1);
+  // Page 17 is the least recently visited; the rest are a second apart.
+  for (size_t i = 0; i <= History::kMaxEntries; ++i)
+    entries.push_back(HistoryEntry{url("https://site.example/page/" + std::to_string(i)), "Page", 1,
+                                   now() - (i == 17 ? 1e9 : double(i))});
+  auto& h = openWith(entries);
+  ASSERT_EQ(h.size(), History::kMaxEntries + 1);
+  int changes = 0;
+  h.changed().connect([&] { ++changes; });
+
+  h.saveNow();
+  EXPECT_EQ(h.size(), History::kMaxEntries);
+  EXPECT_EQ(h.find(url("https://site.example/page/17")), nullptr);
+  EXPECT_NE(h.find(url("https://site.example/page/100000")), nullptr);
+  EXPECT_EQ(changes, 1);
+  auto saved = readFile();
+  EXPECT_EQ(saved.size(), History::kMaxEntries);
+  EXPECT_TRUE(std::none_of(saved.begin(), saved.end(),
+                           [](const auto& e) { return e.url.str() == "https://site.example/page/17"; }));
+}
+
+TEST_F(HistoryTest, LastVisitedIsStoredAsSecondsSince2001) {
+  // 2024-06-01 00:00 UTC is 738892800 s after 2001-01-01.
+  auto& h = openWith({HistoryEntry{url("https://kept.example/"), "Kept", 2, 738892800.123456789}});
+  h.recordVisit(url("https://new.example/"));
+  h.saveNow();
+
+  auto json = nlohmann::json::parse(fileText(file()));
+  ASSERT_TRUE(json.is_array());
+  ASSERT_EQ(json.size(), 2u);
+  for (const auto& item : json) {
+    std::vector<std::string> keys;
+    for (const auto& [key, value] : item.items()) keys.push_back(key);
+    EXPECT_EQ(sorted(keys), sorted({"url", "title", "visits", "lastVisited"}));
+    if (item["url"] == "https://kept.example/") {
+      EXPECT_EQ(item["lastVisited"].get<double>(), 738892800.123456789);  // exactly, not nearly
+      EXPECT_EQ(item["visits"], 2);
+    } else {
+      EXPECT_EQ(item["lastVisited"].get<double>(), 738892800.0);
+      EXPECT_TRUE(item["visits"].is_number_integer());
+    }
+  }
+  EXPECT_EQ(h.find(url("https://new.example/"))->lastVisitedTime(),
+            std::chrono::system_clock::from_time_t(1717200000));
+}
+
+TEST_F(HistoryTest, AnUnreadableFileIsKeptAsideOnlyWhenASaveWouldReplaceIt) {
+  std::vector<std::string> log;
+  auto previous = setLogSink([&](const std::string& line) { log.push_back(line); });
+  std::filesystem::create_directories(file().parent_path());
+  const std::string garbage = "[{\"url\": \"https://a.example/\", \"title\": ";
+  std::ofstream(file()) << garbage;
+
+  auto& h = open();
+  EXPECT_EQ(h.size(), 0u);
+  // Quitting without having changed anything leaves the file as it was.
+  h.saveNow();
+  EXPECT_EQ(fileText(file()), garbage);
+  EXPECT_TRUE(log.empty());
+
+  h.recordVisit(url("https://b.example/"));
+  scheduler.advance(History::kSaveDelay);
+  waitForWrites(1);
+  auto aside = home.data("history.json.unreadable");
+  EXPECT_EQ(fileText(aside), garbage);
+  EXPECT_EQ(sorted(urls(readFile())), sorted({"https://b.example/"}));
+  ASSERT_EQ(log.size(), 1u);
+  EXPECT_NE(log[0].find("history.json.unreadable"), std::string::npos) << log[0];
+
+  // Only once: later writes replace our own file.
+  h.recordVisit(url("https://c.example/"));
+  h.saveNow();
+  EXPECT_EQ(fileText(aside), garbage);
+  EXPECT_EQ(readFile().size(), 2u);
+  setLogSink(previous);
+}
+
+TEST(HistoryFile, DecodingIsAllOrNothing) {
+  EXPECT_FALSE(decodeHistory("not json"));
+  EXPECT_FALSE(decodeHistory("{}"));
+  EXPECT_FALSE(decodeHistory(R"([{"url":"https://a.example/","title":"A","visits":1}])"));
+  EXPECT_FALSE(decodeHistory(R"([{"url":"https://a.example/","title":"A","visits":"1","lastVisited":1}])"));
+  EXPECT_FALSE(decodeHistory(R"([{"url":"https://a.example/","title":"A","visits":1.5,"lastVisited":1}])"));
+  EXPECT_FALSE(decodeHistory(R"([{"url":"not a url","title":"A","visits":1,"lastVisited":1}])"));
+  EXPECT_FALSE(decodeHistory(R"([1])"));
+  auto empty = decodeHistory("[]");
+  ASSERT_TRUE(empty);
+  EXPECT_TRUE(empty->empty());
+  // Another writer's 3.0 is still a count; keys it does not know are ignored.
+  auto other = decodeHistory(R"([{"lastVisited":5,"visits":3.0,"title":"T","url":"https://a.example/","x":0}])");
+  ASSERT_TRUE(other);
+  ASSERT_EQ(other->size(), 1u);
+  EXPECT_EQ((*other)[0].visits, 3);
+  EXPECT_EQ((*other)[0].lastVisited, 5.0);
+}
+
+TEST(HistoryFile, EncodingSurvivesAnyTitle) {
+  std::vector<HistoryEntry> entries = {
+      {*Url::parse("https://a.example/?q=%22x%22"), "Quote \" backslash \\ tab \t nl \n bell \x07 é 東京", 3, -12.5},
+      {*Url::parse("https://b.example/"), std::string("broken \xff\xfe utf8"), 1, 738892800.5},
+  };
+  auto text = encodeHistory(entries);
+  EXPECT_TRUE(nlohmann::json::accept(text));
+  auto back = decodeHistory(text);
+  ASSERT_TRUE(back);
+  ASSERT_EQ(back->size(), 2u);
+  EXPECT_EQ((*back)[0].url, entries[0].url);
+  EXPECT_EQ((*back)[0].title, entries[0].title);
+  EXPECT_EQ((*back)[0].visits, 3);
+  EXPECT_EQ((*back)[0].lastVisited, -12.5);
+  EXPECT_NE((*back)[1].title.find("broken"), std::string::npos) << (*back)[1].title;
+  EXPECT_NE((*back)[1].title.find("utf8"), std::string::npos) << (*back)[1].title;
+}
+
+}  // namespace
+}  // namespace quillo::test

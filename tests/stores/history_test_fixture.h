@@ -1,0 +1,92 @@
+#pragma once
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <fstream>
+#include <iterator>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "core/app_support.h"
+#include "stores/history.h"
+#include "support/temp_home.h"
+#include "support/virtual_scheduler.h"
+
+namespace quillo::test {
+
+// A history in a temporary home, on virtual time, with the wall clock fixed
+// at 2024-06-01 00:00 UTC.
+class HistoryTest : public ::testing::Test {
+ protected:
+  static constexpr double kDay = 86400;
+
+  void SetUp() override { scheduler.setWallNow(std::chrono::system_clock::from_time_t(1717200000)); }
+
+  double now() const { return toReferenceSeconds(scheduler.wallNow()); }
+  std::filesystem::path file() const { return home.data("history.json"); }
+
+  static Url url(const std::string& text) {
+    auto parsed = Url::parse(text);
+    EXPECT_TRUE(parsed) << text;
+    return parsed ? *parsed : *Url::parse("https://invalid.example/");
+  }
+  HistoryEntry entry(const std::string& address, const std::string& title, int64_t visits, double daysAgo) const {
+    return HistoryEntry{url(address), title, visits, now() - daysAgo * kDay};
+  }
+
+  void writeFile(const std::vector<HistoryEntry>& entries) const {
+    ASSERT_TRUE(AppSupport::writeAtomically(file(), encodeHistory(entries), "history.json"));
+  }
+  std::string fileText(const std::filesystem::path& path) const {
+    std::ifstream in(path, std::ios::binary);
+    EXPECT_TRUE(in) << path;
+    return std::string(std::istreambuf_iterator<char>(in), {});
+  }
+  std::vector<HistoryEntry> readFile() const {
+    auto entries = decodeHistory(fileText(file()));
+    EXPECT_TRUE(entries);
+    return entries ? *entries : std::vector<HistoryEntry>{};
+  }
+
+  // A store whose file has been read and merged.
+  History& open() {
+    history = std::make_unique<History>(scheduler);
+    countWrites();
+    scheduler.waitForWorkers(1);
+    EXPECT_TRUE(history->isLoaded());
+    return *history;
+  }
+  History& openWith(const std::vector<HistoryEntry>& entries) {
+    writeFile(entries);
+    return open();
+  }
+  // Waits (without sleeping) until the writer thread has reported `total`
+  // writes since the store was opened.
+  void waitForWrites(int total) {
+    for (int round = 0; round < 20 && writes + failedWrites < total; ++round)
+      scheduler.waitForWorkers(1, std::chrono::seconds(5));
+    EXPECT_EQ(writes + failedWrites, total);
+  }
+  void countWrites() {
+    history->written().connect([this](bool ok) { ok ? ++writes : ++failedWrites; });
+  }
+
+  using Strings = std::vector<std::string>;
+  static Strings sorted(Strings list) {
+    std::sort(list.begin(), list.end());
+    return list;
+  }
+  static std::vector<std::string> urls(const std::vector<HistoryEntry>& entries) {
+    std::vector<std::string> out;
+    for (const auto& e : entries) out.push_back(e.url.str());
+    return out;
+  }
+
+  TempHome home;
+  VirtualScheduler scheduler;
+  std::unique_ptr<History> history;
+  int writes = 0, failedWrites = 0;
+};
+
+}  // namespace quillo::test
