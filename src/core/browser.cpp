@@ -29,6 +29,7 @@ Browser::Browser(WebEngine& engine, Scheduler& scheduler) : engine_(engine), sch
     cycleIndex = std::nullopt;
     if (index >= 0 && size_t(index) < units.size()) select(units[size_t(index)]);
   };
+  initPalette();
 }
 
 Browser::~Browser() {
@@ -368,26 +369,6 @@ void Browser::findNext(bool backwards) {
   page->find(findText.get(), backwards, [this, alive](bool found) {
     if (!alive.expired()) findMatched = found;
   });
-}
-
-// ---- Palette ----
-
-void Browser::search(const std::string& text) {
-  if (isFinding.get()) {
-    find(text);
-    return;
-  }
-  query = std::string();
-  selectedResult = std::nullopt;
-  loadTyped(text);
-}
-
-void Browser::summon() {
-  bringForwardRequested.emit();
-  cycleIndex = std::nullopt;
-  selectedResult = std::nullopt;
-  addressBarPrefill = std::nullopt;
-  addressBarFocusRequests = addressBarFocusRequests.get() + 1;
 }
 
 // ---- Session ----

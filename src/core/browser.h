@@ -16,9 +16,15 @@
 #include "core/url.h"
 #include "page/page.h"
 #include "page/web_view_port.h"
+#include "palette/connections.h"
+#include "palette/palette_item.h"
+#include "palette/pin.h"
+#include "palette/sources.h"
 
 namespace quillo {
 
+class History;
+class Settings;
 using PagePtr = std::shared_ptr<Page>;
 
 // The one model object: owns every page, the recent order, splits, pins and
@@ -92,15 +98,64 @@ class Browser {
   void find(const std::string& text);
   void findNext(bool backwards);
 
-  // ---- Palette state (the palette grows from these) ----
-  Published<std::string> query;
+  // ---- Palette state ----
+  Published<std::string> query;  // the field's text as typed, "/" included
+  Published<std::optional<PaletteCommand>> scope;
+  // Every assignment clears confirmingDeletePinID.
   Published<std::optional<int>> selectedResult;
+  Published<std::optional<std::string>> confirmingDeletePinID;
+  Published<std::optional<PaletteItemID>> renamingID;
+  Published<std::optional<std::string>> editingURLPinID;
+  Published<bool> isChoosingSplitPartner{false};
   Published<int> addressBarFocusRequests{0};
   Published<std::optional<std::string>> addressBarPrefill;
-  // Submits the field's text: find text while finding, else loads it.
+  // Fires when anything the palette list is computed from changed.
+  sigc::signal<void()> paletteChanged;
+
+  // Derived afresh on every call; nothing here is cached.
+  bool isChoosingCommand() const;
+  bool isSearching() const;
+  std::vector<PaletteItem> results() const;
+  std::vector<PaletteItem> restingItems() const;
+  std::vector<Pin> listedPins() const;
+  PagePtr highlighted() const;
+  std::optional<PaletteItemID> restingHighlightID() const;
+  std::optional<int> highlightIndex() const;
+  std::optional<int> activeResult() const;
+  std::optional<std::string> permissionsHost() const;
+  bool isEditingInList() const { return renamingID.get() || editingURLPinID.get(); }
+  bool isChoosingLogin() const { return scope.get() == PaletteCommand::login; }
+  bool isManagingPermissions() const { return scope.get() == PaletteCommand::permissions; }
+  bool isManagingPins() const { return scope.get() == PaletteCommand::pins; }
+  // The inline completion for typed text: none for commands, else history's.
+  std::optional<std::string> completion(const std::string& typed) const;
+
+  // ---- Palette commands ----
+  void enter(PaletteCommand command);
+  void leaveScope();
+  void showCommands();
+  // Return or a click on a row; beside (Alt held) shows it next to this page.
+  void choose(const PaletteItem& item, bool beside = false);
+  void open(const PaletteItem& item);
+  void run(PaletteCommand command);
+  // Submits the field's text: find text while finding, "/history" enters
+  // that scope, anything else is loaded as an address or a search.
   void search(const std::string& text);
   // Brings the window forward and opens the palette ready for typing.
   void summon();
+  // Ctrl+E: closes the palette while it is being edited, else opens it.
+  void toggleBar();
+  void confirmClearingHistory();
+  void setPermission(std::optional<PermissionDecision> decision, const SitePermission& permission);
+
+  // ---- Rename and edit ----
+  void renameCurrent();
+  void finishRenaming(const std::optional<std::string>& name);
+  void startEditingURL(const std::string& pinID);
+  void finishEditingURL(const std::optional<std::string>& text);
+  void copyHighlighted();
+  void copy(const Url& url);
+  void removeHighlighted();
 
   // ---- Session ----
   void scheduleSessionSave();
@@ -116,12 +171,54 @@ class Browser {
   void settleBlockLists();
   const std::vector<std::shared_ptr<ContentFilter>>& blockLists() const { return blockLists_; }
 
-  // ---- Pins (filled in by the pin store) ----
-  std::function<bool(const std::string& pinID)> pinExists;
+  // ---- Pins ----
+  // Every assignment saves "pins.json".
+  Published<std::vector<Pin>> pins;
+  // How many leading pins are numbered Ctrl+1-9; every assignment is stored
+  // under "QuickPinCount" once settings are attached.
+  Published<int> quickPinCount{kDefaultQuickPinCount};
+  std::map<std::string, Bytes> pinIcons;  // by pin id
+  static constexpr int kDefaultQuickPinCount = 9;
+  static constexpr int kMaxQuickPins = 9;
+
+  // Reads "pins.json". An unreadable file leaves no pins and is kept until
+  // the pins are next changed.
+  void loadPins();
+  bool hasPin(const std::string& pinID) const;
+  const Pin* findPin(const std::string& pinID) const;
+  void pin(const PagePtr& page);
+  void unpin(const Pin& pin);
+  void togglePinForCurrentTab();
+  void openPin(int number);
+  PagePtr livePage(const Pin& pin);
+  void movePin(const std::string& id, const std::string& target);
+  void arrangePins(const std::vector<std::string>& ids, int numbered);
+  std::optional<Bytes> icon(const Pin& pin) const;
+  // Session restore attaches pages only to pins that still exist.
+  std::function<bool(const std::string& pinID)> pinExists = [this](const std::string& id) { return hasPin(id); };
+
+  // ---- Stores and services the palette reads (attached by the app) ----
+  void attach(History& history);
+  void attach(Settings& settings);
+  void attach(LoginSource& logins);
+  void attach(PermissionSource& permissions);
+  void attach(DownloadSource& downloads);
+  void attach(Clipboard& clipboard);
+  void attach(Alerts& alerts);
+  void attach(IconSource& icons);
+  // Features that other parts of the program provide; unset ones do nothing.
+  struct FeatureHooks {
+    std::function<void()> startSplit;
+    std::function<void(const PagePtr&)> showBeside;
+    std::function<void(const PagePtr&)> pictureInPicture;
+    std::function<void(const PagePtr&)> toggleReader;
+    std::function<void()> makeDefault;
+  } features;
 
   // ---- Hooks the window answers ----
   sigc::signal<void()> bringForwardRequested;
   sigc::signal<void()> hideRequested;
+  sigc::signal<void()> quitRequested;
   // Fires when the current page changed, or the current page's state did.
   sigc::signal<void()> currentPageChanged;
 
@@ -131,6 +228,12 @@ class Browser {
 
  private:
   void setRecent(std::vector<PagePtr> order);
+  // The palette side (src/palette).
+  void initPalette();
+  void savePins();
+  std::string searchText() const;
+  void pullSelectionBack();
+
   void wire(const PagePtr& page);
   void dissolveSplit(const PagePtr& page);
   bool anyPrivatePage() const;
@@ -144,6 +247,18 @@ class Browser {
   TaskHandle focusTask_;
   sigc::connection currentPageConnection_;
   std::shared_ptr<bool> aliveToken_ = std::make_shared<bool>(true);
+  History* history_ = nullptr;
+  Settings* settings_ = nullptr;
+  LoginSource* loginSource_ = nullptr;
+  PermissionSource* permissionSource_ = nullptr;
+  DownloadSource* downloadSource_ = nullptr;
+  Clipboard* clipboard_ = nullptr;
+  Alerts* alerts_ = nullptr;
+  IconSource* iconSource_ = nullptr;
+  bool pinsFileUnreadable_ = false;
+  bool loadingPalette_ = false;
+  // Connections to stores that may outlive the browser; cut on destruction.
+  Connections storeLinks_;
 
  public:
   // Exposed for tests: whether a private store is alive.

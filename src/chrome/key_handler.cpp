@@ -1,0 +1,96 @@
+#include "chrome/key_handler.h"
+
+#include <algorithm>
+
+#include "core/browser.h"
+#include "palette/palette_command.h"
+
+namespace quillo {
+
+namespace {
+bool only(const KeyPress& p, bool ctrl, bool shift, bool alt) {
+  return p.ctrl == ctrl && p.shift == shift && p.alt == alt && !p.super;
+}
+
+void moveHighlight(Browser& browser, int step) {
+  int count = int(browser.isSearching() ? browser.results().size() : browser.restingItems().size());
+  if (count == 0) return;
+  auto from = browser.highlightIndex();
+  int next = from ? *from + step : (step > 0 ? 0 : count - 1);
+  browser.selectedResult = std::clamp(next, 0, count - 1);
+}
+}  // namespace
+
+bool handleKey(Browser& browser, const KeyPress& p) {
+  using Key = KeyPress::Key;
+  bool editingRow = browser.isEditingInList();
+  switch (p.key) {
+    case Key::grave:
+      if (p.ctrl && !p.alt && !p.super) {
+        browser.cycle(p.shift);
+        return true;
+      }
+      return false;
+    case Key::escape:
+      if (browser.selectedResult.get()) {
+        browser.selectedResult = std::nullopt;
+        return true;
+      }
+      return false;
+    default:
+      break;
+  }
+  // The rest act on the palette and only while its field has the keyboard.
+  if (!p.inField || editingRow) return false;
+  switch (p.key) {
+    case Key::slash:
+      // Typing "/" over an empty or fully selected field opens the commands;
+      // inside typed text it is just a slash (a path).
+      if (!p.ctrl && !p.alt && !p.super && (p.fieldEmpty || p.fieldAllSelected)) {
+        browser.showCommands();
+        return true;
+      }
+      return false;
+    case Key::c:
+      if (only(p, true, false, false) && !p.fieldHasSelection) {
+        browser.copyHighlighted();
+        return true;
+      }
+      return false;
+    case Key::tab:
+      if (only(p, false, false, false) && browser.isChoosingCommand()) {
+        auto rows = browser.results();
+        auto active = browser.activeResult();
+        const PaletteCommand* command =
+            active && size_t(*active) < rows.size() ? rows[size_t(*active)].command() : nullptr;
+        if (command && commands::info(*command).opensScope) {
+          browser.enter(*command);
+          return true;
+        }
+      }
+      return false;
+    case Key::del:
+      if (only(p, false, true, false)) {
+        browser.removeHighlighted();
+        return true;
+      }
+      return false;
+    case Key::backspace:
+      if (only(p, false, false, false) && browser.scope.get() && p.fieldEmpty) {
+        browser.leaveScope();
+        return true;
+      }
+      return false;
+    case Key::up:
+    case Key::down:
+      if (only(p, false, false, false)) {
+        moveHighlight(browser, p.key == Key::down ? 1 : -1);
+        return true;
+      }
+      return false;
+    default:
+      return false;
+  }
+}
+
+}  // namespace quillo

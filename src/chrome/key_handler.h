@@ -1,0 +1,24 @@
+#pragma once
+
+namespace quillo {
+
+class Browser;
+
+// A key press as the window's own key handling sees it. Only the keys the
+// browser acts on are named; everything else is `other` and passes on.
+struct KeyPress {
+  enum class Key { slash, c, enter, tab, grave, backspace, del, escape, up, down, other } key = Key::other;
+  bool ctrl = false, shift = false, alt = false, super = false;
+  // Where the keyboard is: the palette's field, or the page.
+  bool inField = false;
+  bool fieldEmpty = true;
+  bool fieldHasSelection = false;
+  bool fieldAllSelected = false;
+};
+
+// The window's key handling, before the field or the page sees the key.
+// Returns true when the key was used. Keys are only taken from the palette's
+// field: a page keeps "/", Ctrl+C and Shift+Delete for its own text fields.
+bool handleKey(Browser& browser, const KeyPress& press);
+
+}  // namespace quillo

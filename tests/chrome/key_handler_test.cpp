@@ -1,0 +1,147 @@
+// The window's own keys: which reach the palette and which pass on.
+#include <gtest/gtest.h>
+
+#include "chrome/key_handler.h"
+#include "core/browser.h"
+#include "palette/sources.h"
+#include "support/fake_web_view.h"
+#include "support/temp_home.h"
+#include "support/virtual_scheduler.h"
+
+namespace quillo {
+namespace {
+
+using Key = KeyPress::Key;
+
+struct RecordingClipboard : Clipboard {
+  void setText(const std::string& text) override { copied.push_back(text); }
+  std::vector<std::string> copied;
+};
+
+class KeyHandling : public ::testing::Test {
+ protected:
+  KeyHandling() : browser(engine, scheduler) {
+    browser.attach(clipboard);
+    browser.settleBlockLists();
+    for (auto* address : {"https://alpha.example/", "https://beta.example/", "https://gamma.example/"}) {
+      auto page = browser.makePage(false);
+      page->load(*Url::parse(address));
+      browser.add(page, true);
+    }
+  }
+  static KeyPress field(Key key, bool empty = true) {
+    KeyPress p;
+    p.key = key;
+    p.inField = true;
+    p.fieldEmpty = empty;
+    return p;
+  }
+  void type(const std::string& text) { browser.query = text; }
+
+  test::TempHome home;
+  test::VirtualScheduler scheduler;
+  test::FakeEngine engine;
+  Browser browser;
+  RecordingClipboard clipboard;
+};
+
+TEST_F(KeyHandling, CtrlGraveCyclesEverywhere) {
+  auto units = browser.recentUnits();  // gamma beta alpha
+  KeyPress p;
+  p.key = Key::grave;
+  p.ctrl = true;
+  EXPECT_TRUE(handleKey(browser, p));
+  EXPECT_EQ(browser.current(), units[1]);
+  p.shift = true;
+  EXPECT_TRUE(handleKey(browser, p));
+  EXPECT_EQ(browser.current(), units[2]) << "backwards: the least recently shown";
+  p.ctrl = false;
+  EXPECT_FALSE(handleKey(browser, p)) << "a plain grave is typed";
+}
+
+TEST_F(KeyHandling, SlashOpensCommandsOnlyOverAnEmptyOrSelectedField) {
+  EXPECT_TRUE(handleKey(browser, field(Key::slash)));
+  EXPECT_EQ(browser.addressBarPrefill.get(), std::optional<std::string>("/"));
+
+  auto typing = field(Key::slash, false);
+  EXPECT_FALSE(handleKey(browser, typing)) << "a slash inside an address is a path";
+  typing.fieldAllSelected = true;
+  EXPECT_TRUE(handleKey(browser, typing));
+
+  KeyPress inPage;
+  inPage.key = Key::slash;
+  EXPECT_FALSE(handleKey(browser, inPage)) << "the page keeps its slash";
+}
+
+TEST_F(KeyHandling, ArrowsMoveTheHighlightWithinTheList) {
+  type("example");
+  auto rows = browser.results().size();
+  ASSERT_GE(rows, 3u);
+  EXPECT_FALSE(browser.highlightIndex()) << "a plain search highlights nothing at first";
+  EXPECT_TRUE(handleKey(browser, field(Key::down, false)));
+  EXPECT_EQ(browser.highlightIndex(), 0);
+  handleKey(browser, field(Key::down, false));
+  EXPECT_EQ(browser.highlightIndex(), 1);
+  for (size_t i = 0; i < rows + 2; ++i) handleKey(browser, field(Key::down, false));
+  EXPECT_EQ(browser.highlightIndex(), int(rows) - 1) << "stops at the last row";
+  for (size_t i = 0; i < rows + 2; ++i) handleKey(browser, field(Key::up, false));
+  EXPECT_EQ(browser.highlightIndex(), 0);
+
+  auto shifted = field(Key::down, false);
+  shifted.shift = true;
+  EXPECT_FALSE(handleKey(browser, shifted)) << "Shift+Down extends the field's selection";
+}
+
+TEST_F(KeyHandling, EscapeFirstDropsTheMovedHighlight) {
+  type("example");
+  handleKey(browser, field(Key::down, false));
+  ASSERT_TRUE(browser.selectedResult.get());
+  EXPECT_TRUE(handleKey(browser, field(Key::escape, false)));
+  EXPECT_FALSE(browser.selectedResult.get());
+  EXPECT_FALSE(handleKey(browser, field(Key::escape, false))) << "then Escape goes on to the field";
+}
+
+TEST_F(KeyHandling, TabOpensAScopeAndBackspaceLeavesIt) {
+  type("/hist");
+  EXPECT_TRUE(handleKey(browser, field(Key::tab, false)));
+  EXPECT_EQ(browser.scope.get(), std::optional<PaletteCommand>(PaletteCommand::history));
+  EXPECT_FALSE(handleKey(browser, field(Key::backspace, false))) << "typed text is deleted first";
+  EXPECT_TRUE(handleKey(browser, field(Key::backspace, true)));
+  EXPECT_FALSE(browser.scope.get());
+
+  type("/reop");
+  EXPECT_FALSE(handleKey(browser, field(Key::tab, false))) << "a command without a list has no scope to open";
+}
+
+TEST_F(KeyHandling, CtrlCCopiesTheHighlightedRowUnlessTextIsSelected) {
+  type("beta");
+  handleKey(browser, field(Key::down, false));
+  auto press = field(Key::c, false);
+  press.ctrl = true;
+  press.fieldHasSelection = true;
+  EXPECT_FALSE(handleKey(browser, press)) << "the field copies its own selection";
+  press.fieldHasSelection = false;
+  EXPECT_TRUE(handleKey(browser, press));
+  ASSERT_EQ(clipboard.copied.size(), 1u);
+  EXPECT_NE(clipboard.copied[0].find("beta.example"), std::string::npos);
+}
+
+TEST_F(KeyHandling, ShiftDeleteRemovesFromTheFieldButNotThePage) {
+  browser.pin(browser.current());  // gamma
+  type("gamma");
+  handleKey(browser, field(Key::down, false));
+  ASSERT_TRUE(browser.results().at(0).pin());
+  auto press = field(Key::del, false);
+  press.shift = true;
+  KeyPress inPage = press;
+  inPage.inField = false;
+  EXPECT_FALSE(handleKey(browser, inPage));
+  EXPECT_FALSE(browser.confirmingDeletePinID.get());
+  EXPECT_TRUE(handleKey(browser, press));
+  EXPECT_TRUE(browser.confirmingDeletePinID.get()) << "a pin asks for a second press";
+  EXPECT_TRUE(handleKey(browser, press));
+  EXPECT_TRUE(browser.pins->empty());
+}
+
+}  // namespace
+}  // namespace quillo

@@ -1,0 +1,227 @@
+// The slash commands, entering and leaving scopes, and what choosing each
+// kind of row does.
+#include "palette/palette_fixture.h"
+
+#include "core/split.h"
+
+namespace quillo::test {
+namespace {
+
+using Commands = PaletteTest;
+
+std::vector<std::string> names(const std::vector<PaletteCommand>& list) {
+  std::vector<std::string> out;
+  for (auto command : list) out.emplace_back(commands::info(command).rawValue);
+  return out;
+}
+
+TEST(PaletteCommandTable, MatchingIsByPrefixOfAWholeName) {
+  auto all = commands::matching("");
+  ASSERT_EQ(all.size(), 15u);
+  EXPECT_TRUE(std::equal(all.begin(), all.end(), commands::all().begin())) << "table order";
+  using Strings = std::vector<std::string>;
+  EXPECT_EQ(names(commands::matching("pi")), (Strings{"pictureInPicture", "pins"}));
+  EXPECT_EQ(names(commands::matching("pic")), Strings{"pictureInPicture"});
+  EXPECT_EQ(names(commands::matching("default browser")), Strings{"makeDefault"});
+  EXPECT_TRUE(commands::matching("browser").empty());
+  EXPECT_TRUE(commands::matching("video").empty()) << "inside \"float video\", not at its start";
+  EXPECT_EQ(names(commands::matching("hist")), Strings{"history"});
+  EXPECT_EQ(names(commands::matching("camera")), Strings{"permissions"});
+
+  EXPECT_EQ(commands::scopeNamed("camera"), PaletteCommand::permissions);
+  EXPECT_EQ(commands::scopeNamed("bookmarks"), PaletteCommand::pins);
+  EXPECT_EQ(commands::scopeNamed("split"), std::nullopt) << "only scopes are entered by name";
+  EXPECT_EQ(commands::scopeNamed("hist"), std::nullopt);
+  EXPECT_EQ(commands::scopeHint(PaletteCommand::downloads),
+            "Downloads · Return shows in folder · Shift+Delete remove · Ctrl+C copy address")
+      << "keys and places in the desktop's words";
+}
+
+TEST_F(Commands, EnteringAndLeavingAScopeRoundTripsThroughTheCommandLine) {
+  open("https://a.example/", "A");
+  int focus = browser->addressBarFocusRequests.get();
+  type("/history");
+  browser->search("/history");
+  EXPECT_EQ(browser->scope.get(), PaletteCommand::history) << "typing a scope's name and Return enters it";
+  EXPECT_EQ(browser->query.get(), "");
+  EXPECT_EQ(browser->addressBarPrefill.get(), "");
+  EXPECT_EQ(browser->addressBarFocusRequests.get(), focus + 1);
+  EXPECT_TRUE(engine.lastView()->loads.size() == 1) << "nothing was loaded";
+
+  browser->leaveScope();
+  EXPECT_EQ(browser->scope.get(), std::nullopt);
+  EXPECT_EQ(browser->addressBarPrefill.get(), "/history");
+  type(*browser->addressBarPrefill.get());  // the field takes the prefill
+  EXPECT_EQ(results(), Strings{"command:history"});
+  browser->choose(browser->results()[0]);
+  EXPECT_EQ(browser->scope.get(), PaletteCommand::history) << "Return re-enters it";
+
+  browser->enter(PaletteCommand::pins);
+  browser->leaveScope();
+  EXPECT_EQ(browser->addressBarPrefill.get(), "/pins");
+  browser->leaveScope();
+  EXPECT_EQ(browser->addressBarPrefill.get(), "/pins") << "no scope: nothing to leave";
+
+  browser->showCommands();
+  EXPECT_EQ(browser->addressBarPrefill.get(), "/");
+  browser->selectedResult = 3;
+  browser->enter(PaletteCommand::pins);
+  browser->summon();
+  EXPECT_EQ(browser->scope.get(), std::nullopt);
+  EXPECT_EQ(browser->selectedResult.get(), std::nullopt);
+}
+
+TEST_F(Commands, ToggleBarOpensOrClosesThePalette) {
+  open("https://a.example/", "A");
+  browser->enter(PaletteCommand::pins);
+  int focus = browser->addressBarFocusRequests.get();
+  browser->toggleBar();
+  EXPECT_EQ(browser->scope.get(), std::nullopt) << "opened afresh";
+  EXPECT_EQ(browser->addressBarFocusRequests.get(), focus + 1);
+
+  browser->chrome.isHeldOpen = true;  // the field is being edited
+  type("half typed");
+  browser->toggleBar();
+  EXPECT_EQ(browser->query.get(), "");
+  browser->newTab();
+  browser->toggleBar();
+  EXPECT_FALSE(browser->isComposingNewTab.get()) << "composing is cancelled";
+}
+
+TEST_F(Commands, SubmittingTextLoadsItUnlessItNamesAScope) {
+  auto page = open("https://a.example/", "A");
+  type("/nothing");
+  browser->search("/nothing");
+  EXPECT_EQ(browser->scope.get(), std::nullopt);
+  ASSERT_TRUE(page->url.get());
+  EXPECT_EQ(page->url.get()->queryItem("q"), "/nothing") << "an unknown command is searched for";
+  EXPECT_EQ(browser->query.get(), "");
+
+  browser->search("b.example");
+  EXPECT_EQ(page->url.get()->str(), "https://b.example");
+  browser->isComposingNewTab = true;
+  browser->search("c.example");
+  EXPECT_EQ(browser->pages->size(), 2u) << "composing a new tab opens it in a new page";
+}
+
+TEST_F(Commands, OpeningEachKindOfRow) {
+  auto pin = pinned("https://pinned.example/", "Pinned");
+  browser->close(browser->pinnedPages.at(pin.id));
+  auto a = open("https://a.example/", "A");
+  auto b = open("https://b.example/", "B");
+
+  browser->open(PaletteItem(pin));
+  auto live = browser->current();
+  ASSERT_TRUE(live);
+  EXPECT_EQ(live->pinID, pin.id) << "a pin opens its live page";
+  EXPECT_EQ(engine.lastView()->loads.back(), pin.url);
+  browser->open(PaletteItem(pin));
+  EXPECT_EQ(browser->current(), live) << "and reuses it";
+
+  browser->cycleIndex = 1;
+  browser->open(PaletteItem(a));
+  EXPECT_EQ(browser->current(), a);
+  EXPECT_EQ(browser->cycleIndex.get(), std::nullopt) << "choosing a tab ends cycling";
+
+  browser->open(PaletteItem(entry("https://history.example/page", "")));
+  EXPECT_EQ(a->url.get(), url("https://history.example/page")) << "history loads in the current page";
+
+  auto missing = std::make_shared<TestDownload>("gone.zip", std::nullopt, true);
+  auto present = std::make_shared<TestDownload>("here.zip", std::nullopt);
+  browser->open(PaletteItem(DownloadItemPtr(missing)));
+  browser->open(PaletteItem(DownloadItemPtr(present)));
+  ASSERT_EQ(downloads.revealed.size(), 1u);
+  EXPECT_EQ(downloads.revealed[0], present) << "a missing file is not shown";
+
+  browser->open(PaletteItem(Login{"7", "Mail", std::nullopt, {"mail.example"}}));
+  EXPECT_EQ(logins.filled, Strings{"7"});
+}
+
+TEST_F(Commands, ReturnOnAPermissionWalksAllowBlockAsk) {
+  open("https://meet.example/", "Meet");
+  browser->enter(PaletteCommand::permissions);
+  auto camera = browser->results()[0];
+  ASSERT_EQ(describe(camera), "permission:meet.example/camera");
+  std::vector<std::optional<PermissionDecision>> seen;
+  for (int press = 0; press < 3; ++press) {
+    browser->choose(camera);
+    seen.push_back(permissions.savedDecision(*camera.permission()));
+  }
+  EXPECT_EQ(seen, (std::vector<std::optional<PermissionDecision>>{PermissionDecision::allow, PermissionDecision::block,
+                                                                    std::nullopt}));
+  EXPECT_EQ(browser->scope.get(), PaletteCommand::permissions) << "the list stays";
+}
+
+TEST_F(Commands, ChoosingBesideShowsTheRowNextToTheCurrentPage) {
+  std::vector<PagePtr> beside;
+  browser->features.showBeside = [&](const PagePtr& page) { beside.push_back(page); };
+  auto a = open("https://a.example/", "A");
+  auto b = open("https://b.example/", "B");
+  auto pin = pinned("https://pinned.example/", "Pinned");
+  browser->select(b);
+
+  browser->choose(PaletteItem(a), true);
+  ASSERT_EQ(beside.size(), 1u);
+  EXPECT_EQ(beside[0], a);
+  EXPECT_EQ(browser->current(), b) << "the hook decides; the tab is not switched to";
+
+  browser->choose(PaletteItem(pin), true);
+  EXPECT_EQ(beside.back(), browser->pinnedPages.at(pin.id));
+
+  browser->isChoosingSplitPartner = true;
+  size_t tabs = browser->pages->size();
+  browser->choose(PaletteItem(entry("https://history.example/", "")));
+  ASSERT_EQ(beside.size(), 3u);
+  EXPECT_EQ(browser->pages->size(), tabs + 1) << "a history row becomes a new page";
+  EXPECT_EQ(beside.back()->url.get(), url("https://history.example/"));
+  EXPECT_EQ(browser->current(), b) << "added behind the current page";
+
+  auto privatePage = open("https://secret.example/", "Secret", true, true);
+  browser->choose(PaletteItem(entry("https://history.example/2", "")));
+  EXPECT_TRUE(beside.back()->isPrivate()) << "beside a private page, private";
+}
+
+TEST_F(Commands, CommandsThatActOnTheCurrentPage) {
+  auto page = open("https://a.example/", "A");
+  browser->run(PaletteCommand::mute);
+  EXPECT_TRUE(page->isMuted.get());
+  EXPECT_TRUE(engine.lastView()->muted());
+  browser->run(PaletteCommand::mute);
+  EXPECT_FALSE(engine.lastView()->muted());
+
+  browser->close(page);
+  browser->run(PaletteCommand::reopen);
+  ASSERT_TRUE(browser->current());
+  EXPECT_EQ(browser->current()->url.get(), url("https://a.example/"));
+
+  auto other = open("https://b.example/", "B");
+  auto split = std::make_shared<Split>(browser->pages.get()[0], other, 0.5);
+  browser->pages.get()[0]->split = split;
+  other->split = split;
+  browser->splits.push_back(split);
+  browser->run(PaletteCommand::unsplit);
+  EXPECT_TRUE(browser->splits.empty());
+  EXPECT_TRUE(other->split.expired());
+  EXPECT_EQ(browser->pages->size(), 2u) << "both stay open";
+}
+
+TEST_F(Commands, ClearingHistoryAsksFirst) {
+  auto& store = remember({entry("https://a.example/", "A"), entry("https://b.example/", "B")});
+  auto pin = pinned("https://pinned.example/", "Pinned");
+  browser->run(PaletteCommand::clearHistory);
+  ASSERT_EQ(alerts.asked.size(), 1u);
+  EXPECT_EQ(alerts.asked[0].message, "Clear all history?");
+  EXPECT_EQ(alerts.asked[0].detail, "Every page visited is forgotten. Pins and open tabs stay.");
+  EXPECT_EQ(alerts.asked[0].buttons, (Strings{"Clear History", "Cancel"}));
+  alerts.answer(1);
+  EXPECT_EQ(store.size(), 3u) << "Cancel keeps everything (the pinned visit included)";
+
+  browser->run(PaletteCommand::clearHistory);
+  alerts.answer(0);
+  EXPECT_EQ(store.size(), 0u);
+  EXPECT_EQ(browser->pins->size(), 1u) << "pins stay";
+  EXPECT_EQ(browser->pinnedPages.size(), 1u) << "open pages stay";
+}
+
+}  // namespace
+}  // namespace quillo::test

@@ -1,0 +1,185 @@
+// What the palette lists for the typed text, at rest and in each scope, and
+// which row is highlighted.
+#include "palette/palette_fixture.h"
+
+#include "core/split.h"
+
+namespace quillo::test {
+namespace {
+
+using Results = PaletteTest;
+
+TEST_F(Results, PinsThenTabsThenAtMostEightHistoryRowsNeverRepeatingAnAddressOnScreen) {
+  pinned("https://news.example/", "News front page");
+  open("https://news.example/world", "World news");
+  open("https://docs.example/news", "Release notes");
+  std::vector<HistoryEntry> entries;
+  // Thirteen matches: the two addresses already open or pinned must not show
+  // again, and no more than eight of the rest.
+  entries.push_back(entry("https://news.example/", "News front page", 50));
+  entries.push_back(entry("https://news.example/world", "World news", 40));
+  for (int i = 0; i < 11; ++i)
+    entries.push_back(entry("https://news.example/story/" + std::to_string(i), "Story", 30 - i));
+  remember(entries);
+
+  type("NEWS");
+  auto rows = results();
+  ASSERT_EQ(rows.size(), 1u + 2u + 8u);
+  EXPECT_EQ(rows[0], "pin:News front page");
+  EXPECT_EQ(rows[1], "tab:World news");
+  EXPECT_EQ(rows[2], "tab:Release notes") << "tabs match on their address too";
+  for (int i = 0; i < 8; ++i) EXPECT_EQ(rows[size_t(3 + i)], "history:https://news.example/story/" + std::to_string(i));
+}
+
+TEST_F(Results, MatchingIgnoresCaseAndSurroundingSpacesAndUsesCustomNames) {
+  auto page = open("https://mail.example/inbox", "inbox (3)");
+  page->customName = "Work mail";
+  open("https://calendar.example/", "calendar");
+  type("  WORK ");
+  EXPECT_EQ(results(), Strings{"tab:inbox (3)"}) << "the custom name is what matches";
+  type("inbox");
+  EXPECT_EQ(results(), Strings{"tab:inbox (3)"}) << "and the address, whatever the name";
+  type("CALENDAR.EXAMPLE");
+  EXPECT_EQ(results(), Strings{"tab:calendar"});
+  type("nothing like it");
+  EXPECT_TRUE(results().empty());
+}
+
+TEST_F(Results, SpacesOnlyIsNotASearchAndTheCurrentPageIsHighlightedAtRest) {
+  auto a = open("https://a.example/", "A");
+  auto b = open("https://b.example/", "B");
+  type("   \t");
+  EXPECT_FALSE(browser->isSearching());
+  EXPECT_TRUE(browser->results().empty());
+  EXPECT_EQ(resting(), (Strings{"tab:A", "tab:B"}));
+  EXPECT_EQ(browser->highlightIndex(), 1);
+  EXPECT_EQ(browser->activeResult(), std::nullopt);
+
+  type("a.ex");
+  EXPECT_TRUE(browser->isSearching());
+  EXPECT_EQ(browser->highlightIndex(), std::nullopt) << "a plain search highlights nothing by itself";
+  EXPECT_EQ(browser->activeResult(), std::nullopt) << "so Return submits the text";
+  browser->selectedResult = 0;
+  EXPECT_EQ(browser->highlightIndex(), 0);
+  EXPECT_EQ(browser->activeResult(), 0);
+}
+
+TEST_F(Results, CommandChoosingListsMatchingCommandsFirstHighlighted) {
+  type("/");
+  EXPECT_TRUE(browser->isChoosingCommand());
+  EXPECT_EQ(browser->results().size(), 15u);
+  EXPECT_EQ(browser->highlightIndex(), 0);
+  EXPECT_EQ(browser->activeResult(), 0);
+  type("/PI");
+  EXPECT_EQ(results(), (Strings{"command:pictureInPicture", "command:pins"}));
+  type("/zzz");
+  EXPECT_EQ(browser->activeResult(), std::nullopt);
+  type("a/b");
+  EXPECT_FALSE(browser->isChoosingCommand()) << "only a leading slash chooses commands";
+}
+
+TEST_F(Results, RestingListShowsNumberedAndOpenPinsThenTabsWithSplitsTogether) {
+  for (int i = 1; i <= 3; ++i) pinned("https://pin" + std::to_string(i) + ".example/", "Pin " + std::to_string(i));
+  auto a = open("https://a.example/", "A");
+  auto b = open("https://b.example/", "B");
+  auto c = open("https://c.example/", "C");
+  for (auto& pin : browser->pins.get()) browser->close(browser->pinnedPages.at(pin.id));
+  browser->quickPinCount = 1;
+  // A split of C and A keeps them adjacent, in the order of whichever comes
+  // first in the tab order.
+  auto split = std::make_shared<Split>(c, a, 0.5);
+  a->split = split;
+  c->split = split;
+  browser->splits.push_back(split);
+
+  EXPECT_EQ(resting(), (Strings{"pin:Pin 1", "tab:A", "tab:C", "tab:B"}));
+  EXPECT_EQ(browser->recentUnits().size(), 2u) << "the split is one unit";
+
+  // An unnumbered pin that is open is listed too, in pin order.
+  browser->livePage(browser->pins.get()[2]);
+  EXPECT_EQ(resting(), (Strings{"pin:Pin 1", "pin:Pin 3", "tab:A", "tab:C", "tab:B"}));
+  EXPECT_EQ(browser->listedPins().size(), 2u);
+}
+
+TEST_F(Results, APageOpenedFromAPinLightsUpItsPinRow) {
+  auto pin = pinned("https://pinned.example/", "Pinned");
+  open("https://other.example/", "Other");
+  browser->openPin(1);
+  auto id = browser->restingHighlightID();
+  ASSERT_TRUE(id);
+  EXPECT_EQ(*id, PaletteItemID(pin.id));
+  EXPECT_EQ(browser->highlightIndex(), 0);
+
+  browser->isComposingNewTab = true;
+  EXPECT_EQ(browser->restingHighlightID(), std::nullopt) << "composing a new tab highlights nothing";
+  browser->isComposingNewTab = false;
+  browser->selectedResult = 1;
+  EXPECT_EQ(browser->restingHighlightID(), browser->restingItems()[1].id());
+}
+
+TEST_F(Results, ScopesListTheirOwnRows) {
+  pinned("https://git.example/", "Code");
+  pinned("https://wiki.example/", "Wiki");
+  remember({entry("https://Case.example/Path", "Case kept", 1, 1), entry("https://old.example/", "Old", 9, 30)});
+  downloads.list = {std::make_shared<TestDownload>("Report.pdf", url("https://files.example/report.pdf")),
+                    std::make_shared<TestDownload>("photo.jpg", std::nullopt)};
+  logins.list = {{"1", "Mail", std::string("ann@mail.example"), {"mail.example"}},
+                 {"2", "Bank", std::nullopt, {"bank.example"}}};
+
+  browser->enter(PaletteCommand::pins);
+  EXPECT_EQ(results(), (Strings{"pin:Code", "pin:Wiki"}));
+  type("WIKI");
+  EXPECT_EQ(results(), Strings{"pin:Wiki"});
+
+  browser->enter(PaletteCommand::history);
+  EXPECT_EQ(results(), (Strings{"history:https://Case.example/Path", "history:https://old.example/"}))
+      << "newest first";
+  type(" Path ");
+  EXPECT_EQ(results(), Strings{"history:https://Case.example/Path"});
+
+  browser->enter(PaletteCommand::downloads);
+  type("report");
+  EXPECT_EQ(results(), Strings{"download:Report.pdf"});
+
+  browser->enter(PaletteCommand::login);
+  EXPECT_EQ(logins.loads, 1) << "entering the login scope loads the site's logins";
+  type("ANN@");
+  EXPECT_EQ(results(), Strings{"login:Mail"}) << "usernames match too";
+  type("");
+  EXPECT_EQ(results(), (Strings{"login:Mail", "login:Bank"}));
+  EXPECT_TRUE(browser->isChoosingLogin());
+  EXPECT_EQ(browser->activeResult(), 0) << "in a scope the first row is active";
+}
+
+TEST_F(Results, PermissionsOfTheCurrentSiteComeFirst) {
+  permissions.saved["zoom.example"]["camera"] = PermissionDecision::allow;
+  permissions.saved["alpha.example"]["notifications"] = PermissionDecision::block;
+  permissions.saved["meet.example"]["app:zoommtg"] = PermissionDecision::allow;
+  permissions.saved["meet.example"]["microphone"] = PermissionDecision::allow;
+  open("https://meet.example/room", "Room");
+
+  browser->enter(PaletteCommand::permissions);
+  EXPECT_EQ(browser->permissionsHost(), "meet.example");
+  EXPECT_EQ(results(), (Strings{"permission:meet.example/camera", "permission:meet.example/microphone",
+                                "permission:meet.example/notifications", "permission:meet.example/app:zoommtg",
+                                "permission:alpha.example/notifications", "permission:zoom.example/camera"}));
+  type("CAMERA");
+  EXPECT_EQ(results(), (Strings{"permission:meet.example/camera", "permission:zoom.example/camera"}));
+
+  // A page on a scheme that is not the web's has no site of its own.
+  open("mailto:someone@example.com", "Mail");
+  type("");
+  EXPECT_EQ(browser->permissionsHost(), std::nullopt);
+  EXPECT_EQ(results().size(), 4u) << "every site's permissions, no current-site block";
+}
+
+TEST_F(Results, CompletionComesFromHistoryButNeverForCommands) {
+  remember({entry("https://www.github.com/quillo", "Quillo", 5)});
+  EXPECT_EQ(browser->completion("git"), "github.com");
+  EXPECT_EQ(browser->completion("/git"), std::nullopt);
+  type("/");
+  EXPECT_EQ(browser->completion("git"), std::nullopt) << "nothing while choosing a command";
+}
+
+}  // namespace
+}  // namespace quillo::test
