@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "app/gtk/desktop_services.h"
 #include "blocking/block_lists.h"
 #include "blocking/webkit/webkit_filter_store.h"
 #include "chrome/gtk/browser_window.h"
@@ -15,6 +16,7 @@
 #include "core/log.h"
 #include <csignal>
 #include "page/webkit/webkit_engine.h"
+#include "stores/history.h"
 
 namespace quillo {
 
@@ -84,9 +86,18 @@ void QuilloApplication::on_startup() {
   settings_ = std::make_unique<Settings>(Settings::defaultFile());
   engine_ = std::make_unique<WebKitEngine>();
   browser_ = std::make_unique<Browser>(*engine_, scheduler_);
+  history_ = std::make_unique<History>(scheduler_);
+  clipboard_ = std::make_unique<DesktopClipboard>();
+  browser_->attach(*history_);
+  browser_->attach(*settings_);
+  browser_->attach(*clipboard_);
+  browser_->quitRequested.connect([this] { quit(); });
   window_ = std::make_unique<BrowserWindow>(*browser_);
   add_window(*window_);
   window_->installAccels(*this);
+  window_->addressBar().completion = [this](const std::string& typed) { return browser_->completion(typed); };
+  alerts_ = std::make_unique<WindowAlerts>(*window_);
+  browser_->attach(*alerts_);
   // QUILLO_REPORT_STARTUP=1 prints how long the window took to show.
   if (g_getenv("QUILLO_REPORT_STARTUP"))
     window_->signal_map().connect([] {
@@ -94,6 +105,8 @@ void QuilloApplication::on_startup() {
         g_printerr("quillo: window shown %.0f ms after start\n", (g_get_monotonic_time() - processStart()) / 1000.0);
       });
     });
+  // Pins first, so restored tabs find the pins they belong to.
+  browser_->loadPins();
   browser_->restoreSession();
 
   // The first page loads once the stored block lists are installed.
@@ -140,13 +153,15 @@ int QuilloApplication::on_command_line(const Glib::RefPtr<Gio::ApplicationComman
 }
 
 void QuilloApplication::on_shutdown() {
-  // A save may still be waiting for its debounce: write it now.
+  // Saves may still be waiting for their debounce: write them now.
   if (browser_) browser_->saveSession();
+  if (history_) history_->saveNow();
   if (window_) {
     remove_window(*window_);
     window_.reset();
   }
   browser_.reset();
+  history_.reset();
   blockLists_.reset();
   filterStore_.reset();
   engine_.reset();

@@ -10,6 +10,9 @@
 namespace quillo {
 
 class BlockLists;
+class DesktopClipboard;
+class History;
+class WindowAlerts;
 class BrowserWindow;
 class WebKitEngine;
 class WebKitFilterStore;
@@ -39,6 +42,9 @@ class QuilloApplication : public Gtk::Application {
   GLibScheduler scheduler_;
   std::unique_ptr<Settings> settings_;
   std::unique_ptr<WebKitEngine> engine_;
+  std::unique_ptr<History> history_;
+  std::unique_ptr<DesktopClipboard> clipboard_;
+  std::unique_ptr<WindowAlerts> alerts_;
   std::unique_ptr<WebKitFilterStore> filterStore_;
   std::unique_ptr<BlockLists> blockLists_;
   std::unique_ptr<Browser> browser_;

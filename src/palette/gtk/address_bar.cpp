@@ -27,15 +27,14 @@ AddressBar::AddressBar(Browser& browser) : Gtk::Box(Gtk::Orientation::VERTICAL),
   append(entry_);
   append(caption_);
 
-  entry_.signal_changed().connect(sigc::mem_fun(*this, &AddressBar::onChanged));
   entry_.signal_activate().connect(sigc::mem_fun(*this, &AddressBar::onActivate));
   auto keys = Gtk::EventControllerKey::create();
   keys->set_propagation_phase(Gtk::PropagationPhase::CAPTURE);
   keys->signal_key_pressed().connect(sigc::mem_fun(*this, &AddressBar::onKeyPressed), false);
   entry_.add_controller(keys);
   auto focus = Gtk::EventControllerFocus::create();
-  focus->signal_enter().connect([this] { onFocusChanged(true); });
-  focus->signal_leave().connect([this] { onFocusChanged(false); });
+  connections_.push_back(focus->signal_enter().connect([this] { onFocusChanged(true); }));
+  connections_.push_back(focus->signal_leave().connect([this] { onFocusChanged(false); }));
   entry_.add_controller(focus);
 
   auto refreshAll = [this] { refresh(); };
@@ -48,6 +47,7 @@ AddressBar::AddressBar(Browser& browser) : Gtk::Box(Gtk::Orientation::VERTICAL),
   connections_.push_back(browser_.addressBarPrefill.changed().connect([this] {
     if (browser_.addressBarPrefill.get()) pendingPrefill_ = browser_.addressBarPrefill.get();
   }));
+  connections_.push_back(entry_.signal_changed().connect(sigc::mem_fun(*this, &AddressBar::onChanged)));
   connections_.push_back(
       browser_.addressBarFocusRequests.changed().connect(sigc::mem_fun(*this, &AddressBar::honourFocusRequest)));
   refresh();
@@ -118,6 +118,13 @@ void AddressBar::honourFocusRequest() {
   } else {
     refreshText();
     entry_.select_region(0, -1);
+    // Focus may land now or a little later; select again once it has.
+    selectAllOnFocus_ = !entry_.has_focus();
+    selectTail_.disconnect();
+    selectTail_ = Glib::signal_idle().connect([this] {
+      entry_.select_region(0, -1);
+      return false;
+    });
   }
   settingText_ = false;
   typedText_ = entry_.get_text();
@@ -135,6 +142,15 @@ void AddressBar::onFocusChanged(bool focused) {
     refresh();
   } else {
     refresh();
+    if (selectAllOnFocus_) {
+      // GTK places the caret when focus lands; select after it has.
+      selectAllOnFocus_ = false;
+      selectTail_.disconnect();
+      selectTail_ = Glib::signal_idle().connect([this] {
+        entry_.select_region(0, -1);
+        return false;
+      });
+    }
   }
 }
 

@@ -43,6 +43,7 @@ class AddressBar : public Gtk::Box {
   bool settingText_ = false;
   bool focused_ = false;
   bool deleting_ = false;
+  bool selectAllOnFocus_ = false;
   std::optional<std::string> pendingPrefill_;
   std::vector<sigc::connection> connections_;
   sigc::connection selectTail_;
