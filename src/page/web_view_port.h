@@ -124,6 +124,8 @@ class WebViewPort {
                         std::function<void(std::optional<nlohmann::json> result, std::string error)> done) = 0;
 
   virtual void focus() = 0;
+  // Shows the desktop's print dialog for the page.
+  virtual void print() = 0;
 };
 
 // Makes web views and data stores.

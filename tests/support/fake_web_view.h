@@ -87,6 +87,7 @@ class FakeWebView final : public WebViewPort {
   }
   void evaluate(const std::string& script, uint64_t frameID, bool isolated, EvaluationDone done) override;
   void focus() override { focusCount++; }
+  void print() override { printCount++; }
 
   // ---- What the test sees ----
   const ViewConfiguration& configuration() const { return configuration_; }
@@ -101,6 +102,7 @@ class FakeWebView final : public WebViewPort {
   std::optional<Url> readAccessFolder;  // of the last loadFile
   std::vector<Evaluation> evaluations;
   int focusCount = 0;
+  int printCount = 0;
   bool findActive = false;
   std::string lastFindText;
   bool lastFindBackwards = false;

@@ -1,5 +1,6 @@
 #include "chrome/gtk/browser_window.h"
 
+#include "chrome/key_handler.h"
 #include "page/webkit/webkit_view.h"
 
 namespace quillo {
@@ -10,6 +11,7 @@ const std::vector<BrowserWindow::Command>& BrowserWindow::commands() {
       {"new-private-tab", "New Private Tab", {"<Control><Shift>n"}},
       {"close-tab", "Close Tab", {"<Control>w"}},
       {"reopen-tab", "Reopen Closed Tab", {"<Control><Shift>t"}},
+      {"print", "Print…", {"<Control>p"}},
       {"open-location", "Open Location", {"<Control>e", "<Control>l", "<Alt>d"}},
       {"find", "Find in Page", {"<Control>f"}},
       {"find-next", "Find Next", {"<Control>g", "F3"}},
@@ -17,6 +19,9 @@ const std::vector<BrowserWindow::Command>& BrowserWindow::commands() {
       {"back", "Back", {"<Control>bracketleft", "<Alt>Left"}},
       {"forward", "Forward", {"<Control>bracketright", "<Alt>Right"}},
       {"reload", "Reload", {"<Control>r", "F5"}},
+      {"toggle-pin", "Pin Tab", {"<Control>d"}},
+      {"rename-tab", "Rename Tab", {"<Control>i"}},
+      {"commands", "Commands", {"<Control>slash"}},
       {"cycle", "Switch to Recent Tab", {"<Control>grave", "<Control>Tab"}},
       {"cycle-back", "Switch Back Through Recent Tabs",
        {"<Control><Shift>grave", "<Control>asciitilde", "<Control><Shift>ISO_Left_Tab"}},
@@ -29,16 +34,39 @@ BrowserWindow::BrowserWindow(Browser& browser) : browser_(browser), addressBar_(
   set_default_size(1200, 800);
   add_css_class("quillo-window");
 
-  addressBar_.set_margin(6);
+  // The bar lives in the title bar: one slim strip of chrome, the page first.
+  addressBar_.set_hexpand(true);
+  addressBar_.set_margin_top(4);
+  addressBar_.set_margin_bottom(2);
+  titlebarBox_.add_css_class("quillo-titlebar");
+  titlebarBox_.set_spacing(6);
+  titlebarBox_.set_margin_start(8);
+  titlebarBox_.set_margin_end(4);
+  titlebarBox_.append(addressBar_);
+  menuButton_.set_icon_name("open-menu-symbolic");
+  menuButton_.set_tooltip_text("Menu");
+  menuButton_.set_primary(true);  // F10 opens it
+  gtk_accessible_update_property(GTK_ACCESSIBLE(menuButton_.gobj()), GTK_ACCESSIBLE_PROPERTY_LABEL, "Menu", -1);
+  menuButton_.set_valign(Gtk::Align::START);
+  menuButton_.set_margin_top(4);
+  windowControls_.set_valign(Gtk::Align::START);
+  windowControls_.set_margin_top(4);
+  titlebarBox_.append(menuButton_);
+  titlebarBox_.append(windowControls_);
+  titlebar_.set_child(titlebarBox_);
+  titlebar_.add_css_class("titlebar");
+  set_titlebar(titlebar_);
+
   pageArea_.set_vexpand(true);
   pageArea_.set_hexpand(true);
-  layout_.append(addressBar_);
-  layout_.append(pageArea_);
-  set_child(layout_);
+  pageOverlay_.set_child(pageArea_);
+  set_child(pageOverlay_);
 
   addActions();
+  buildMenu();
 
-  // Ctrl held and released drives tab cycling; seen before the page or field.
+  // Ctrl held and released drives tab cycling; the palette's own keys come
+  // before the field or the page sees them.
   auto keys = Gtk::EventControllerKey::create();
   keys->set_propagation_phase(Gtk::PropagationPhase::CAPTURE);
   keys->signal_key_pressed().connect(sigc::mem_fun(*this, &BrowserWindow::onKeyPressed), false);
@@ -48,7 +76,11 @@ BrowserWindow::BrowserWindow(Browser& browser) : browser_(browser), addressBar_(
     if (!is_active()) browser_.chrome.commandReleased();
   });
 
-  connections_.push_back(browser_.currentPageChanged.connect([this] { showCurrentPage(); }));
+  connections_.push_back(browser_.currentPageChanged.connect([this] {
+    showCurrentPage();
+    refreshPinTitle();
+  }));
+  connections_.push_back(browser_.pins.changed().connect([this] { refreshPinTitle(); }));
   connections_.push_back(browser_.hideRequested.connect([this] { minimize(); }));
   connections_.push_back(browser_.bringForwardRequested.connect([this] { present(); }));
   showCurrentPage();
@@ -65,13 +97,17 @@ void BrowserWindow::addActions() {
       {"new-private-tab", [this] { browser_.newPrivateTab(); }},
       {"close-tab", [this] { browser_.closeCurrentTab(); }},
       {"reopen-tab", [this] { browser_.reopenClosedTab(); }},
-      {"open-location", [this] { browser_.summon(); }},
+      {"print", [page] { if (auto p = page()) p->webView().print(); }},
+      {"open-location", [this] { browser_.toggleBar(); }},
       {"find", [this] { browser_.startFinding(); }},
       {"find-next", [this] { browser_.findNext(false); }},
       {"find-previous", [this] { browser_.findNext(true); }},
       {"back", [page] { if (auto p = page()) p->webView().goBack(); }},
       {"forward", [page] { if (auto p = page()) p->webView().goForward(); }},
       {"reload", [page] { if (auto p = page()) p->webView().reload(); }},
+      {"toggle-pin", [this] { browser_.togglePinForCurrentTab(); }},
+      {"rename-tab", [this] { browser_.renameCurrent(); }},
+      {"commands", [this] { browser_.showCommands(); }},
       {"cycle", [this] { browser_.cycle(false); }},
       {"cycle-back", [this] { browser_.cycle(true); }},
   };
@@ -84,7 +120,76 @@ void BrowserWindow::addActions() {
       shortcuts->add_shortcut(Gtk::Shortcut::create(Gtk::ShortcutTrigger::parse_string(accel),
                                                     Gtk::NamedAction::create(std::string("win.") + command.name)));
   }
+  // Ctrl+1 to Ctrl+9 open the numbered pins.
+  add_action_with_parameter("open-pin", Glib::VARIANT_TYPE_INT32, [this](const Glib::VariantBase& value) {
+    browser_.openPin(Glib::VariantBase::cast_dynamic<Glib::Variant<int>>(value).get());
+  });
+  for (int n = 1; n <= 9; ++n) {
+    auto shortcut = Gtk::Shortcut::create(Gtk::ShortcutTrigger::parse_string("<Control>" + std::to_string(n)),
+                                          Gtk::NamedAction::create("win.open-pin"));
+    shortcut->set_arguments(Glib::Variant<int>::create(n));
+    shortcuts->add_shortcut(shortcut);
+  }
   add_controller(shortcuts);
+}
+
+namespace {
+// A menu item that shows the command's first key, the one its help names.
+Glib::RefPtr<Gio::MenuItem> menuItem(const BrowserWindow::Command& command) {
+  auto item = Gio::MenuItem::create(command.title, std::string("win.") + command.name);
+  if (!command.accels.empty())
+    item->set_attribute_value("accel", Glib::Variant<Glib::ustring>::create(command.accels.front()));
+  return item;
+}
+}  // namespace
+
+void BrowserWindow::buildMenu() {
+  auto menu = Gio::Menu::create();
+  auto section = [&](std::initializer_list<const char*> names) {
+    auto part = Gio::Menu::create();
+    for (auto* name : names)
+      for (auto& command : commands())
+        if (std::string(command.name) == name) part->append_item(menuItem(command));
+    menu->append_section(part);
+    return part;
+  };
+  section({"new-tab", "new-private-tab", "reopen-tab", "close-tab"});
+  section({"open-location", "commands", "find", "print"});
+  pageSection_ = section({"toggle-pin", "rename-tab"});
+
+  auto tabs = Gio::Menu::create();
+  auto navigation = Gio::Menu::create();
+  for (auto* name : {"back", "forward", "reload", "find-next", "find-previous", "cycle", "cycle-back"})
+    for (auto& command : commands())
+      if (std::string(command.name) == name) navigation->append_item(menuItem(command));
+  tabs->append_section(navigation);
+  auto pins = Gio::Menu::create();
+  for (int n = 1; n <= 9; ++n) {
+    auto item = Gio::MenuItem::create("Pin " + std::to_string(n), "");
+    item->set_action_and_target("win.open-pin", Glib::Variant<int>::create(n));
+    pins->append_item(item);
+  }
+  tabs->append_section(pins);
+  menu->append_submenu("Tabs", tabs);
+
+  auto app = Gio::Menu::create();
+  app->append("Quit", "app.quit");
+  menu->append_section(app);
+  menuButton_.set_menu_model(menu);
+}
+
+void BrowserWindow::refreshPinTitle() {
+  if (!pageSection_) return;
+  auto page = browser_.current();
+  bool pinned = page && page->pinID && browser_.hasPin(*page->pinID);
+  std::string title = pinned ? "Unpin Tab" : "Pin Tab";
+  auto current = pageSection_->get_item_attribute(0, Gio::MenuModel::Attribute::LABEL, Glib::VARIANT_TYPE_STRING);
+  if (current && std::string(Glib::VariantBase::cast_dynamic<Glib::Variant<Glib::ustring>>(current).get()) == title)
+    return;
+  pageSection_->remove(0);
+  auto item = Gio::MenuItem::create(title, "win.toggle-pin");
+  item->set_attribute_value("accel", Glib::Variant<Glib::ustring>::create("<Control>d"));
+  pageSection_->prepend_item(item);
 }
 
 void BrowserWindow::installAccels(Gtk::Application& app) {
@@ -92,6 +197,8 @@ void BrowserWindow::installAccels(Gtk::Application& app) {
     std::vector<Glib::ustring> accels(command.accels.begin(), command.accels.end());
     app.set_accels_for_action(std::string("win.") + command.name, accels);
   }
+  for (int n = 1; n <= 9; ++n)
+    app.set_accels_for_action("win.open-pin(" + std::to_string(n) + ")", {"<Control>" + std::to_string(n)});
 }
 
 void BrowserWindow::showCurrentPage() {
@@ -112,9 +219,38 @@ void BrowserWindow::showCurrentPage() {
   }
 }
 
-bool BrowserWindow::onKeyPressed(guint keyval, guint, Gdk::ModifierType) {
-  if (keyval == GDK_KEY_Control_L || keyval == GDK_KEY_Control_R) browser_.chrome.commandPressed();
-  return false;
+bool BrowserWindow::onKeyPressed(guint keyval, guint, Gdk::ModifierType state) {
+  if (keyval == GDK_KEY_Control_L || keyval == GDK_KEY_Control_R) {
+    browser_.chrome.commandPressed();
+    return false;
+  }
+  using Key = KeyPress::Key;
+  KeyPress press;
+  switch (keyval) {
+    case GDK_KEY_slash: case GDK_KEY_KP_Divide: press.key = Key::slash; break;
+    case GDK_KEY_c: case GDK_KEY_C: press.key = Key::c; break;
+    case GDK_KEY_Return: case GDK_KEY_KP_Enter: press.key = Key::enter; break;
+    case GDK_KEY_Tab: press.key = Key::tab; break;
+    case GDK_KEY_BackSpace: press.key = Key::backspace; break;
+    case GDK_KEY_Delete: case GDK_KEY_KP_Delete: press.key = Key::del; break;
+    case GDK_KEY_Escape: press.key = Key::escape; break;
+    case GDK_KEY_Up: case GDK_KEY_KP_Up: press.key = Key::up; break;
+    case GDK_KEY_Down: case GDK_KEY_KP_Down: press.key = Key::down; break;
+    default: return false;  // Ctrl+grave and the rest are actions
+  }
+  press.ctrl = (state & Gdk::ModifierType::CONTROL_MASK) == Gdk::ModifierType::CONTROL_MASK;
+  press.shift = (state & Gdk::ModifierType::SHIFT_MASK) == Gdk::ModifierType::SHIFT_MASK;
+  press.alt = (state & Gdk::ModifierType::ALT_MASK) == Gdk::ModifierType::ALT_MASK;
+  press.super = (state & Gdk::ModifierType::SUPER_MASK) == Gdk::ModifierType::SUPER_MASK;
+  auto& entry = addressBar_.entry();
+  auto* focus = get_focus();
+  press.inField = focus && (focus == &entry || focus->is_ancestor(entry));
+  auto text = entry.get_text();
+  press.fieldEmpty = text.empty();
+  int start = 0, end = 0;
+  press.fieldHasSelection = entry.get_selection_bounds(start, end) && start != end;
+  press.fieldAllSelected = press.fieldHasSelection && start == 0 && end == int(text.size());
+  return handleKey(browser_, press);
 }
 
 void BrowserWindow::onKeyReleased(guint keyval, guint, Gdk::ModifierType) {

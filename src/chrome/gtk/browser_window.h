@@ -8,9 +8,9 @@
 
 namespace quillo {
 
-// The one browser window: the bar on top, the current page filling the rest.
-// Every command with a key is an action here ("win.new-tab"), so menus and
-// accelerators share one table.
+// The one browser window: the bar in the title bar, the current page filling
+// the rest. Every command with a key is an action here ("win.new-tab"), so
+// the menu and the keys share one table.
 class BrowserWindow : public Gtk::ApplicationWindow {
  public:
   struct Command {
@@ -22,21 +22,29 @@ class BrowserWindow : public Gtk::ApplicationWindow {
   static const std::vector<Command>& commands();
 
   explicit BrowserWindow(Browser& browser);
+  ~BrowserWindow() override;
   // Shows the commands' keys in the application's menus.
   void installAccels(Gtk::Application& app);
-  ~BrowserWindow() override;
 
   AddressBar& addressBar() { return addressBar_; }
+  Gtk::Overlay& pageOverlay() { return pageOverlay_; }
 
  private:
   void addActions();
+  void buildMenu();
+  void refreshPinTitle();
   void showCurrentPage();
   bool onKeyPressed(guint keyval, guint keycode, Gdk::ModifierType state);
   void onKeyReleased(guint keyval, guint keycode, Gdk::ModifierType state);
 
   Browser& browser_;
-  Gtk::Box layout_{Gtk::Orientation::VERTICAL};
+  Gtk::WindowHandle titlebar_;
+  Gtk::Box titlebarBox_{Gtk::Orientation::HORIZONTAL};
+  Gtk::WindowControls windowControls_{Gtk::PackType::END};
   AddressBar addressBar_;
+  Gtk::MenuButton menuButton_;
+  Glib::RefPtr<Gio::Menu> pageSection_;
+  Gtk::Overlay pageOverlay_;
   Gtk::Box pageArea_{Gtk::Orientation::HORIZONTAL};
   Page* shownPage_ = nullptr;
   GtkWidget* shownWidget_ = nullptr;

@@ -489,4 +489,11 @@ bool WebKitView::showFileChooser(WebKitFileChooserRequest* request) {
 
 void WebKitView::focus() { gtk_widget_grab_focus(GTK_WIDGET(view_)); }
 
+void WebKitView::print() {
+  WebKitPrintOperation* operation = webkit_print_operation_new(view_);
+  auto* root = gtk_widget_get_root(GTK_WIDGET(view_));
+  webkit_print_operation_run_dialog(operation, GTK_IS_WINDOW(root) ? GTK_WINDOW(root) : nullptr);
+  g_object_unref(operation);
+}
+
 }  // namespace quillo

@@ -62,6 +62,7 @@ class WebKitView final : public WebViewPort {
                 std::function<void(std::optional<nlohmann::json>, std::string)> done) override;
 
   void focus() override;
+  void print() override;
 
  private:
   void connect(gpointer instance, const char* signal, GCallback callback);

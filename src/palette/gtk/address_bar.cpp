@@ -4,6 +4,7 @@
 
 #include "chrome/key_label.h"
 #include "core/address.h"
+#include "palette/palette_command.h"
 
 namespace quillo {
 
@@ -44,6 +45,9 @@ AddressBar::AddressBar(Browser& browser) : Gtk::Box(Gtk::Orientation::VERTICAL),
   connections_.push_back(browser_.isComposingPrivateTab.changed().connect(refreshAll));
   connections_.push_back(browser_.isFinding.changed().connect(refreshAll));
   connections_.push_back(browser_.findMatched.changed().connect(refreshAll));
+  connections_.push_back(browser_.scope.changed().connect(refreshAll));
+  connections_.push_back(browser_.confirmingDeletePinID.changed().connect(refreshAll));
+  connections_.push_back(browser_.isChoosingSplitPartner.changed().connect(refreshAll));
   connections_.push_back(browser_.addressBarPrefill.changed().connect([this] {
     if (browser_.addressBarPrefill.get()) pendingPrefill_ = browser_.addressBarPrefill.get();
   }));
@@ -60,11 +64,16 @@ AddressBar::~AddressBar() {
 
 std::string AddressBar::caption() const {
   if (browser_.flash.get()) return *browser_.flash.get();
-  if (browser_.query->size() && browser_.query->front() == '/' && focused_) return "Commands · Tab or Return to open";
+  if (auto scope = browser_.scope.get()) {
+    if (*scope == PaletteCommand::pins && browser_.confirmingDeletePinID.get()) return commands::confirmDeletePinHint();
+    return commands::scopeHint(*scope);
+  }
+  if (browser_.isChoosingCommand()) return commands::choosingHint();
   if (browser_.isFinding.get()) {
     if (browser_.findMatched.get() == false) return "No matches · Esc to stop";
     return "Find in page · Return for next, " + keyLabel(kShift, "Return") + " for previous";
   }
+  if (browser_.isChoosingSplitPartner.get()) return "Open beside this page · Esc to cancel";
   if (!browser_.isComposingNewTab.get()) return keyLabel(kCtrl, "E");
   std::string text =
       browser_.isComposingPrivateTab.get() ? "New private tab · no history, forgotten when closed" : "New tab";
@@ -73,10 +82,20 @@ std::string AddressBar::caption() const {
 }
 
 std::string AddressBar::placeholder() const {
-  bool choosingCommand = !browser_.query->empty() && browser_.query->front() == '/';
-  if (browser_.isComposingNewTab.get() && browser_.isComposingPrivateTab.get() && !choosingCommand)
+  if (auto scope = browser_.scope.get()) {
+    switch (*scope) {
+      case PaletteCommand::login: return "Find a login";
+      case PaletteCommand::permissions: return "Find a site";
+      case PaletteCommand::pins: return "Find a pin";
+      case PaletteCommand::history: return "Search history";
+      case PaletteCommand::downloads: return "Find a download";
+      default: break;
+    }
+  }
+  bool composing = browser_.isComposingNewTab.get();
+  if (composing && browser_.isComposingPrivateTab.get() && !browser_.isChoosingCommand())
     return "Private · search or enter an address";
-  if (!browser_.isComposingNewTab.get())
+  if (!composing)
     if (auto page = browser_.current(); page && page->savedURL()) return page->savedURL()->str();
   return "Search, enter an address, or type / for commands";
 }
@@ -207,6 +226,8 @@ bool AddressBar::onKeyPressed(guint keyval, guint, Gdk::ModifierType state) {
     } else if (browser_.isComposingNewTab.get()) {
       browser_.cancelNewTab();
     } else {
+      // Back to the page: the palette closes, whatever list it showed.
+      browser_.scope = std::nullopt;
       browser_.query = std::string();
       refreshText();
       browser_.showCurrent();

@@ -1,0 +1,138 @@
+#include "palette/gtk/palette_style.h"
+
+#include <gtkmm.h>
+
+namespace quillo {
+namespace {
+
+// The palette drops over the page as a quiet card. Colours come from the
+// theme so light and dark both look right; nothing here names a colour
+// except through the theme's own names.
+constexpr const char* kPaletteCss = R"css(
+.quillo-palette {
+  background-color: @theme_base_color;
+  color: @theme_text_color;
+  border: 1px solid alpha(@borders, 0.7);
+  border-top: none;
+  border-radius: 0 0 12px 12px;
+  box-shadow: 0 8px 24px alpha(black, 0.16), 0 2px 6px alpha(black, 0.08);
+  margin: 0 10px 24px 10px;
+  padding: 4px 0 6px 0;
+}
+.quillo-palette-list {
+  padding: 0 6px;
+}
+.quillo-palette-heading {
+  font-size: 0.78em;
+  font-weight: bold;
+  letter-spacing: 0.04em;
+  color: alpha(currentColor, 0.5);
+  padding: 10px 10px 3px 10px;
+}
+.quillo-palette-row {
+  min-height: 30px;
+  padding: 2px 8px;
+  border-radius: 7px;
+}
+.quillo-palette-row:hover {
+  background-color: alpha(currentColor, 0.05);
+}
+.quillo-palette-row.highlighted,
+.quillo-split-half.highlighted {
+  background-color: alpha(@theme_selected_bg_color, 0.16);
+}
+.quillo-palette-row.dragging {
+  background-color: alpha(@theme_selected_bg_color, 0.10);
+  box-shadow: inset 0 0 0 1px alpha(@theme_selected_bg_color, 0.5);
+}
+.quillo-palette-row .icon {
+  color: alpha(currentColor, 0.7);
+}
+.quillo-palette-address,
+.quillo-palette-hint {
+  color: alpha(currentColor, 0.5);
+}
+.quillo-palette-address {
+  font-size: 0.92em;
+}
+.quillo-palette-hint {
+  font-size: 0.85em;
+}
+.quillo-palette-hint.warning {
+  color: @error_color;
+}
+.quillo-palette-remove {
+  min-height: 22px;
+  min-width: 22px;
+  padding: 0;
+  opacity: 0.35;
+}
+.quillo-palette-row:hover .quillo-palette-remove,
+.quillo-palette-row.highlighted .quillo-palette-remove {
+  opacity: 1;
+}
+.quillo-palette-field {
+  min-height: 26px;
+}
+.quillo-split-half {
+  border-radius: 6px;
+  padding: 0 6px;
+}
+.quillo-pin-grid {
+  padding: 8px 4px 4px 4px;
+}
+.quillo-pin-tile {
+  border-radius: 10px;
+  padding: 8px 4px 6px 4px;
+  min-width: 72px;
+}
+.quillo-pin-tile:hover {
+  background-color: alpha(currentColor, 0.05);
+}
+.quillo-pin-tile.highlighted {
+  background-color: alpha(@theme_selected_bg_color, 0.16);
+}
+.quillo-pin-number {
+  font-size: 0.72em;
+  font-weight: bold;
+  color: alpha(currentColor, 0.45);
+}
+.quillo-pin-name {
+  font-size: 0.88em;
+}
+.quillo-palette-notice {
+  color: alpha(currentColor, 0.55);
+  padding: 14px 10px;
+}
+.quillo-palette-divider {
+  margin: 6px 10px;
+  background-color: alpha(@borders, 0.5);
+}
+.quillo-quick-divider {
+  margin: 4px 0;
+  padding: 4px 8px;
+  border-radius: 7px;
+  border-top: 2px solid alpha(@theme_selected_bg_color, 0.55);
+  color: alpha(currentColor, 0.7);
+}
+.quillo-quick-divider.dragging {
+  background-color: alpha(@theme_selected_bg_color, 0.10);
+}
+.quillo-quick-divider .quillo-palette-hint {
+  font-size: 0.8em;
+}
+)css";
+
+}  // namespace
+
+void ensurePaletteStyle() {
+  static bool loaded = false;
+  auto display = Gdk::Display::get_default();
+  if (loaded || !display) return;
+  auto provider = Gtk::CssProvider::create();
+  provider->load_from_data(kPaletteCss);
+  Gtk::StyleContext::add_provider_for_display(display, provider, GTK_STYLE_PROVIDER_PRIORITY_APPLICATION);
+  loaded = true;
+}
+
+}  // namespace quillo

@@ -1,0 +1,8 @@
+#pragma once
+
+namespace quillo {
+
+// Loads the palette's look into the default display, once.
+void ensurePaletteStyle();
+
+}  // namespace quillo
