@@ -32,7 +32,8 @@ bool handleKey(Browser& browser, const KeyPress& p) {
       }
       return false;
     case Key::escape:
-      if (browser.selectedResult.get()) {
+      // An open rename or address field takes its own Escape (cancel).
+      if (!editingRow && browser.selectedResult.get()) {
         browser.selectedResult = std::nullopt;
         return true;
       }

@@ -1,6 +1,7 @@
 #include "chrome/gtk/browser_window.h"
 
 #include "chrome/key_handler.h"
+#include "palette/gtk/palette_view.h"
 #include "page/webkit/webkit_view.h"
 
 namespace quillo {
@@ -61,6 +62,8 @@ BrowserWindow::BrowserWindow(Browser& browser) : browser_(browser), addressBar_(
   pageArea_.set_hexpand(true);
   pageOverlay_.set_child(pageArea_);
   set_child(pageOverlay_);
+  // The palette list, over the page just under the bar (palette/gtk/palette_view.h).
+  installPaletteList(pageOverlay_, browser_);
 
   addActions();
   buildMenu();

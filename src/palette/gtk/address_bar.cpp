@@ -125,6 +125,7 @@ void AddressBar::honourFocusRequest() {
   entry_.grab_focus();
   focused_ = true;
   settingText_ = true;
+  bool prefilled = pendingPrefill_.has_value();
   if (pendingPrefill_) {
     entry_.set_text(*pendingPrefill_);
     entry_.set_position(-1);
@@ -147,7 +148,10 @@ void AddressBar::honourFocusRequest() {
   }
   settingText_ = false;
   typedText_ = entry_.get_text();
-  browser_.query = browser_.isFinding.get() ? std::string() : typedText_;
+  // The page's own address is shown for editing; nothing is searched until
+  // the user types (or a prefill such as "/" asks for a list).
+  bool showsAddress = !browser_.isFinding.get() && !browser_.isComposingNewTab.get() && !prefilled;
+  browser_.query = browser_.isFinding.get() || showsAddress ? std::string() : typedText_;
   refresh();
 }
 

@@ -55,7 +55,8 @@ bool altHeld(Gtk::GestureClick& click) {
   return (click.get_current_event_state() & Gdk::ModifierType::ALT_MASK) == Gdk::ModifierType::ALT_MASK;
 }
 
-Gtk::Label& dim(Gtk::Label& label, const char* cssClass) {
+// A quieter label: addresses and hints.
+Gtk::Label& secondary(Gtk::Label& label, const char* cssClass) {
   label.add_css_class(cssClass);
   label.set_xalign(0);
   label.set_ellipsize(Pango::EllipsizeMode::END);
@@ -180,9 +181,9 @@ class ItemRow final : public PaletteRow {
     title_.set_ellipsize(Pango::EllipsizeMode::END);
     title_.set_single_line_mode(true);
     title_.add_css_class("quillo-palette-title");
-    dim(address_, "quillo-palette-address");
+    secondary(address_, "quillo-palette-address");
     address_.set_hexpand(true);
-    dim(hint_, "quillo-palette-hint");
+    secondary(hint_, "quillo-palette-hint");
     hint_.set_xalign(1);
     hint_.set_ellipsize(Pango::EllipsizeMode::NONE);
     body_.append(icon_);
@@ -420,7 +421,7 @@ class PinGridRow final : public PaletteRow {
     editRow_.set_spacing(10);
     editRow_.set_margin_top(4);
     editIcon_.set_pixel_size(16);
-    dim(editLabel_, "quillo-palette-hint");
+    secondary(editLabel_, "quillo-palette-hint");
     editRow_.append(editIcon_);
     editRow_.append(editLabel_);
     editRow_.append(field_);
@@ -479,15 +480,17 @@ class PinGridRow final : public PaletteRow {
     tile->box.add_css_class("quillo-pin-tile");
     tile->box.set_spacing(4);
     setAccessibleRole(tile->box, GTK_ACCESSIBLE_ROLE_BUTTON);
-    tile->icon.set_pixel_size(24);
-    tile->icon.set_margin_start(14);
-    tile->icon.set_margin_end(14);
-    tile->icon.set_margin_top(2);
+    tile->icon.set_pixel_size(20);
+    tile->icon.add_css_class("quillo-pin-icon");
+    tile->icon.set_margin_start(10);
+    tile->icon.set_margin_end(10);
+    tile->icon.set_margin_top(4);
     tile->overlay.set_child(tile->icon);
     tile->overlay.set_halign(Gtk::Align::CENTER);
     tile->number.add_css_class("quillo-pin-number");
     tile->number.set_halign(Gtk::Align::END);
     tile->number.set_valign(Gtk::Align::START);
+    tile->number.set_can_target(false);
     tile->overlay.add_overlay(tile->number);
     tile->name.add_css_class("quillo-pin-name");
     tile->name.set_ellipsize(Pango::EllipsizeMode::END);
@@ -590,7 +593,7 @@ class SplitRow final : public PaletteRow {
     half.icon.set_pixel_size(16);
     half.title.set_xalign(0);
     half.title.set_ellipsize(Pango::EllipsizeMode::END);
-    dim(half.address, "quillo-palette-address");
+    secondary(half.address, "quillo-palette-address");
     half.address.set_hexpand(true);
     half.box.append(half.icon);
     half.box.append(half.title);
@@ -688,13 +691,13 @@ class QuickDividerRow final : public PaletteRow {
     text_.set_xalign(0);
     text_.set_hexpand(true);
     text_.set_ellipsize(Pango::EllipsizeMode::END);
-    dim(explanation_, "quillo-palette-hint");
+    secondary(explanation_, "quillo-palette-hint");
     explanation_.set_xalign(1);
     explanation_.set_text(PaletteList::quickDividerExplanation());
     append(handle_);
     append(text_);
     append(explanation_);
-    set_cursor_from_name("ns-resize");
+    gtk_widget_set_cursor_from_name(GTK_WIDGET(gobj()), "ns-resize");
     setAccessibleDescription(*this, PaletteList::quickDividerExplanation());
   }
   void show(const Entry&, const RowState& state) override {

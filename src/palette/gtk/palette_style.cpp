@@ -8,12 +8,16 @@ namespace {
 // The palette drops over the page as a quiet card. Colours come from the
 // theme so light and dark both look right; nothing here names a colour
 // except through the theme's own names.
+// Borders keep one colour on every side: a border whose sides differ in
+// colour is drawn with mesh gradients, which software rendering makes slow.
 constexpr const char* kPaletteCss = R"css(
 .quillo-palette {
-  background-color: @theme_base_color;
+  /* A touch of the text colour lifts the card off a white page in light and
+     off a dark page in dark. */
+  background-color: mix(@theme_base_color, @theme_fg_color, 0.03);
   color: @theme_text_color;
   border: 1px solid alpha(@borders, 0.7);
-  border-top: none;
+  border-top-width: 0;
   border-radius: 0 0 12px 12px;
   box-shadow: 0 8px 24px alpha(black, 0.16), 0 2px 6px alpha(black, 0.08);
   margin: 0 10px 24px 10px;
@@ -92,6 +96,12 @@ constexpr const char* kPaletteCss = R"css(
 .quillo-pin-tile.highlighted {
   background-color: alpha(@theme_selected_bg_color, 0.16);
 }
+.quillo-pin-icon {
+  background-color: alpha(currentColor, 0.06);
+  border-radius: 10px;
+  padding: 8px;
+  color: alpha(currentColor, 0.75);
+}
 .quillo-pin-number {
   font-size: 0.72em;
   font-weight: bold;
@@ -111,8 +121,8 @@ constexpr const char* kPaletteCss = R"css(
 .quillo-quick-divider {
   margin: 4px 0;
   padding: 4px 8px;
-  border-radius: 7px;
-  border-top: 2px solid alpha(@theme_selected_bg_color, 0.55);
+  border: 0 solid alpha(@theme_selected_bg_color, 0.55);
+  border-top-width: 2px;
   color: alpha(currentColor, 0.7);
 }
 .quillo-quick-divider.dragging {

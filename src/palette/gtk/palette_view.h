@@ -18,8 +18,10 @@ namespace quillo {
 
 // The list under the address bar: shown over the page while the palette is
 // open, drawn from PaletteList's entries. Rows are kept by their entry's
-// identity, so a keystroke only touches the rows that changed; updates are
-// gathered and made once per frame.
+// identity, so a keystroke only touches the rows that changed; rows that
+// leave are recycled for the next ones; updates are gathered and made once
+// per frame. Only the rows near the top (and the highlight) are made; the
+// rest follow as the list is scrolled.
 class PaletteView : public Gtk::Box, private RowHost {
  public:
   // Stores the list reads that the browser does not hand out. All optional.
@@ -43,7 +45,8 @@ class PaletteView : public Gtk::Box, private RowHost {
   // Brings the rows up to date now rather than before the next frame.
   void update();
 
-  // What is on screen, for tests and measurements.
+  // What is on screen, for tests and measurements. rows() may be fewer
+  // than entries(): the tail is made when scrolled to.
   const std::vector<PaletteList::Entry>& entries() const { return entries_; }
   std::vector<PaletteRow*> rows() const;
   PaletteRow* rowFor(const PaletteItemID& id) const;
@@ -76,14 +79,19 @@ class PaletteView : public Gtk::Box, private RowHost {
 
   void scheduleUpdate();
   RowState currentState() const;
+  // Gives the first made_ entries their rows, in order; returns the widget
+  // that carries the highlight.
+  Gtk::Widget* reconcile(const RowState& state);
   void place(const std::vector<PaletteRow*>& order);
   void watchPages();
   void scrollToHighlight();
+  void scrolled();
+  std::optional<size_t> highlightedEntry(const RowState& state) const;
 
   void dragBegin(double x, double y);
   void dragUpdate(double dy);
   void dragEnd(double dy);
-  std::vector<PaletteRow*> pinRows() const;
+  std::vector<PaletteRow*> pinRows();
 
   Browser& browser_;
   Services services_;
@@ -92,11 +100,19 @@ class PaletteView : public Gtk::Box, private RowHost {
   std::vector<PaletteList::Entry> entries_;
   std::map<RowKey, std::unique_ptr<PaletteRow>> rows_;
   std::vector<PaletteRow*> order_;
+  // Item rows no longer shown, kept to draw the next new ones.
+  std::vector<std::unique_ptr<PaletteRow>> spare_;
+  // How many entries have rows; the rest are stood for by the spacer.
+  size_t made_ = 0;
+  size_t limit_ = 0;
+  Gtk::Box spacer_{Gtk::Orientation::VERTICAL};
   TextureCache textures_;
   Gtk::Widget* highlighted_ = nullptr;
   size_t rowsMade_ = 0;
-  bool updatePending_ = false;
   bool editingNow_ = false;
+  // What the list showed last; a new query or scope starts again at the top.
+  std::string shownQuery_;
+  std::optional<PaletteCommand> shownScope_;
   guint updateSource_ = 0;
   guint scrollTick_ = 0;
   int scrollTries_ = 0;
@@ -115,10 +131,9 @@ class PaletteView : public Gtk::Box, private RowHost {
   Glib::RefPtr<Gtk::GestureDrag> dragGesture_;
 };
 
-// Puts the palette list over the window's page area, just under the bar:
-// the page area moves into an overlay whose top layer is the list. Returns
-// the list, owned by the window.
-PaletteView& installPaletteList(Gtk::Box& layout, Gtk::Widget& pageArea, Browser& browser);
+// Puts the palette list on top of the page overlay, just under the bar, and
+// returns it (owned by the overlay).
+PaletteView& installPaletteList(Gtk::Overlay& pageOverlay, Browser& browser);
 // The palette list inside a window, if one was installed.
 PaletteView* findPaletteList(Gtk::Widget& root);
 

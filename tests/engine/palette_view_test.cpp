@@ -1,0 +1,376 @@
+// The palette list in a real window on a real browser (pages on the fake
+// engine): what it shows for typed text, commands and the pins scope, how it
+// keeps its rows while typing, and renaming in place. Read through the
+// accessibility roles and names, as a screen reader would.
+#include <gtest/gtest.h>
+#include <gtkmm.h>
+
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "chrome/gtk/browser_window.h"
+#include "core/app_support.h"
+#include "core/browser.h"
+#include "engine/support/engine_support.h"
+#include "palette/gtk/palette_view.h"
+#include "stores/history.h"
+#include "support/fake_web_view.h"
+#include "support/temp_home.h"
+
+namespace quillo::test {
+namespace {
+
+using Strings = std::vector<std::string>;
+
+// Every widget under root, depth first, that is drawn and has this role.
+void collect(GtkWidget* root, GtkAccessibleRole role, std::vector<GtkWidget*>& out) {
+  for (GtkWidget* child = gtk_widget_get_first_child(root); child; child = gtk_widget_get_next_sibling(child)) {
+    if (!gtk_widget_get_visible(child)) continue;
+    if (gtk_test_accessible_has_role(GTK_ACCESSIBLE(child), role)) out.push_back(child);
+    collect(child, role, out);
+  }
+}
+
+class PaletteViewTest : public ::testing::Test {
+ protected:
+  PaletteViewTest() {
+    // Accessible names need an accessibility backend; the test one keeps them in reach.
+    const char* a11y = g_getenv("GTK_A11Y");
+    savedA11y_ = a11y ? std::optional<std::string>(a11y) : std::nullopt;
+    g_setenv("GTK_A11Y", "test", TRUE);
+    ensureGtk();
+    browser.settleBlockLists();
+    browser.attach(history);
+    EXPECT_TRUE(runUntil([&] { return history.isLoaded(); }));
+    window = std::make_unique<BrowserWindow>(browser);
+    window->present();
+    view = findPaletteList(*window);
+  }
+  ~PaletteViewTest() override {
+    window.reset();
+    if (savedA11y_)
+      g_setenv("GTK_A11Y", savedA11y_->c_str(), TRUE);
+    else
+      g_unsetenv("GTK_A11Y");
+  }
+
+  PagePtr open(const std::string& address, const std::string& title) {
+    engine.titles[address] = title;
+    auto page = browser.makePage(false);
+    page->load(mustParse(address));
+    browser.add(page, true);
+    return page;
+  }
+  void pin(const std::string& address, const std::string& title) { browser.pin(open(address, title)); }
+
+  // Opens the palette (its field takes the keyboard) and types into the
+  // field, then waits for the list.
+  void type(const std::string& text) {
+    openPalette();
+    window->addressBar().entry().set_text(text);
+    settle();
+  }
+  void openPalette() {
+    auto& field = window->addressBar().entry();
+    if (!field.has_focus()) field.grab_focus();
+    runUntil([&] { return browser.chrome.isHeldOpen.get(); }, std::chrono::seconds(2));
+    ASSERT_TRUE(browser.chrome.isHeldOpen.get()) << "the field has the keyboard";
+  }
+  // Lets the list catch up (its update and the frame after it); it must be showing.
+  void settle() {
+    runFor(std::chrono::milliseconds(40));
+    ASSERT_TRUE(view->get_visible() && view->get_mapped())
+        << "held open " << browser.chrome.isHeldOpen.get() << ", renaming " << browser.isEditingInList()
+        << ", scope " << bool(browser.scope.get()) << ", query \"" << browser.query.get() << "\"";
+  }
+
+  Strings texts(GtkAccessibleRole role, std::function<std::string(GtkWidget*)> text) {
+    std::vector<GtkWidget*> found;
+    collect(GTK_WIDGET(view->list().gobj()), role, found);
+    Strings out;
+    for (auto* widget : found) out.push_back(text(widget));
+    return out;
+  }
+  Strings headings() {
+    return texts(GTK_ACCESSIBLE_ROLE_HEADING, [](GtkWidget* w) { return std::string(gtk_label_get_text(GTK_LABEL(w))); });
+  }
+  size_t count(GtkAccessibleRole role) {
+    return texts(role, [](GtkWidget*) { return std::string(); }).size();
+  }
+  static bool named(GtkWidget* widget, const std::string& name) {
+    char* problem = gtk_test_accessible_check_property(GTK_ACCESSIBLE(widget), GTK_ACCESSIBLE_PROPERTY_LABEL,
+                                                       name.c_str());
+    bool ok = problem == nullptr;
+    g_free(problem);
+    return ok;
+  }
+  GtkWidget* findNamed(GtkAccessibleRole role, const std::string& name) {
+    std::vector<GtkWidget*> found;
+    collect(GTK_WIDGET(view->list().gobj()), role, found);
+    for (auto* widget : found)
+      if (named(widget, name)) return widget;
+    return nullptr;
+  }
+  Gtk::Entry* visibleField(Gtk::Widget& in) {
+    for (auto* child = in.get_first_child(); child; child = child->get_next_sibling()) {
+      if (!child->get_visible()) continue;
+      if (auto* entry = dynamic_cast<Gtk::Entry*>(child)) return entry;
+      if (auto* entry = visibleField(*child)) return entry;
+    }
+    return nullptr;
+  }
+
+  std::optional<std::string> savedA11y_;
+  TempHome home;
+  GLibScheduler scheduler;
+  FakeEngine engine;
+  History history{scheduler};
+  Browser browser{engine, scheduler};
+  std::unique_ptr<BrowserWindow> window;
+  PaletteView* view = nullptr;
+};
+
+TEST_F(PaletteViewTest, TypedTextShowsPinsTabsAndHistoryUnderTheirHeadings) {
+  ASSERT_NE(view, nullptr) << "the window carries the palette list";
+  pin("https://tea.example/", "Tea shop");
+  open("https://tea-time.example/", "Tea time");
+  open("https://blog.example/tea", "About tea");
+  history.recordVisit(mustParse("https://teapots.example/"));
+  history.updateTitle("Teapots", mustParse("https://teapots.example/"));
+
+  type("tea");
+  EXPECT_EQ(headings(), (Strings{"Pins", "Tabs", "History"}));
+  EXPECT_EQ(count(GTK_ACCESSIBLE_ROLE_LIST_ITEM), 4u);
+  EXPECT_NE(findNamed(GTK_ACCESSIBLE_ROLE_LIST_ITEM, "Tea time, tea-time.example"), nullptr)
+      << "a row reads as its title and short address";
+  EXPECT_NE(findNamed(GTK_ACCESSIBLE_ROLE_LIST_ITEM, "Teapots, teapots.example"), nullptr);
+
+  // "Remove from History" on the history row forgets the entry.
+  GtkWidget* remove = nullptr;
+  std::vector<GtkWidget*> buttons;
+  collect(GTK_WIDGET(view->list().gobj()), GTK_ACCESSIBLE_ROLE_BUTTON, buttons);
+  for (auto* button : buttons)
+    if (named(button, "Remove from History")) remove = button;
+  ASSERT_NE(remove, nullptr);
+  gtk_widget_activate(remove);  // clicks it, once its press has been shown
+  EXPECT_TRUE(runUntil([&] { return history.find(mustParse("https://teapots.example/")) == nullptr; }));
+  settle();
+  EXPECT_EQ(headings(), (Strings{"Pins", "Tabs"}));
+
+  browser.chrome.isHeldOpen = false;  // what the field losing the keyboard does
+  ASSERT_TRUE(runUntil([&] { return !view->get_visible(); })) << "the list leaves with the field's focus";
+}
+
+TEST_F(PaletteViewTest, SlashListsTheCommandsInThreeSectionsAndRestingListsPinsAndTabs) {
+  pin("https://one.example/", "One");
+  pin("https://two.example/", "Two");
+  open("https://a.example/", "Alpha");
+  auto current = open("https://b.example/", "Beta");
+
+  type("");
+  EXPECT_NE(findNamed(GTK_ACCESSIBLE_ROLE_GROUP, "Numbered pins"), nullptr) << "numbered pins are tiles";
+  EXPECT_NE(findNamed(GTK_ACCESSIBLE_ROLE_BUTTON, "Ctrl+2: Two, two.example"), nullptr);
+  ASSERT_NE(view->highlightedWidget(), nullptr);
+  EXPECT_TRUE(named(view->highlightedWidget()->gobj(), "Beta, b.example")) << "the current tab is lit at rest";
+
+  type("/");
+  EXPECT_EQ(headings(), (Strings{"This page", "Tabs", "Quillo"}));
+  EXPECT_EQ(count(GTK_ACCESSIBLE_ROLE_LIST_ITEM), 15u);
+  ASSERT_NE(view->highlightedWidget(), nullptr);
+  EXPECT_TRUE(named(view->highlightedWidget()->gobj(), "Fill a login from 1Password")) << "the first command is lit";
+
+  browser.enter(PaletteCommand::permissions);
+  settle();
+  EXPECT_NE(findNamed(GTK_ACCESSIBLE_ROLE_NOTE,
+                      "No site has asked for anything yet · open a site to set its permissions"),
+            nullptr);
+}
+
+TEST_F(PaletteViewTest, TypingKeepsTheRowsThatStay) {
+  for (int i = 0; i < 40; ++i) open("https://site" + std::to_string(i) + ".example/", "Tab " + std::to_string(i));
+  type("t");
+  auto* tab = view->rowFor(PaletteItem::idOf(*browser.pages.get()[5]));
+  ASSERT_NE(tab, nullptr);
+  const size_t made = view->rowsMade();
+  type("ta");
+  type("tab");
+  type("tab ");
+  EXPECT_EQ(view->rowFor(PaletteItem::idOf(*browser.pages.get()[5])), tab) << "the same row, not a new one";
+  EXPECT_EQ(view->rowsMade(), made) << "no row was made again for text that matches the same tabs";
+  type("tab 3");
+  EXPECT_EQ(count(GTK_ACCESSIBLE_ROLE_LIST_ITEM), 11u);  // Tab 3 and Tab 30-39
+  EXPECT_EQ(view->rowsMade(), made);
+}
+
+TEST_F(PaletteViewTest, RowsPastTheFirstScreenfulAreMadeWhenScrolledToOrHighlighted) {
+  for (int i = 0; i < 120; ++i) open("https://site" + std::to_string(i) + ".example/", "Tab " + std::to_string(i));
+  type("tab");
+  ASSERT_EQ(view->entries().size(), 120u);
+  ASSERT_LT(view->rows().size(), 60u) << "a long list starts with a screenful of rows";
+
+  browser.selectedResult = 100;  // the highlight moved far down with the keys
+  settle();
+  ASSERT_NE(view->highlightedWidget(), nullptr);
+  EXPECT_TRUE(named(view->highlightedWidget()->gobj(), "Tab 100, site100.example"));
+
+  auto* scroller = dynamic_cast<Gtk::ScrolledWindow*>(view->get_first_child());
+  ASSERT_NE(scroller, nullptr);
+  EXPECT_TRUE(runUntil([&] {
+    auto adjustment = scroller->get_vadjustment();
+    adjustment->set_value(adjustment->get_upper() - adjustment->get_page_size());  // keep scrolling down
+    return view->rows().size() == 120;
+  })) << "scrolling to the end makes the rest";
+}
+
+TEST_F(PaletteViewTest, PinsScopeHasADividerThatNumbersPinsAndPinsMoveOntoEachOther) {
+  for (auto name : {"One", "Two", "Three"}) pin("https://" + std::string(name) + ".example/", name);
+  browser.quickPinCount = 2;
+  openPalette();
+  browser.enter(PaletteCommand::pins);
+  settle();
+  auto* divider = findNamed(GTK_ACCESSIBLE_ROLE_SEPARATOR, "Ctrl+1–2 above · pins below show only when you search");
+  ASSERT_NE(divider, nullptr);
+  EXPECT_EQ(gtk_widget_get_prev_sibling(divider), GTK_WIDGET(view->rowFor(browser.pins.get()[1].id)->gobj()))
+      << "it sits after the numbered pins";
+
+  view->dropQuickDivider(0);
+  settle();
+  EXPECT_EQ(browser.quickPinCount.get(), 0);
+  EXPECT_NE(findNamed(GTK_ACCESSIBLE_ROLE_SEPARATOR, "No pins numbered · drag this down to give some Ctrl+1–9"),
+            nullptr);
+
+  const auto first = browser.pins.get()[0].id;
+  view->dropPin(first, browser.pins.get()[2].id);
+  settle();
+  EXPECT_EQ(browser.pins.get()[2].id, first);
+  auto rows = view->rows();
+  ASSERT_EQ(rows.size(), 4u);
+  EXPECT_EQ(rows.back(), view->rowFor(first)) << "its row follows it to the end";
+}
+
+TEST_F(PaletteViewTest, RenamingATabThroughItsRowField) {
+  open("https://a.example/", "Alpha");
+  auto page = open("https://b.example/", "Beta");
+  browser.renameCurrent();
+  settle();
+  auto* row = view->rowFor(PaletteItem::idOf(*page));
+  ASSERT_NE(row, nullptr);
+  auto* field = visibleField(*row);
+  ASSERT_NE(field, nullptr) << "the row shows a name field";
+  EXPECT_EQ(std::string(field->get_text()), "Beta");
+  EXPECT_TRUE(browser.chrome.isRenaming.get());
+  EXPECT_TRUE(browser.chrome.isEditing.get()) << "the chrome knows a row is being edited";
+
+  field->set_text("  Reading list ");
+  g_signal_emit_by_name(field->gobj(), "activate");  // Return
+  EXPECT_EQ(page->customName.get(), "Reading list");
+  EXPECT_FALSE(browser.renamingID.get());
+  EXPECT_FALSE(browser.chrome.isEditing.get());
+  openPalette();  // the palette opened again
+  settle();
+  EXPECT_EQ(visibleField(*row), nullptr);
+  EXPECT_NE(findNamed(GTK_ACCESSIBLE_ROLE_LIST_ITEM, "Reading list, b.example"), nullptr);
+
+  // Editing a pin's address opens an address field in its row; the model
+  // ending the edit closes it.
+  pin("https://c.example/", "Gamma");
+  browser.enter(PaletteCommand::pins);
+  browser.startEditingURL(browser.pins.get()[0].id);
+  settle();
+  field = visibleField(*view->rowFor(browser.pins.get()[0].id));
+  ASSERT_NE(field, nullptr);
+  EXPECT_EQ(std::string(field->get_text()), "https://c.example/");
+  browser.finishEditingURL(std::nullopt);
+  settle();
+  EXPECT_EQ(visibleField(*view->rowFor(browser.pins.get()[0].id)), nullptr);
+  EXPECT_FALSE(browser.chrome.isEditing.get());
+}
+
+// Pictures of the palette for a person to look at: set QUILLO_PALETTE_SHOTS
+// to a folder and run this test under tools/with-display.
+TEST_F(PaletteViewTest, Screenshots) {
+  const char* folder = g_getenv("QUILLO_PALETTE_SHOTS");
+  if (!folder) GTEST_SKIP() << "QUILLO_PALETTE_SHOTS not set";
+  g_mkdir_with_parents(folder, 0755);
+  window->set_default_size(1100, 720);
+  // Something page-like under the list, so the card is seen over a page.
+  auto* page = Gtk::make_managed<Gtk::Box>(Gtk::Orientation::VERTICAL);
+  page->add_css_class("view");
+  page->set_spacing(12);
+  page->set_margin(0);
+  for (auto text : {"<span size='xx-large' weight='bold'>The week in review</span>",
+                    "Lorem ipsum dolor sit amet, consectetur adipiscing elit. Sed do eiusmod tempor incididunt ut "
+                    "labore et dolore magna aliqua.",
+                    "Ut enim ad minim veniam, quis nostrud exercitation ullamco laboris nisi ut aliquip ex ea commodo."}) {
+    auto* label = Gtk::make_managed<Gtk::Label>();
+    label->set_markup(text);
+    label->set_wrap(true);
+    label->set_xalign(0);
+    label->set_margin_start(60);
+    label->set_margin_end(60);
+    label->set_margin_top(text[0] == '<' ? 380 : 0);
+    page->append(*label);
+  }
+  page->set_hexpand(true);
+  dynamic_cast<Gtk::Box*>(window->pageOverlay().get_child())->append(*page);
+
+  pin("https://mail.example.com/", "Mail");
+  pin("https://calendar.example.com/", "Calendar");
+  pin("https://github.com/", "GitHub");
+  pin("https://news.ycombinator.com/", "Hacker News");
+  open("https://docs.gtk.org/gtk4/", "GTK 4 reference");
+  open("https://en.wikipedia.org/wiki/Gecko", "Gecko – Wikipedia");
+  open("https://github.com/quillo/quillo/pulls", "Pull requests · quillo/quillo");
+  open("https://www.nytimes.com/", "The New York Times");
+  for (auto [address, title] : {std::pair{"https://github.com/trending", "Trending repositories on GitHub today"},
+                                {"https://gist.github.com/", "Discover gists"},
+                                {"https://git-scm.com/book/en/v2", "Git - Book"}}) {
+    history.recordVisit(mustParse(address));
+    history.updateTitle(title, mustParse(address));
+  }
+  browser.quickPinCount = 3;
+
+  auto shoot = [&](const std::string& name) {
+    runFor(std::chrono::milliseconds(150));
+    const int width = window->get_width(), height = window->get_height();
+    GdkPaintable* paintable = gtk_widget_paintable_new(GTK_WIDGET(window->gobj()));
+    GtkSnapshot* snapshot = gtk_snapshot_new();
+    gdk_paintable_snapshot(paintable, snapshot, width, height);
+    GskRenderNode* node = gtk_snapshot_free_to_node(snapshot);
+    ASSERT_NE(node, nullptr);
+    graphene_rect_t bounds = GRAPHENE_RECT_INIT(0, 0, float(width), float(height));
+    GdkTexture* texture = gsk_renderer_render_texture(gtk_native_get_renderer(GTK_NATIVE(window->gobj())), node, &bounds);
+    EXPECT_TRUE(gdk_texture_save_to_png(texture, (std::string(folder) + "/" + name + ".png").c_str()));
+    g_object_unref(texture);
+    gsk_render_node_unref(node);
+    g_object_unref(paintable);
+  };
+
+  type("");
+  shoot("resting");
+  type("git");
+  shoot("search");
+  type("/");
+  shoot("commands");
+  browser.enter(PaletteCommand::pins);
+  settle();
+  shoot("pins-scope");
+  browser.leaveScope();
+  type("");
+  browser.renameCurrent();
+  settle();
+  shoot("rename");
+  browser.finishRenaming(std::nullopt);
+  g_object_set(gtk_settings_get_default(), "gtk-application-prefer-dark-theme", TRUE, nullptr);
+  type("git");
+  shoot("search-dark");
+  browser.enter(PaletteCommand::pins);
+  settle();
+  shoot("pins-scope-dark");
+  g_object_set(gtk_settings_get_default(), "gtk-application-prefer-dark-theme", FALSE, nullptr);
+}
+
+}  // namespace
+}  // namespace quillo::test

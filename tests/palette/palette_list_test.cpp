@@ -1,0 +1,185 @@
+// The rows the list under the address bar is drawn from: section headings,
+// notices, the quick divider and the resting layout.
+#include "core/split.h"
+#include "palette/palette_fixture.h"
+#include "palette/palette_list.h"
+
+namespace quillo::test {
+namespace {
+
+using Kind = PaletteList::Entry::Kind;
+
+class PaletteListTest : public PaletteTest {
+ protected:
+  std::vector<PaletteList::Entry> entries(const PaletteList::Extras& extras = {}) const {
+    return PaletteList::build(*browser, extras);
+  }
+  // Each entry as a short line: "Tabs> tab:A" starts a section, "  tab:B"
+  // continues it, the rest say what they are.
+  Strings outline(const PaletteList::Extras& extras = {}) const {
+    Strings lines;
+    for (auto& entry : entries(extras)) {
+      switch (entry.kind()) {
+        case Kind::sectionStart:
+          lines.push_back(entry.as<PaletteList::Entry::SectionStart>()->heading + "> " + describe(*entry.item()));
+          break;
+        case Kind::item:
+          lines.push_back("  " + describe(*entry.item()));
+          break;
+        case Kind::pinGrid: {
+          std::string line = "grid:";
+          for (auto& pin : entry.as<PaletteList::Entry::PinGrid>()->pins) line += " " + pin.displayName();
+          lines.push_back(line);
+          break;
+        }
+        case Kind::notice:
+          lines.push_back("notice: " + entry.as<PaletteList::Entry::Notice>()->text);
+          break;
+        case Kind::splitGroup: {
+          auto* split = entry.as<PaletteList::Entry::SplitGroup>();
+          lines.push_back("split: " + split->left->title.get() + " | " + split->right->title.get());
+          break;
+        }
+        case Kind::download:
+          lines.push_back("download: " + entry.as<PaletteList::Entry::Download>()->item->filename());
+          break;
+        case Kind::quickDivider:
+          lines.push_back("quick divider");
+          break;
+        case Kind::divider:
+          lines.push_back("divider");
+          break;
+      }
+    }
+    return lines;
+  }
+  static Strings headings(const std::vector<PaletteList::Entry>& list) {
+    Strings out;
+    for (auto& entry : list)
+      if (auto* start = entry.as<PaletteList::Entry::SectionStart>()) out.push_back(start->heading);
+    return out;
+  }
+};
+
+TEST_F(PaletteListTest, CommandListIsGroupedIntoThisPageTabsAndQuillo) {
+  type("/");
+  auto list = entries();
+  EXPECT_EQ(headings(list), (Strings{"This page", "Tabs", "Quillo"}));
+  ASSERT_EQ(list.size(), 15u) << "one entry per command, headings ride on the first of each section";
+  for (size_t i = 0; i < list.size(); ++i) EXPECT_EQ(list[i].resultIndex(), int(i));
+  EXPECT_EQ(outline()[7], "Tabs> command:reopen");
+  EXPECT_EQ(outline()[8], "  command:privateTab");
+  EXPECT_EQ(outline()[9], "Quillo> command:pins");
+
+  type("/pi");  // picture in picture, then pins: two sections of one row each
+  EXPECT_EQ(outline(), (Strings{"This page> command:pictureInPicture", "Quillo> command:pins"}));
+}
+
+TEST_F(PaletteListTest, MixedSearchShowsPinsTabsAndHistorySections) {
+  pinned("https://tea.example/", "Tea shop");
+  open("https://tea-time.example/", "Tea time");
+  open("https://blog.example/tea", "About tea");
+  remember({entry("https://teapots.example/", "Teapots")});
+
+  type("tea");
+  EXPECT_EQ(outline(), (Strings{"Pins> pin:Tea shop", "Tabs> tab:Tea time", "  tab:About tea",
+                                "History> history:https://teapots.example/"}));
+  auto list = entries();
+  auto results = browser->results();
+  ASSERT_EQ(list.size(), results.size());
+  for (size_t i = 0; i < list.size(); ++i) {
+    EXPECT_EQ(list[i].resultIndex(), int(i));
+    EXPECT_EQ(list[i].id(), results[i].id()) << "a row is known by its item";
+  }
+}
+
+TEST_F(PaletteListTest, PermissionsAreGroupedBySiteAndAnEmptyScopeExplainsItself) {
+  browser->enter(PaletteCommand::permissions);
+  EXPECT_EQ(outline(), Strings{"notice: No site has asked for anything yet · open a site to set its permissions"});
+  type("zzz");
+  EXPECT_EQ(outline(), Strings{"notice: No sites match"});
+
+  permissions.set(PermissionDecision::allow, TestPermissions::make("meet.example", "camera"));
+  permissions.set(PermissionDecision::block, TestPermissions::make("meet.example", "microphone"));
+  permissions.set(PermissionDecision::allow, TestPermissions::make("chat.example", "notifications"));
+  type("");
+  EXPECT_EQ(outline(), (Strings{"chat.example> permission:chat.example/notifications",
+                                "meet.example> permission:meet.example/camera",
+                                "  permission:meet.example/microphone"}));
+
+  browser->leaveScope();
+  browser->enter(PaletteCommand::downloads);
+  EXPECT_EQ(outline(), Strings{"notice: Nothing downloaded yet"});
+  type("report");
+  EXPECT_EQ(outline(), Strings{"notice: No downloads match"});
+
+  browser->leaveScope();
+  browser->enter(PaletteCommand::login);
+  EXPECT_EQ(outline(), Strings{"notice: Open a site first, then use /login there."});
+  open("https://www.bank.example/login", "Bank");
+  EXPECT_EQ(outline(), Strings{"notice: No logins in 1Password for bank.example"});
+  PaletteList::Extras asking;
+  asking.loginNotice = "Asking 1Password…";
+  EXPECT_EQ(outline(asking), Strings{"notice: Asking 1Password…"}) << "the login source knows better";
+}
+
+TEST_F(PaletteListTest, QuickDividerSitsAfterTheNumberedPinsAndSaysHowMany) {
+  EXPECT_EQ(PaletteList::quickDividerText(0), "No pins numbered · drag this down to give some Ctrl+1–9");
+  EXPECT_EQ(PaletteList::quickDividerText(1), "Ctrl+1 above · pins below show only when you search");
+  EXPECT_EQ(PaletteList::quickDividerText(4), "Ctrl+1–4 above · pins below show only when you search");
+  EXPECT_EQ(PaletteList::quickDividerExplanation(), "Drag to choose which pins are numbered Ctrl+1–9");
+
+  for (auto name : {"One", "Two", "Three"}) pinned("https://" + std::string(name) + ".example/", name);
+  browser->enter(PaletteCommand::pins);
+  browser->quickPinCount = 0;
+  EXPECT_EQ(outline(), (Strings{"quick divider", "Pins> pin:One", "  pin:Two", "  pin:Three"}))
+      << "with nothing numbered the divider sits above every pin";
+  browser->quickPinCount = 2;
+  EXPECT_EQ(outline(), (Strings{"Pins> pin:One", "  pin:Two", "quick divider", "  pin:Three"}));
+  browser->quickPinCount = 9;
+  EXPECT_EQ(outline().back(), "quick divider") << "more numbers than pins: all are above";
+
+  type("th");
+  EXPECT_EQ(outline(), (Strings{"Pins> pin:Three"})) << "a search has no divider";
+
+  browser->leaveScope();
+  type("one");
+  EXPECT_EQ(outline(), (Strings{"Pins> pin:One"})) << "and neither has the ordinary palette";
+}
+
+TEST_F(PaletteListTest, RestingListHasTheGridOpenPinsTabsWithSplitsAndThisSessionsDownloads) {
+  for (int i = 1; i <= 3; ++i) pinned("https://pin" + std::to_string(i) + ".example/", "Pin " + std::to_string(i));
+  auto a = open("https://a.example/", "A");
+  auto b = open("https://b.example/", "B");
+  auto c = open("https://c.example/", "C");
+  for (auto& pin : browser->pins.get()) browser->close(browser->pinnedPages.at(pin.id));
+  browser->quickPinCount = 2;
+  browser->livePage(browser->pins.get()[2]);  // open, though not numbered
+  auto split = std::make_shared<Split>(c, a, 0.5);
+  a->split = split;
+  c->split = split;
+  browser->splits.push_back(split);
+  type("");
+
+  EXPECT_EQ(outline(), (Strings{"grid: Pin 1 Pin 2", "  pin:Pin 3", "split: C | A", "  tab:B", "divider"}));
+  for (auto& entry : entries()) EXPECT_EQ(entry.resultIndex(), std::nullopt) << "resting rows are not results";
+
+  PaletteList::Extras extras;
+  extras.sessionDownloads = {std::make_shared<TestDownload>("report.pdf", url("https://a.example/report.pdf")),
+                             std::make_shared<TestDownload>("song.mp3", std::nullopt)};
+  auto lines = outline(extras);
+  EXPECT_EQ(Strings(lines.end() - 4, lines.end()),
+            (Strings{"divider", "download: report.pdf", "download: song.mp3", "divider"}));
+
+  // Identities are stable and distinct, so the views can keep their rows.
+  auto list = entries(extras);
+  for (size_t i = 0; i < list.size(); ++i)
+    for (size_t j = i + 1; j < list.size(); ++j) EXPECT_NE(list[i].id(), list[j].id()) << i << " and " << j;
+  EXPECT_EQ(list[2].id(), PaletteItem::idOf(*c)) << "a split row is known by its left page";
+
+  browser->quickPinCount = 0;
+  EXPECT_EQ(outline().front(), "  pin:Pin 3") << "no numbered pins, no grid";
+}
+
+}  // namespace
+}  // namespace quillo::test
