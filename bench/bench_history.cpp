@@ -4,8 +4,9 @@
 
 #include <algorithm>
 #include <chrono>
-#include <ctime>
 #include <cstdio>
+#include <cstdlib>
+#include <ctime>
 #include <fstream>
 #include <string>
 #include <unistd.h>
@@ -31,6 +32,13 @@ double median(std::vector<double> v) {
 double percentile(std::vector<double> v, double p) {
   std::sort(v.begin(), v.end());
   return v[std::min(v.size() - 1, size_t(p * double(v.size() - 1) + 0.5))];
+}
+
+// Bytes handed out by malloc and not freed, over all arenas: what the
+// history holds, without what the allocator keeps back after loading.
+double heapMegabytes() {
+  struct mallinfo2 info = mallinfo2();
+  return double(info.uordblks + info.hblkhd) / (1024.0 * 1024.0);
 }
 
 double residentMegabytes() {
@@ -106,10 +114,11 @@ int main() {
   }
 
   malloc_trim(0);
-  double rssBefore = residentMegabytes();
+  double rssBefore = residentMegabytes(), heapBefore = heapMegabytes();
   History history(scheduler);
   scheduler.waitForWorkers(1);
-  std::printf("memory for the loaded history: about %.0f MB\n", residentMegabytes() - rssBefore);
+  std::printf("memory for the loaded history: about %.0f MB resident, %.1f MB in use on the heap\n",
+              residentMegabytes() - rssBefore, heapMegabytes() - heapBefore);
   int written = 0;
   history.written().connect([&](bool ok) { written += ok ? 1 : 0; });
 
@@ -134,8 +143,25 @@ int main() {
   scheduler.runUntilIdle();
   if (history.size() != kEntries) return 1;
 
-  // Typing: every prefix of each query, as the palette asks on each keystroke.
-  Samples matchTimes, recentTimes, completionTimes;
+  // Typing: every prefix of each query. On each keystroke the palette asks
+  // for its history rows and then for the inline completion; the history
+  // scope (recent) is another mode and is timed on its own.
+  // QUILLO_BENCH_COLD=1 evicts the caches before each keystroke, as the rest
+  // of the program does between two keystrokes; QUILLO_BENCH_SLOWEST=n lists
+  // the n slowest keystrokes.
+  const bool cold = std::getenv("QUILLO_BENCH_COLD") != nullptr;
+  const char* slowestEnv = std::getenv("QUILLO_BENCH_SLOWEST");
+  const size_t slowest = slowestEnv ? size_t(std::atoi(slowestEnv)) : 0;
+  std::vector<char> evictor(cold ? 64u << 20 : 0);
+  auto evict = [&] {
+    for (size_t i = 0; i < evictor.size(); i += 64) evictor[i] = char(evictor[i] + 1);
+  };
+  Samples matchTimes, recentTimes, completionTimes, keystrokeTimes;
+  struct Keystroke {
+    double total, matches, completion;
+    std::string typed;
+  };
+  std::vector<Keystroke> perKeystroke;
   size_t keystrokes = 0, found = 0;
   for (int pass = 0; pass < 3; ++pass) {
     for (const auto& query : test::typicalQueries()) {
@@ -144,17 +170,29 @@ int main() {
         if (length < query.size() && (static_cast<unsigned char>(query[length]) & 0xC0) == 0x80) continue;
         std::string typed = query.substr(0, length);
         ++keystrokes;
-        matchTimes.time([&] { found += history.matches(typed, 12).size(); });
+        evict();
+        keystrokeTimes.time([&] {
+          matchTimes.time([&] { found += history.matches(typed, 12).size(); });
+          completionTimes.time([&] { found += history.completion(typed) ? 1 : 0; });
+        });
+        perKeystroke.push_back({keystrokeTimes.cpu.back(), matchTimes.cpu.back(), completionTimes.cpu.back(), typed});
+        evict();
         recentTimes.time([&] { found += history.recent(typed, 12).size(); });
-        completionTimes.time([&] { found += history.completion(typed) ? 1 : 0; });
       }
     }
   }
-  std::printf("keystrokes: %zu over %zu queries, typed 3 times (results seen: %zu)\n", keystrokes / 3,
-              test::typicalQueries().size(), found);
+  std::printf("keystrokes: %zu over %zu queries, typed 3 times%s (results seen: %zu)\n", keystrokes / 3,
+              test::typicalQueries().size(), cold ? ", caches evicted before each" : "", found);
   matchTimes.print("matches(_, 12):");
-  recentTimes.print("recent(matching:, 12):");
   completionTimes.print("completion(for:):");
+  keystrokeTimes.print("keystroke (both):");
+  recentTimes.print("recent(matching:, 12):");
+  std::sort(perKeystroke.begin(), perKeystroke.end(), [](auto& a, auto& b) { return a.total > b.total; });
+  for (size_t i = 0; i < std::min(slowest, perKeystroke.size()); ++i) {
+    const auto& k = perKeystroke[i];
+    std::printf("  %.3f ms CPU (matches %.3f, completion %.3f)  \"%s\"\n", k.total, k.matches, k.completion,
+                k.typed.c_str());
+  }
   std::printf("save: main thread blocked %.2f ms (%.2f ms CPU) to copy and hand off; saveNow %.1f ms\n",
               median(blocked), median(blockedCpu), median(saveNow));
   std::printf("history load: %.1f ms, save: %.1f ms, %zu entries\n", median(loads), median(untilWritten), kEntries);

@@ -1,4 +1,6 @@
 #pragma once
+#include <cstdint>
+#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -7,19 +9,29 @@ namespace quillo {
 
 // An absolute URL as the engine and the stores see it. The text is kept as
 // given (so it round-trips through files unchanged); the parts are parsed once.
+//
+// The parts are kept as places in the text, so a URL costs one string: the
+// history holds 100,000 of them. Only a part the parser changed (a decoded
+// host, an upper-case scheme, a path with "." segments) is stored apart.
 class Url {
  public:
   // nullopt unless the text is an absolute URL with a scheme.
   static std::optional<Url> parse(std::string_view text);
 
+  Url() = default;
+  Url(const Url& other);
+  Url& operator=(const Url& other);
+  Url(Url&&) noexcept = default;
+  Url& operator=(Url&&) noexcept = default;
+
   const std::string& str() const { return text_; }
-  const std::string& scheme() const { return scheme_; }  // lower case
-  const std::string& host() const { return host_; }      // empty when none
-  int port() const { return port_; }                     // -1 when none
-  const std::string& path() const { return path_; }
-  const std::string& query() const { return query_; }    // without "?"
-  const std::string& fragment() const { return fragment_; }
-  bool hasHost() const { return !host_.empty(); }
+  std::string scheme() const { return std::string(part(kScheme)); }  // lower case
+  std::string host() const { return std::string(part(kHost)); }      // empty when none
+  int port() const { return port_; }                                  // -1 when none
+  std::string path() const { return std::string(part(kPath)); }
+  std::string query() const { return std::string(part(kQuery)); }    // without "?"
+  std::string fragment() const { return std::string(part(kFragment)); }
+  bool hasHost() const { return parts_[kHost].size != 0; }
 
   // The decoded value of the first query item with this name.
   std::optional<std::string> queryItem(std::string_view name) const;
@@ -35,9 +47,23 @@ class Url {
   bool operator!=(const Url& other) const { return text_ != other.text_; }
 
  private:
-  std::string text_, scheme_, host_, path_, query_, fragment_;
-  int port_ = -1;
+  enum Part : uint8_t { kScheme, kHost, kPath, kQuery, kFragment, kPartCount };
+  // Where a part lies: in the text, or in `changed_` when its bit is set.
+  struct Place {
+    uint32_t at = 0, size = 0;
+  };
+
+  std::string_view part(Part p) const {
+    const Place& place = parts_[p];
+    const std::string& from = (changedParts_ >> p & 1) ? *changed_ : text_;
+    return std::string_view(from).substr(place.at, place.size);
+  }
+  std::string text_;
+  Place parts_[kPartCount];
+  int32_t port_ = -1;
   bool hasQuery_ = false, hasFragment_ = false;
+  uint8_t changedParts_ = 0;
+  std::unique_ptr<const std::string> changed_;  // rarely set
 };
 
 }  // namespace quillo

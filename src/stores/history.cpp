@@ -1,14 +1,13 @@
 #include "stores/history.h"
 
 #include <glib.h>
+#include <malloc.h>
 
 #include <algorithm>
 #include <atomic>
-#include <cmath>
 #include <cstdlib>
 #include <mutex>
 #include <thread>
-#include <unordered_map>
 
 #include "core/log.h"
 #include "stores/serial_queue.h"
@@ -103,6 +102,12 @@ History::Loaded History::load(const std::filesystem::path& file) {
   loaded.records.reserve(entries->size());
   // A later duplicate replaces an earlier one.
   for (auto& entry : *entries) loaded.records.put(std::make_shared<const HistoryEntry>(std::move(entry)));
+  entries.reset();
+  // Here rather than at the first keystroke on the main thread.
+  loaded.records.prepare();
+  // The file's text and the decoded list were freed on this thread; give
+  // that memory back rather than keep it in this thread's arena for good.
+  malloc_trim(0);
   return loaded;
 }
 
@@ -117,15 +122,16 @@ void History::finishLoading(Loaded loaded) {
     return;
   }
   bool recordedWhileLoading = !records_.empty();
-  for (const auto& mine : records_.all()) {
-    const Record* stored = loaded.records.find(mine.entry->url.str());
+  for (std::size_t i = 0; i < records_.size(); ++i) {
+    const EntryPtr& mine = records_.at(i);
+    const HistoryEntry* stored = loaded.records.find(mine->url.str());
     if (!stored) {
-      loaded.records.put(mine.entry);
+      loaded.records.put(mine);
       continue;
     }
-    auto merged = std::make_shared<HistoryEntry>(*mine.entry);
-    merged->visits = addVisits(merged->visits, stored->entry->visits);
-    if (merged->title.empty()) merged->title = stored->entry->title;
+    auto merged = std::make_shared<HistoryEntry>(*mine);
+    merged->visits = addVisits(merged->visits, stored->visits);
+    if (merged->title.empty()) merged->title = stored->title;
     loaded.records.put(std::move(merged));
   }
   records_ = std::move(loaded.records);
@@ -144,8 +150,8 @@ void History::didChange() {
 void History::recordVisit(const Url& url) {
   if (url.scheme() != "http" && url.scheme() != "https") return;
   double when = now();
-  const Record* record = records_.find(url.str());
-  auto visited = record ? std::make_shared<HistoryEntry>(*record->entry)
+  const HistoryEntry* record = records_.find(url.str());
+  auto visited = record ? std::make_shared<HistoryEntry>(*record)
                         : std::make_shared<HistoryEntry>(HistoryEntry{url, {}, 0, when});
   visited->visits = addVisits(visited->visits, 1);
   visited->lastVisited = when;
@@ -156,9 +162,9 @@ void History::recordVisit(const Url& url) {
 
 void History::updateTitle(const std::string& title, const Url& url) {
   if (title.empty()) return;
-  const Record* record = records_.find(url.str());
-  if (!record || record->entry->title == title) return;
-  auto titled = std::make_shared<HistoryEntry>(*record->entry);
+  const HistoryEntry* record = records_.find(url.str());
+  if (!record || record->title == title) return;
+  auto titled = std::make_shared<HistoryEntry>(*record);
   titled->title = title;
   records_.put(std::move(titled));  // rebuilds the haystack from the new title
   didChange();
@@ -176,8 +182,7 @@ void History::clear() {
 }
 
 const HistoryEntry* History::find(const Url& url) const {
-  const Record* record = records_.find(url.str());
-  return record ? record->entry.get() : nullptr;
+  return records_.find(url.str());
 }
 
 // --- Saving ---------------------------------------------------------------
@@ -196,7 +201,7 @@ std::optional<std::vector<History::EntryPtr>> History::keptEntries() {
   // Only pointers are copied here; encoding happens on the writer thread.
   std::vector<EntryPtr> entries;
   entries.reserve(records_.size());
-  for (const auto& record : records_.all()) entries.push_back(record.entry);
+  for (std::size_t i = 0; i < records_.size(); ++i) entries.push_back(records_.at(i));
   return entries;
 }
 
@@ -240,11 +245,6 @@ void History::writeFinished(bool ok, bool keptAsideFailed) {
 
 // --- Search ---------------------------------------------------------------
 
-double History::frecency(int64_t visits, double lastVisited, double nowReferenceSeconds) {
-  double ageDays = std::max(0.0, (nowReferenceSeconds - lastVisited) / 86400.0);
-  return double(visits) * std::exp2(-ageDays / 14.0);
-}
-
 std::vector<std::string> History::words(std::string_view query) {
   std::string folded = foldCase(query);
   std::vector<std::string> result;
@@ -258,105 +258,30 @@ std::vector<std::string> History::words(std::string_view query) {
   return result;
 }
 
-template <class Rank>
-std::vector<HistoryEntry> History::best(int limit, const std::vector<std::string>& words, Rank rank) const {
-  if (limit < 1) return {};
-  const auto capacity = std::size_t(limit);
-  HistoryRecords::PairSet need;
-  for (const auto& word : words) need.add(word);
-  std::vector<std::pair<double, const HistoryEntry*>> top;
-  top.reserve(capacity + 1);
-  for (const auto& record : records_.all()) {
-    if (!record.pairs.covers(need)) continue;
-    const std::string_view hay = records_.haystack(record);
-    bool all = true;
-    for (const auto& word : words) {
-      if (hay.find(word) == std::string_view::npos) {
-        all = false;
-        break;
-      }
-    }
-    if (!all) continue;
-    double score = rank(record);
-    if (top.size() == capacity && !(score > top.back().first)) continue;
-    // First position whose score is strictly lower: equal scores keep the
-    // record found first ahead.
-    auto at = std::partition_point(top.begin(), top.end(), [&](const auto& p) { return p.first >= score; });
-    top.insert(at, {score, record.entry.get()});
-    if (top.size() > capacity) top.pop_back();
-  }
+std::vector<HistoryEntry> History::entriesAt(const std::vector<uint32_t>& positions) const {
   std::vector<HistoryEntry> result;
-  result.reserve(top.size());
-  for (const auto& [score, entry] : top) result.push_back(*entry);
+  result.reserve(positions.size());
+  for (uint32_t p : positions) result.push_back(*records_.at(p));
   return result;
 }
 
 std::vector<HistoryEntry> History::matches(std::string_view query, int limit) const {
   auto list = words(query);
   if (list.empty()) return {};
-  double at = now();
-  return best(limit, list, [at](const Record& r) { return frecency(r.visits, r.lastVisited, at); });
+  return entriesAt(records_.best(list, limit, HistoryRecords::Ranking::frecency, now()));
 }
 
 std::vector<HistoryEntry> History::recent(std::string_view query, int limit) const {
-  return best(limit, words(query), [](const Record& r) { return r.lastVisited; });
+  return entriesAt(records_.best(words(query), limit, HistoryRecords::Ranking::recency, now()));
 }
 
+// Hosts, or whole addresses once a "/" is typed, each scored by the summed
+// frecency of the records that give it; the highest total wins.
 std::optional<std::string> History::completion(std::string_view typed) const {
   const std::string t = foldCase(typed);
   if (t.empty() || t.find(' ') != std::string::npos || t.front() == '/' || t.find("://") != std::string::npos)
     return std::nullopt;
-  const bool typingPath = t.find('/') != std::string::npos;
-  const bool typedWww = t.starts_with("www.");
-  const std::string_view typedText = t;
-
-  // Candidates are host, or host + path when a path is being typed. In the
-  // second case every candidate's host is what precedes the first "/" of t,
-  // so (host, path) pairs compare like the joined text without joining.
-  struct Candidate {
-    std::string_view host, path;
-    bool operator==(const Candidate&) const = default;
-  };
-  struct Hash {
-    std::size_t operator()(const Candidate& c) const {
-      return std::hash<std::string_view>()(c.host) * 31 + std::hash<std::string_view>()(c.path);
-    }
-  };
-  // Totals in the order candidates were first met, so ties go to the first.
-  std::vector<std::pair<Candidate, double>> totals;
-  std::unordered_map<Candidate, std::size_t, Hash> index;
-  const double at = now();
-
-  for (const auto& record : records_.all()) {
-    if (record.host.empty()) continue;
-    std::string_view host = record.host;
-    if (!typedWww && host.starts_with("www.")) host.remove_prefix(4);
-    Candidate candidate{host, {}};
-    if (typingPath) {
-      if (!typedText.starts_with(host)) continue;
-      auto rest = typedText.substr(host.size());
-      if (rest.empty() || rest.front() != '/') continue;
-      std::string_view path = record.pathAndQuery;
-      if (path.size() <= rest.size() || !path.starts_with(rest)) continue;
-      candidate.path = path;
-    } else if (host.size() <= t.size() || !host.starts_with(typedText)) {
-      continue;
-    }
-    double score = frecency(record.visits, record.lastVisited, at);
-    auto [slot, added] = index.try_emplace(candidate, totals.size());
-    if (added)
-      totals.emplace_back(candidate, score);
-    else
-      totals[slot->second].second += score;
-  }
-
-  const std::pair<Candidate, double>* winner = nullptr;
-  for (const auto& total : totals)
-    if (!winner || total.second > winner->second) winner = &total;
-  if (!winner) return std::nullopt;
-  std::string result(winner->first.host);
-  result += winner->first.path;
-  return result;
+  return records_.completion(t, now());
 }
 
 }  // namespace quillo

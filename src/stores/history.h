@@ -53,7 +53,9 @@ class History {
   static double frecency(const HistoryEntry& entry, double nowReferenceSeconds) {
     return frecency(entry.visits, entry.lastVisited, nowReferenceSeconds);
   }
-  static double frecency(int64_t visits, double lastVisited, double nowReferenceSeconds);
+  static double frecency(int64_t visits, double lastVisited, double nowReferenceSeconds) {
+    return historyFrecency(visits, lastVisited, nowReferenceSeconds);
+  }
   // Lower-cased query split at spaces; empty pieces dropped.
   static std::vector<std::string> words(std::string_view query);
 
@@ -68,7 +70,6 @@ class History {
 
  private:
   using EntryPtr = HistoryRecords::EntryPtr;
-  using Record = HistoryRecords::Record;
   struct Loaded;
   struct Link;
 
@@ -80,8 +81,7 @@ class History {
   void write(std::vector<EntryPtr> entries, bool waitUntilWritten);
   void finishLoading(Loaded loaded);
   void writeFinished(bool ok, bool keptAsideFailed);
-  template <class Rank>
-  std::vector<HistoryEntry> best(int limit, const std::vector<std::string>& words, Rank rank) const;
+  std::vector<HistoryEntry> entriesAt(const std::vector<uint32_t>& positions) const;
   static Loaded load(const std::filesystem::path& file);
 
   Scheduler& scheduler_;

@@ -1,76 +1,189 @@
 #pragma once
+#include <algorithm>
+#include <array>
+#include <cmath>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
-#include <unordered_map>
 #include <vector>
 
 #include "stores/history_entry.h"
+#include "stores/history_hosts.h"
 
 namespace quillo {
 
-// The history in memory, laid out for a search on every keystroke: one
-// record per URL side by side in a vector, and all the lower-cased
-// haystacks packed into one buffer in the same order, so a search walks
-// memory front to back instead of chasing 100,000 separate allocations.
+// Visits weighted by age: a visit's weight halves every 14 days; a visit
+// dated in the future counts in full. Every search scores with this one
+// definition, so sums taken in different places compare bit for bit.
+inline double historyFrecency(int64_t visits, double lastVisited, double nowReferenceSeconds) {
+  double ageDays = std::max(0.0, (nowReferenceSeconds - lastVisited) / 86400.0);
+  return double(visits) * std::exp2(-ageDays / 14.0);
+}
+
+// The history in memory, laid out for a search on every keystroke.
+//
+// Records sit side by side at positions 0..size-1. A position is what breaks
+// ties: among equal scores the record at the lower position comes first.
+// Removing a record moves the last one into its place; keepMostRecent keeps
+// the survivors in their order.
+//
+// Each haystack's byte pairs are kept transposed: one bitmap per pair bit
+// over all positions. A query ANDs the few bitmaps of its own pairs into the
+// records that can match, reading a few kilobytes per bitmap instead of
+// every record.
+//
+// Besides, three indexes let a search stop early with the same result a
+// walk over every record gives: the records newest first, the records by
+// the most they could score (the frecency order does not change as time
+// passes, only the scale does), and the hosts for completion. They are built
+// by prepare() (the loader calls it off the main thread) or by the first
+// search, and from then on follow every change.
 class HistoryRecords {
  public:
   // Entries are shared and never changed in place: a change makes a new one,
   // so a save only copies pointers and the writer thread reads them safely.
   using EntryPtr = std::shared_ptr<const HistoryEntry>;
+  enum class Ranking { frecency, recency };
 
   // The byte pairs that occur in a text, hashed into 256 bits. A word with a
-  // pair the haystack lacks cannot occur in it, so most records are ruled
-  // out by four ANDs before any byte search.
+  // pair the haystack lacks cannot occur in it.
   struct PairSet {
     uint64_t bits[4] = {};
     void add(std::string_view text);
-    bool covers(const PairSet& need) const {
-      return (bits[0] & need.bits[0]) == need.bits[0] && (bits[1] & need.bits[1]) == need.bits[1] &&
-             (bits[2] & need.bits[2]) == need.bits[2] && (bits[3] & need.bits[3]) == need.bits[3];
-    }
   };
 
-  struct Record {
-    PairSet pairs;  // of the haystack
-    // Copies of the entry's counts, so ranking never reaches into the entry.
-    int64_t visits = 0;
-    double lastVisited = 0;
-    // The haystack, lower-cased "title url", lives in the shared buffer.
-    uint32_t haystackAt = 0, haystackLength = 0;
-    EntryPtr entry;
-    std::string host;          // lower-cased; empty when the URL has none
-    std::string pathAndQuery;  // percent-encoded path, then "?query" if any
-  };
+  HistoryRecords();
+  ~HistoryRecords();
+  HistoryRecords(HistoryRecords&&) noexcept;
+  HistoryRecords& operator=(HistoryRecords&&) noexcept;
+  HistoryRecords(const HistoryRecords&) = delete;
+  HistoryRecords& operator=(const HistoryRecords&) = delete;
 
-  const Record* find(std::string_view url) const;
+  std::size_t size() const { return cold_.size(); }
+  bool empty() const { return cold_.empty(); }
+  const EntryPtr& at(std::size_t position) const { return cold_[position].entry; }
+  const HistoryEntry* find(std::string_view url) const;
+
   // Adds a record for the entry, or replaces the one with the same URL.
   void put(EntryPtr entry);
   void erase(std::string_view url);
   void clear();
-  // Keeps the `limit` most recently visited; among equal times the earlier
-  // record stays. Returns whether any were dropped.
+  // Keeps the `limit` most recently visited; among equal times the one at
+  // the lower position stays. Returns whether any were dropped.
   bool keepMostRecent(std::size_t limit);
-
-  const std::vector<Record>& all() const { return list_; }
-  std::string_view haystack(const Record& r) const { return {haystacks_.data() + r.haystackAt, r.haystackLength}; }
-  std::size_t size() const { return list_.size(); }
-  bool empty() const { return list_.empty(); }
   void reserve(std::size_t count);
+  // Builds the indexes now instead of at the first search.
+  void prepare() const;
+
+  // Positions of at most `limit` records whose haystack contains every word
+  // (every record when there are none), best first, ties by position.
+  std::vector<uint32_t> best(const std::vector<std::string>& words, int limit, Ranking ranking,
+                             double nowReferenceSeconds) const;
+  // The inline completion for already lower-cased text (see History).
+  std::optional<std::string> completion(std::string_view folded, double nowReferenceSeconds) const;
+
+  // The lower-cased "title url" a search matches against.
+  std::string_view haystack(std::size_t position) const {
+    const Span& s = cold_[position].haystack;
+    return {haystacks_.data() + s.at, s.size};
+  }
+  // The percent-encoded path, then "?query" when the URL has a query.
+  std::string_view pathAndQuery(std::size_t position) const;
+  int64_t visits(std::size_t position) const { return stats_[position].visits; }
+  double lastVisited(std::size_t position) const { return stats_[position].lastVisited; }
 
  private:
-  void setEntry(Record& record, EntryPtr entry);
-  void storeHaystack(Record& record);
-  void compactIfWasteful();
-  void repack(std::vector<Record> list);
+  struct Span {
+    uint32_t at = 0, size = 0;
+  };
+  // What ranking reads, apart from the rest so walks touch little memory.
+  struct Stats {
+    int64_t visits = 0;
+    double lastVisited = 0;
+    // log2(visits) + lastVisited / half-life: orders records by the most
+    // they can score at any moment.
+    double boundKey = 0;
+  };
+  struct Cold {
+    EntryPtr entry;
+    Span haystack;
+    // In the URL text, or (when the parser changed the path) stored right
+    // after the haystack.
+    Span pathAndQuery;
+    bool ownPath = false;
+    uint32_t hash = 0;  // of the URL text
+  };
+  // Bit `position` of bitmap b: whether pair bit b occurs in the haystack.
+  class PairBits {
+   public:
+    void set(uint32_t position, const PairSet& pairs);
+    void clear(uint32_t position);
+    void move(uint32_t from, uint32_t to);
+    // Keeps runs of bits (from, to, count), in increasing order, to <= from.
+    void compact(const std::vector<std::array<uint32_t, 3>>& runs, std::size_t oldSize, std::size_t newSize);
+    void reset() { words_.clear(), stride_ = 0; }
+    // Room for this many positions; grows by doubling unless `exactly`.
+    void reserve(std::size_t positions, bool exactly);
+    // The positions below `size` whose haystack has every pair in `need`;
+    // returns how many.
+    std::size_t candidates(const PairSet& need, std::size_t size, std::vector<uint64_t>& mask) const;
 
-  std::vector<Record> list_;
-  // By URL text: the keys view the entries' own strings.
-  std::unordered_map<std::string_view, std::size_t> index_;
-  std::string haystacks_;
-  std::size_t wasted_ = 0;  // bytes of haystacks no record uses any more
+   private:
+    std::vector<uint64_t> words_;  // 256 bitmaps of stride_ words each
+    std::size_t stride_ = 0;
+  };
+  // Positions ordered by a key, highest first, ties by position.
+  class Order {
+   public:
+    std::vector<uint32_t> list;
+    template <class Key>
+    void insert(uint32_t position, Key key);
+    template <class Key>
+    void remove(uint32_t position, Key key);
+  };
+  struct Query;
+
+  static constexpr uint32_t kNone = UINT32_MAX;
+
+  void setStats(uint32_t position, const HistoryEntry& entry);
+  void storeText(uint32_t position);
+  uint32_t storedSize(const Cold& c) const { return c.haystack.size + (c.ownPath ? c.pathAndQuery.size : 0); }
+  void compactIfWasteful();
+  void repack();
+  void unindex(uint32_t position);
+  void reindex(uint32_t position);
+
+  // URL lookup: open addressing over positions + 1 (0 is empty).
+  uint32_t lookup(std::string_view url, uint32_t hash) const;
+  void tableInsert(uint32_t position);
+  void tableErase(uint32_t position);
+  void tableMove(uint32_t from, uint32_t to);
+  void tableRebuild();
+  std::size_t slotOf(uint32_t position) const;
+
+  bool isCandidate(uint32_t position) const { return mask_[position >> 6] >> (position & 63) & 1; }
+  bool containsWords(uint32_t position, const Query& query) const;
+  std::vector<uint32_t> scan(const Query& query, std::size_t limit, Ranking ranking, double now) const;
+  std::vector<uint32_t> walkRecent(const Query& query, std::size_t limit) const;
+  std::vector<uint32_t> walkBound(const Query& query, std::size_t limit, double now) const;
+
+  PairBits pairs_;
+  std::vector<Stats> stats_;
+  std::vector<Cold> cold_;
+  std::vector<uint32_t> slots_;
+  std::string haystacks_;   // all haystacks (and changed paths), back to back
+  std::size_t wasted_ = 0;  // bytes of haystacks_ no record uses any more
+  std::size_t unusualTimes_ = 0;  // records whose last visit is not a finite number
+
+  mutable std::vector<uint64_t> mask_;  // the candidates of the current search
+  mutable bool indexed_ = false;
+  mutable Order byRecency_, byBound_;
+  mutable HistoryHosts hosts_;
+
+  friend class HistoryHosts;
 };
 
 }  // namespace quillo
