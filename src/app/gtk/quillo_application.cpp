@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "app/gtk/default_browser.h"
 #include "app/gtk/desktop_services.h"
 #include "blocking/block_lists.h"
 #include "blocking/webkit/webkit_filter_store.h"
@@ -98,6 +99,12 @@ void QuilloApplication::on_startup() {
   window_->addressBar().completion = [this](const std::string& typed) { return browser_->completion(typed); };
   alerts_ = std::make_unique<WindowAlerts>(*window_);
   browser_->attach(*alerts_);
+  browser_->features.makeDefault = [this] {
+    makeDefaultBrowser([this](const std::string& error) {
+      if (!error.empty()) alerts_->ask(Alert{error, "", {"OK"}}, nullptr);
+      else browser_->show("Quillo is now the default browser");
+    });
+  };
   // QUILLO_REPORT_STARTUP=1 prints how long the window took to show.
   if (g_getenv("QUILLO_REPORT_STARTUP"))
     window_->signal_map().connect([] {
