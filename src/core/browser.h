@@ -230,6 +230,8 @@ class Browser {
   void setRecent(std::vector<PagePtr> order);
   // The palette side (src/palette).
   void initPalette();
+  // Opens the palette afresh: no scope, no selection, focus on the field.
+  void openPalette();
   void savePins();
   std::string searchText() const;
   void pullSelectionBack();

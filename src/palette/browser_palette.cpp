@@ -311,6 +311,10 @@ void Browser::showCommands() {
 
 void Browser::summon() {
   bringForwardRequested.emit();
+  openPalette();
+}
+
+void Browser::openPalette() {
   cycleIndex = std::nullopt;
   scope = std::nullopt;
   selectedResult = std::nullopt;
@@ -330,12 +334,7 @@ void Browser::toggleBar() {
     }
     return;
   }
-  cycleIndex = std::nullopt;
-  scope = std::nullopt;
-  selectedResult = std::nullopt;
-  confirmingDeletePinID = std::nullopt;
-  addressBarPrefill = std::nullopt;
-  addressBarFocusRequests = addressBarFocusRequests.get() + 1;
+  openPalette();
 }
 
 void Browser::search(const std::string& text) {
