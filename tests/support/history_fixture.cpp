@@ -78,7 +78,7 @@ constexpr std::array<std::string_view, 10> kTlds = {"com", "org", "net", "io", "
 
 class Generator {
  public:
-  Generator(uint32_t seed, double now) : random_(seed), now_(now) {
+  Generator(uint32_t stream, double now) : random_(stream), now_(now) {
     // A long tail of small sites, some with "www.", some with a subdomain.
     for (int i = 0; i < 4000; ++i) {
       std::string name;
@@ -199,8 +199,8 @@ class Generator {
 
 }  // namespace
 
-std::vector<HistoryEntry> realisticHistory(std::size_t count, uint32_t seed, double nowReferenceSeconds) {
-  Generator generator(seed, nowReferenceSeconds);
+std::vector<HistoryEntry> realisticHistory(std::size_t count, uint32_t stream, double nowReferenceSeconds) {
+  Generator generator(stream, nowReferenceSeconds);
   std::vector<HistoryEntry> entries;
   entries.reserve(count);
   for (std::size_t i = 0; i < count; ++i) entries.push_back(generator.next());

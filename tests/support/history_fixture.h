@@ -12,8 +12,8 @@ namespace quillo::test {
 // long tail of hosts seen once, news, wiki, code, shop, search and video
 // addresses with queries, titles in several scripts, some without a title,
 // visit counts with a heavy tail and visits spread over two years before
-// `nowReferenceSeconds`. The same seed gives the same history; URLs are unique.
-std::vector<HistoryEntry> realisticHistory(std::size_t count, uint32_t seed, double nowReferenceSeconds);
+// `nowReferenceSeconds`. The same stream number gives the same history; URLs are unique.
+std::vector<HistoryEntry> realisticHistory(std::size_t count, uint32_t stream, double nowReferenceSeconds);
 
 // Things people type into the palette that hit such a history: hosts,
 // host plus path, and title words.
