@@ -80,6 +80,7 @@ PagePtr Browser::makePage(std::unique_ptr<WebViewPort> webView) {
 
 void Browser::wire(const PagePtr& page) {
   std::weak_ptr<Page> weak = page;
+  if (siteZoom_) page->attach(*siteZoom_);
   page->openWindow = [this, weak](std::unique_ptr<WebViewPort> child) {
     if (weak.expired()) return false;
     auto opened = makePage(std::move(child));
@@ -289,10 +290,15 @@ void Browser::cycle(bool backward) {
 
 void Browser::openIncoming(const std::vector<Url>& urls) {
   for (auto& url : urls) {
-    auto& list = pages.get();
-    auto open = std::find_if(list.begin(), list.end(), [&](const PagePtr& p) { return p->url.get() == url; });
-    if (open != list.end()) {
-      select(*open);
+    // Restored tabs not loaded yet and pins' pages count as showing their address.
+    PagePtr open;
+    for (auto& page : recent.get())
+      if (page->savedURL() == url) {
+        open = page;
+        break;
+      }
+    if (open) {
+      select(open);
       continue;
     }
     auto page = makePage(false);

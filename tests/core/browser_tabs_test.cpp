@@ -256,8 +256,15 @@ TEST_F(BrowserTabs, IncomingLinksSelectOpenTabsOrOpenNewOnes) {
   EXPECT_EQ(browser.current(), a);
   EXPECT_EQ(browser.pages->size(), 2u);
 
+  auto restored = browser.makePage(false);
+  restored->restore(*Url::parse("https://restored.example/"), "Not loaded yet", std::nullopt);
+  browser.add(restored, false);
+  browser.openIncoming({*Url::parse("https://restored.example/")});
+  EXPECT_EQ(browser.current(), restored) << "a tab restored but not loaded still shows its address";
+  EXPECT_EQ(browser.pages->size(), 3u);
+
   browser.openIncoming({*Url::parse("https://c.example/"), *Url::parse("file:///tmp/docs/page.html")});
-  EXPECT_EQ(browser.pages->size(), 4u);
+  EXPECT_EQ(browser.pages->size(), 5u);
   auto& fileView = view(browser.current());
   EXPECT_EQ(fileView.loads.back().str(), "file:///tmp/docs/page.html");
   ASSERT_TRUE(fileView.readAccessFolder);
