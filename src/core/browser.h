@@ -25,6 +25,7 @@ namespace quillo {
 
 class History;
 class Settings;
+class SiteZoom;
 using PagePtr = std::shared_ptr<Page>;
 
 // The one model object: owns every page, the recent order, splits, pins and
@@ -197,6 +198,11 @@ class Browser {
   // Session restore attaches pages only to pins that still exist.
   std::function<bool(const std::string& pinID)> pinExists = [this](const std::string& id) { return hasPin(id); };
 
+  // ---- Zoom (the current page; the level is remembered for its site) ----
+  void zoomIn();
+  void zoomOut();
+  void actualSize();
+
   // ---- Stores and services the palette reads (attached by the app) ----
   void attach(History& history);
   void attach(Settings& settings);
@@ -206,6 +212,8 @@ class Browser {
   void attach(Clipboard& clipboard);
   void attach(Alerts& alerts);
   void attach(IconSource& icons);
+  // Every page, open or made later, follows the zoom levels of its site.
+  void attach(SiteZoom& siteZoom);
   // Features that other parts of the program provide; unset ones do nothing.
   struct FeatureHooks {
     std::function<void()> startSplit;
@@ -257,6 +265,7 @@ class Browser {
   Clipboard* clipboard_ = nullptr;
   Alerts* alerts_ = nullptr;
   IconSource* iconSource_ = nullptr;
+  SiteZoom* siteZoom_ = nullptr;
   bool pinsFileUnreadable_ = false;
   bool loadingPalette_ = false;
   // Connections to stores that may outlive the browser; cut on destruction.

@@ -2,6 +2,7 @@
 
 #include "core/address.h"
 #include "core/log.h"
+#include "page/site_zoom.h"
 
 namespace quillo {
 
@@ -11,7 +12,10 @@ Page::Page(std::unique_ptr<WebViewPort> webView, Scheduler& scheduler)
   applyMuted();
 }
 
-Page::~Page() { webView_->setEvents(nullptr); }
+Page::~Page() {
+  siteZoomLink_.disconnect();
+  webView_->setEvents(nullptr);
+}
 
 bool Page::isPrivate() const { return webView_->store() && !webView_->store()->isPersistent(); }
 
@@ -42,6 +46,26 @@ void Page::find(const std::string& text, bool backwards, std::function<void(bool
 }
 
 void Page::applyMuted() { webView_->setMuted(isMuted.get()); }
+
+void Page::attach(SiteZoom& siteZoom) {
+  siteZoomLink_.disconnect();
+  siteZoom_ = &siteZoom;
+  siteZoomLink_ = siteZoom.changed().connect([this](const std::string& site) {
+    if (SiteZoom::site(webView_->url()) == site) applySiteZoom();
+  });
+  applySiteZoom();
+}
+
+void Page::setZoom(double level) {
+  webView_->setZoom(level);
+  if (!siteZoom_) return;
+  if (auto site = SiteZoom::site(webView_->url())) siteZoom_->set(level, *site, isPrivate());
+}
+
+void Page::applySiteZoom() {
+  if (!siteZoom_) return;
+  if (auto site = SiteZoom::site(webView_->url())) webView_->setZoom(siteZoom_->level(*site, isPrivate()));
+}
 
 void Page::restore(const Url& restoredURL, const std::string& restoredTitle, std::optional<std::string> navigation) {
   pendingURL = restoredURL;
@@ -112,6 +136,7 @@ void Page::webViewStateChanged() {
 
 void Page::webViewCommitted() {
   hoveredLink.reset();
+  applySiteZoom();
   sync();
   if (auto current = webView_->url(); current && onVisit) onVisit(*current);
 }

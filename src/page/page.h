@@ -1,4 +1,5 @@
 #pragma once
+#include <sigc++/connection.h>
 #include <sigc++/signal.h>
 
 #include <functional>
@@ -13,6 +14,7 @@
 
 namespace quillo {
 
+class SiteZoom;
 class Split;
 
 // One tab around one web view. Mirrors the view's state into published
@@ -68,6 +70,13 @@ class Page : public WebViewEvents, public std::enable_shared_from_this<Page> {
   void find(const std::string& text, bool backwards, std::function<void(bool found)> done);
   void applyMuted();
 
+  // Site zoom: the page follows the store's level for its site from now on.
+  void attach(SiteZoom& siteZoom);
+  // Zooms the view and, when the address has a site, records the level for it.
+  void setZoom(double level);
+  // Sets the view to the level remembered for the address's site, if it has one.
+  void applySiteZoom();
+
   // Restored or unloaded pages keep what to load until first shown.
   void restore(const Url& url, const std::string& title, std::optional<std::string> navigation);
   void loadIfPending();
@@ -94,6 +103,8 @@ class Page : public WebViewEvents, public std::enable_shared_from_this<Page> {
   std::unique_ptr<WebViewPort> webView_;
   Scheduler& scheduler_;
   TaskHandle crashReload_;
+  SiteZoom* siteZoom_ = nullptr;
+  sigc::connection siteZoomLink_;
 };
 
 }  // namespace quillo

@@ -115,6 +115,8 @@ class WebViewPort {
   virtual void finishFind() = 0;
 
   virtual void setMuted(bool muted) = 0;
+  // Page zoom, 1.0 at actual size.
+  virtual double zoom() const = 0;
   virtual void setZoom(double level) = 0;
   virtual void setContentFilters(const std::vector<std::shared_ptr<ContentFilter>>& filters) = 0;
 

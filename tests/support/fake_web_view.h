@@ -81,6 +81,7 @@ class FakeWebView final : public WebViewPort {
   void find(const std::string& text, bool backwards, std::function<void(bool)> done) override;
   void finishFind() override { findActive = false; }
   void setMuted(bool muted) override { muted_ = muted; }
+  double zoom() const override { return zoom_; }
   void setZoom(double level) override { zoom_ = level; }
   void setContentFilters(const std::vector<std::shared_ptr<ContentFilter>>& filters) override {
     configuration_.filters = filters;
@@ -95,7 +96,6 @@ class FakeWebView final : public WebViewPort {
   const std::vector<Entry>& entries() const { return entries_; }
   int currentIndex() const { return current_; }  // -1 with an empty list
   bool muted() const { return muted_; }
-  double zoom() const { return zoom_; }
   // Every address a load started for (new loads, reloads, back and forward),
   // in order: a view that was only restored has none.
   std::vector<Url> loads;

@@ -16,6 +16,7 @@
 #include "core/address.h"
 #include "core/log.h"
 #include <csignal>
+#include "page/site_zoom.h"
 #include "page/webkit/webkit_engine.h"
 #include "stores/history.h"
 
@@ -92,6 +93,8 @@ void QuilloApplication::on_startup() {
   browser_->attach(*history_);
   browser_->attach(*settings_);
   browser_->attach(*clipboard_);
+  siteZoom_ = std::make_unique<SiteZoom>();
+  browser_->attach(*siteZoom_);
   browser_->quitRequested.connect([this] { quit(); });
   window_ = std::make_unique<BrowserWindow>(*browser_);
   add_window(*window_);
@@ -168,6 +171,7 @@ void QuilloApplication::on_shutdown() {
     window_.reset();
   }
   browser_.reset();
+  siteZoom_.reset();
   history_.reset();
   blockLists_.reset();
   filterStore_.reset();

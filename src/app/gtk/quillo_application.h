@@ -12,6 +12,7 @@ namespace quillo {
 class BlockLists;
 class DesktopClipboard;
 class History;
+class SiteZoom;
 class WindowAlerts;
 class BrowserWindow;
 class WebKitEngine;
@@ -43,6 +44,7 @@ class QuilloApplication : public Gtk::Application {
   std::unique_ptr<Settings> settings_;
   std::unique_ptr<WebKitEngine> engine_;
   std::unique_ptr<History> history_;
+  std::unique_ptr<SiteZoom> siteZoom_;
   std::unique_ptr<DesktopClipboard> clipboard_;
   std::unique_ptr<WindowAlerts> alerts_;
   std::unique_ptr<WebKitFilterStore> filterStore_;

@@ -20,6 +20,9 @@ const std::vector<BrowserWindow::Command>& BrowserWindow::commands() {
       {"back", "Back", {"<Control>bracketleft", "<Alt>Left"}},
       {"forward", "Forward", {"<Control>bracketright", "<Alt>Right"}},
       {"reload", "Reload", {"<Control>r", "F5"}},
+      {"zoom-in", "Zoom In", {"<Control>equal", "<Control>plus", "<Control>KP_Add"}},
+      {"zoom-out", "Zoom Out", {"<Control>minus", "<Control>KP_Subtract"}},
+      {"actual-size", "Actual Size", {"<Control>0", "<Control>KP_0"}},
       {"toggle-pin", "Pin Tab", {"<Control>d"}},
       {"rename-tab", "Rename Tab", {"<Control>i"}},
       {"commands", "Commands", {"<Control>slash"}},
@@ -108,6 +111,9 @@ void BrowserWindow::addActions() {
       {"back", [page] { if (auto p = page()) p->webView().goBack(); }},
       {"forward", [page] { if (auto p = page()) p->webView().goForward(); }},
       {"reload", [page] { if (auto p = page()) p->webView().reload(); }},
+      {"zoom-in", [this] { browser_.zoomIn(); }},
+      {"zoom-out", [this] { browser_.zoomOut(); }},
+      {"actual-size", [this] { browser_.actualSize(); }},
       {"toggle-pin", [this] { browser_.togglePinForCurrentTab(); }},
       {"rename-tab", [this] { browser_.renameCurrent(); }},
       {"commands", [this] { browser_.showCommands(); }},
@@ -158,6 +164,7 @@ void BrowserWindow::buildMenu() {
   };
   section({"new-tab", "new-private-tab", "reopen-tab", "close-tab"});
   section({"open-location", "commands", "find", "print"});
+  section({"zoom-in", "zoom-out", "actual-size"});
   pageSection_ = section({"toggle-pin", "rename-tab"});
 
   auto tabs = Gio::Menu::create();

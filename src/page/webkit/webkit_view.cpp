@@ -219,6 +219,7 @@ void WebKitView::finishFind() {
 }
 
 void WebKitView::setMuted(bool muted) { webkit_web_view_set_is_muted(view_, muted); }
+double WebKitView::zoom() const { return webkit_web_view_get_zoom_level(view_); }
 void WebKitView::setZoom(double level) { webkit_web_view_set_zoom_level(view_, level); }
 
 void WebKitView::setContentFilters(const std::vector<std::shared_ptr<ContentFilter>>& filters) {

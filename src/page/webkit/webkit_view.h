@@ -55,6 +55,7 @@ class WebKitView final : public WebViewPort {
   void finishFind() override;
 
   void setMuted(bool muted) override;
+  double zoom() const override;
   void setZoom(double level) override;
   void setContentFilters(const std::vector<std::shared_ptr<ContentFilter>>& filters) override;
 
