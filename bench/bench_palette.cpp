@@ -11,6 +11,7 @@
 #include "core/browser.h"
 #include "stores/history.h"
 #include "support/fake_web_view.h"
+#include "support/busy_browser.h"
 #include "support/history_fixture.h"
 #include "support/temp_home.h"
 #include "support/virtual_scheduler.h"
@@ -55,26 +56,13 @@ int main() {
     return 1;
   }
 
-  // Tabs and pins are sites from the same history, the most visited ones
-  // first, as a user's open tabs would be.
-  std::stable_sort(entries.begin(), entries.end(), [](auto& a, auto& b) { return a.visits > b.visits; });
-  auto populate = [&](Browser& browser) {
-    browser.settleBlockLists();
-    for (size_t i = 0; i < kTabs + kPins; ++i) {
-      const auto& entry = entries[i * 7];
-      engine.titles[entry.url.str()] = entry.title;
-      auto page = browser.makePage(false);
-      page->load(entry.url);
-      browser.add(page, false);
-      if (i >= kTabs) browser.pin(page);
-    }
-    return browser.pages->size() == kTabs && browser.pins->size() == kPins;
-  };
   Browser browser(engine, scheduler);
   browser.attach(history);
   // The same tabs and pins without a history: what the palette's own part costs.
   Browser bare(engine, scheduler);
-  if (!populate(browser) || !populate(bare)) return 1;
+  if (!test::openBusiestSites(browser, engine, entries, kTabs, kPins) ||
+      !test::openBusiestSites(bare, engine, entries, kTabs, kPins))
+    return 1;
 
   std::vector<double> keystrokes, resultTimes, completionTimes, historyTimes, ownTimes;
   size_t rows = 0, completions = 0;

@@ -17,6 +17,7 @@
 #include "palette/gtk/palette_view.h"
 #include "stores/history.h"
 #include "support/fake_web_view.h"
+#include "support/busy_browser.h"
 #include "support/history_fixture.h"
 #include "support/temp_home.h"
 
@@ -78,18 +79,8 @@ int main() {
   }
 
   Browser browser(engine, scheduler);
-  browser.settleBlockLists();
   browser.attach(history);
-  // Tabs and pins are the history's busiest sites, as a user's would be.
-  std::stable_sort(entries.begin(), entries.end(), [](auto& a, auto& b) { return a.visits > b.visits; });
-  for (size_t i = 0; i < kTabs + kPins; ++i) {
-    const auto& entry = entries[i * 7];
-    engine.titles[entry.url.str()] = entry.title;
-    auto page = browser.makePage(false);
-    page->load(entry.url);
-    browser.add(page, false);
-    if (i >= kTabs) browser.pin(page);
-  }
+  if (!test::openBusiestSites(browser, engine, entries, kTabs, kPins)) return 1;
   browser.quickPinCount = 9;
 
   BrowserWindow window(browser);
