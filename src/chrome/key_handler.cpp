@@ -37,6 +37,11 @@ bool handleKey(Browser& browser, const KeyPress& p) {
         browser.selectedResult = std::nullopt;
         return true;
       }
+      // Escape in the page ends finding there too.
+      if (!p.inField && browser.isFinding.get()) {
+        browser.stopFinding();
+        return true;
+      }
       return false;
     default:
       break;
@@ -58,6 +63,15 @@ bool handleKey(Browser& browser, const KeyPress& p) {
         return true;
       }
       return false;
+    case Key::enter:
+      if (p.ctrl || p.super) return false;
+      if (browser.isFinding.get()) {
+        browser.findNext(p.shift);
+        return true;
+      }
+      if (p.shift) return false;
+      browser.submit(p.fieldText, p.alt);
+      return true;
     case Key::tab:
       if (only(p, false, false, false) && browser.isChoosingCommand()) {
         auto rows = browser.results();

@@ -1,4 +1,5 @@
 #pragma once
+#include <string>
 
 namespace quillo {
 
@@ -14,11 +15,14 @@ struct KeyPress {
   bool fieldEmpty = true;
   bool fieldHasSelection = false;
   bool fieldAllSelected = false;
+  // The field's whole text, a completed tail included (Return takes it).
+  std::string fieldText;
 };
 
 // The window's key handling, before the field or the page sees the key.
 // Returns true when the key was used. Keys are only taken from the palette's
 // field: a page keeps "/", Ctrl+C and Shift+Delete for its own text fields.
 bool handleKey(Browser& browser, const KeyPress& press);
+
 
 }  // namespace quillo

@@ -92,7 +92,7 @@ void Browser::wire(const PagePtr& page) {
     auto opener = weak.lock();
     auto opened = makePage(opener && opener->isPrivate());
     add(opened, false);
-    opened->load(url);
+    loadWhenSettled(opened, url);
   };
   page->onClose = [this, weak] {
     if (auto p = weak.lock()) close(p);
@@ -178,6 +178,8 @@ void Browser::showCurrent() {
 }
 
 void Browser::newTab() {
+  stopFinding();
+  scope = std::nullopt;
   selectedResult = std::nullopt;
   query = std::string();
   isComposingNewTab = true;
@@ -259,9 +261,8 @@ void Browser::reopenClosedTab() {
   ClosedTab entry = recentlyClosed->back();
   recentlyClosed.modify([](auto& list) { list.pop_back(); });
   auto page = makePage(false);
-  if (!(entry.navigation && page->webView().restoreSessionState(*entry.navigation) &&
-        (page->webView().goToCurrentItem(), true)))
-    page->load(entry.url);
+  // Loaded by showCurrent, with its back/forward list, once the block lists are in.
+  page->restore(entry.url, "", entry.navigation);
   page->customName = entry.customName;
   isComposingNewTab = false;
   pages.modify([&](auto& list) { list.insert(list.begin() + std::min(entry.position, list.size()), page); });
@@ -302,10 +303,7 @@ void Browser::openIncoming(const std::vector<Url>& urls) {
       continue;
     }
     auto page = makePage(false);
-    if (isBlockListSettled.get())
-      page->load(url);
-    else
-      page->restore(url, "", std::nullopt);  // loads once the block lists are in
+    loadWhenSettled(page, url);
     isComposingNewTab = false;
     add(page, true);
   }
@@ -317,16 +315,20 @@ bool Browser::loadTyped(const std::string& text) {
   if (isComposingNewTab.get() || !current()) {
     auto page = makePage(isComposingNewTab.get() && isComposingPrivateTab.get());
     isComposingNewTab = false;
-    if (isBlockListSettled.get())
-      page->load(*url);
-    else
-      page->restore(*url, "", std::nullopt);
+    loadWhenSettled(page, *url);
     add(page, true);
   } else {
-    current()->load(*url);
+    loadWhenSettled(current(), *url);
     showCurrent();
   }
   return true;
+}
+
+void Browser::loadWhenSettled(const PagePtr& page, const Url& url) {
+  if (isBlockListSettled.get())
+    page->load(url);
+  else
+    page->restore(url, "", std::nullopt);  // showCurrent loads it once the lists are in
 }
 
 // ---- Flash ----

@@ -84,6 +84,8 @@ class Browser {
   // Loads typed text: into a new tab while composing one, else the current page.
   // False when the text resolves to nothing.
   bool loadTyped(const std::string& text);
+  // Loads an address into a page now, or once the block lists are in.
+  void loadWhenSettled(const PagePtr& page, const Url& url);
 
   // ---- Flash messages ----
   Published<std::optional<std::string>> flash;
@@ -142,6 +144,12 @@ class Browser {
   // Submits the field's text: find text while finding, "/history" enters
   // that scope, anything else is loaded as an address or a search.
   void search(const std::string& text);
+  // Return in the palette's field (with Alt: beside). Chooses the active row
+  // when there is one, else submits the field's text. Returns true when the
+  // palette keeps the keyboard (a scope, a new tab being composed, a command
+  // that asked for the field); otherwise the palette closes and the page has
+  // the keyboard again.
+  bool submit(const std::string& fieldText, bool beside = false);
   // Brings the window forward and opens the palette ready for typing.
   void summon();
   // Ctrl+E: closes the palette while it is being edited, else opens it.

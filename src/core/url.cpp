@@ -8,7 +8,6 @@
 
 namespace quillo {
 namespace {
-std::string cstr(const char* s) { return s ? std::string(s) : std::string(); }
 std::string lower(std::string s) {
   for (auto& c : s) c = g_ascii_tolower(c);
   return s;
@@ -30,54 +29,141 @@ Url& Url::operator=(const Url& other) {
   return *this;
 }
 
-std::optional<Url> Url::parse(std::string_view text) {
-  std::string s(text);
-  if (s.empty() || s.size() > UINT32_MAX) return std::nullopt;
-  for (unsigned char c : s)
-    if (c <= 0x20 || c == 0x7f) return std::nullopt;  // no spaces or controls in a URL
-  GError* error = nullptr;
-  GUri* uri = g_uri_parse(s.c_str(), GUriFlags(G_URI_FLAGS_ENCODED | G_URI_FLAGS_NON_DNS), &error);
-  if (!uri) {
-    g_clear_error(&error);
-    return std::nullopt;
+namespace {
+bool isAlpha(char c) { return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z'); }
+bool isDigit(char c) { return c >= '0' && c <= '9'; }
+bool isHex(char c) { return isDigit(c) || (c >= 'a' && c <= 'f') || (c >= 'A' && c <= 'F'); }
+// Schemes whose addresses have a host, as the web's URL rules define them.
+bool isSpecial(std::string_view scheme) {
+  return scheme == "http" || scheme == "https" || scheme == "ws" || scheme == "wss" || scheme == "ftp" ||
+         scheme == "file";
+}
+// Characters a host may never hold (the URL rules' forbidden host code points).
+bool forbiddenInHost(char c) {
+  switch (c) {
+    case '#': case '/': case ':': case '<': case '>': case '?': case '@':
+    case '[': case '\\': case ']': case '^': case '|':
+      return true;
+    default:
+      return false;
   }
-  std::string scheme = lower(cstr(g_uri_get_scheme(uri)));
-  std::string host = cstr(g_uri_get_host(uri));
-  if (host.size() > 2 && host.front() == '[' && host.back() == ']') host = host.substr(1, host.size() - 2);
-  // GLib percent-encodes a typed non-ASCII host ("bücher.de"); keep it readable.
-  if (host.find('%') != std::string::npos) {
-    std::unique_ptr<char, decltype(&g_free)> decoded(g_uri_unescape_string(host.c_str(), nullptr), g_free);
-    if (decoded && g_utf8_validate(decoded.get(), -1, nullptr)) host = decoded.get();
-  }
-  Url url;
-  url.text_ = std::move(s);
-  url.port_ = g_uri_get_port(uri);
-  url.hasQuery_ = g_uri_get_query(uri) != nullptr;
-  url.hasFragment_ = g_uri_get_fragment(uri) != nullptr;
-  const std::string parts[kPartCount] = {scheme, host, cstr(g_uri_get_path(uri)), cstr(g_uri_get_query(uri)),
-                                         cstr(g_uri_get_fragment(uri))};
-  g_uri_unref(uri);
-  if (scheme.empty()) return std::nullopt;
+}
+}  // namespace
 
-  // Each part is looked for in the text after the one before it; any place
-  // with the same bytes will do. What the parser changed is kept apart.
+// Splits the text the way the engine reads addresses (the web's URL rules),
+// not the way a strict RFC 3986 parser would: a stray "%" in a path or query,
+// non-ASCII text and characters such as "|" stay as typed, because the engine
+// reports such addresses as they are and they must survive a round trip
+// through every file. Only what cannot be an address at all is refused.
+std::optional<Url> Url::parse(std::string_view text) {
+  if (text.empty() || text.size() > UINT32_MAX) return std::nullopt;
+  for (unsigned char c : text)
+    if (c <= 0x20 || c == 0x7f) return std::nullopt;  // no spaces or controls in a URL
+
+  // scheme ":" with the scheme a letter then letters, digits, "+", "-", ".".
+  if (!isAlpha(text[0])) return std::nullopt;
+  size_t colon = 1;
+  while (colon < text.size() && (isAlpha(text[colon]) || isDigit(text[colon]) || text[colon] == '+' ||
+                                 text[colon] == '-' || text[colon] == '.'))
+    ++colon;
+  if (colon >= text.size() || text[colon] != ':') return std::nullopt;
+  const std::string scheme = lower(std::string(text.substr(0, colon)));
+  const bool special = isSpecial(scheme);
+  auto isEndOfAuthority = [&](char c) { return c == '/' || c == '?' || c == '#' || (special && c == '\\'); };
+
+  Url url;
+  url.text_ = std::string(text);
   std::string changed;
-  std::size_t from = 0;
-  for (int p = 0; p < kPartCount; ++p) {
-    const std::string& value = parts[p];
-    Place& place = url.parts_[p];
-    place.size = uint32_t(value.size());
-    if (value.empty()) continue;
-    auto at = url.text_.find(value, from);
-    if (at == std::string::npos) at = url.text_.find(value);
-    if (at != std::string::npos) {
-      place.at = uint32_t(at);
-      from = at + value.size();
-    } else {
-      place.at = uint32_t(changed.size());
-      changed += value;
-      url.changedParts_ |= uint8_t(1u << p);
+  auto place = [&](Part p, size_t at, size_t size) {
+    url.parts_[p] = Place{uint32_t(at), uint32_t(size)};
+  };
+  auto placeChanged = [&](Part p, const std::string& value) {
+    url.parts_[p] = Place{uint32_t(changed.size()), uint32_t(value.size())};
+    changed += value;
+    url.changedParts_ |= uint8_t(1u << p);
+  };
+  if (scheme == text.substr(0, colon))
+    place(kScheme, 0, colon);
+  else
+    placeChanged(kScheme, scheme);
+
+  size_t at = colon + 1;
+  const bool hasAuthority = text.substr(at, 2) == "//" || (special && text.substr(at, 2) == "\\\\");
+  if (special && scheme != "file" && !hasAuthority) return std::nullopt;  // "http:x" is too odd to take
+  if (hasAuthority) {
+    at += 2;
+    size_t end = at;
+    while (end < text.size() && !isEndOfAuthority(text[end])) ++end;
+    std::string_view authority = text.substr(at, end - at);
+    size_t hostAt = at;
+    if (auto user = authority.rfind('@'); user != std::string_view::npos) {
+      hostAt += user + 1;
+      authority.remove_prefix(user + 1);
     }
+    std::string_view host = authority, port;
+    if (!authority.empty() && authority.front() == '[') {
+      auto close = authority.find(']');
+      if (close == std::string_view::npos) return std::nullopt;
+      host = authority.substr(1, close - 1);
+      ++hostAt;
+      std::string_view rest = authority.substr(close + 1);
+      if (!rest.empty()) {
+        if (rest.front() != ':') return std::nullopt;
+        port = rest.substr(1);
+      }
+      for (char c : host)
+        if (!isHex(c) && c != ':' && c != '.') return std::nullopt;
+      if (host.empty()) return std::nullopt;
+    } else {
+      if (auto portColon = authority.find(':'); portColon != std::string_view::npos) {
+        host = authority.substr(0, portColon);
+        port = authority.substr(portColon + 1);
+      }
+      for (size_t i = 0; i < host.size(); ++i) {
+        if (forbiddenInHost(host[i])) return std::nullopt;
+        if (host[i] == '%' && !(i + 2 < host.size() && isHex(host[i + 1]) && isHex(host[i + 2])))
+          return std::nullopt;
+      }
+    }
+    if (special && scheme != "file" && host.empty()) return std::nullopt;
+    if (!port.empty()) {
+      if (port.size() > 5) return std::nullopt;
+      int value = 0;
+      for (char c : port) {
+        if (!isDigit(c)) return std::nullopt;
+        value = value * 10 + (c - '0');
+      }
+      if (value > 65535) return std::nullopt;
+      url.port_ = value;
+    }
+    // Hosts compare in lower case; an encoded non-ASCII name reads as itself.
+    std::string readable(host);
+    if (readable.find('%') != std::string::npos) {
+      std::unique_ptr<char, decltype(&g_free)> decoded(g_uri_unescape_string(readable.c_str(), nullptr), g_free);
+      if (decoded && g_utf8_validate(decoded.get(), -1, nullptr)) readable = decoded.get();
+    }
+    readable = lower(std::move(readable));
+    if (readable == host)
+      place(kHost, hostAt, host.size());
+    else
+      placeChanged(kHost, readable);
+    at = end;
+  }
+  // Path, then "?" query, then "#" fragment.
+  size_t hash = text.find('#', at);
+  size_t question = text.find('?', at);
+  if (question != std::string_view::npos && hash != std::string_view::npos && question > hash)
+    question = std::string_view::npos;
+  const size_t pathEnd = question != std::string_view::npos ? question : hash != std::string_view::npos ? hash : text.size();
+  place(kPath, at, pathEnd - at);
+  if (question != std::string_view::npos) {
+    url.hasQuery_ = true;
+    const size_t queryEnd = hash != std::string_view::npos ? hash : text.size();
+    place(kQuery, question + 1, queryEnd - question - 1);
+  }
+  if (hash != std::string_view::npos) {
+    url.hasFragment_ = true;
+    place(kFragment, hash + 1, text.size() - hash - 1);
   }
   if (!changed.empty()) url.changed_ = std::make_unique<const std::string>(std::move(changed));
   return url;
@@ -107,16 +193,8 @@ Url Url::withQueryItem(std::string_view name, std::string_view value) const {
     std::unique_ptr<char, decltype(&g_free)> e(g_uri_escape_string(std::string(v).c_str(), nullptr, FALSE), g_free);
     return std::string(e.get());
   };
-  std::string text = scheme() + "://";
-  GUri* uri = g_uri_parse(text_.c_str(), G_URI_FLAGS_ENCODED, nullptr);
-  if (uri) {
-    std::unique_ptr<char, decltype(&g_free)> base(
-        g_uri_join(G_URI_FLAGS_ENCODED, g_uri_get_scheme(uri), g_uri_get_userinfo(uri), g_uri_get_host(uri),
-                   g_uri_get_port(uri), g_uri_get_path(uri), nullptr, nullptr),
-        g_free);
-    text = base.get();
-    g_uri_unref(uri);
-  }
+  const Place& path = parts_[kPath];
+  std::string text = text_.substr(0, path.at + path.size);
   text += "?" + escape(name) + "=" + escape(value);
   if (hasFragment_) text += "#" + fragment();
   return *parse(text);
@@ -124,15 +202,10 @@ Url Url::withQueryItem(std::string_view name, std::string_view value) const {
 
 Url Url::deletingLastPathComponent() const {
   std::string p = path();
-  const std::string scheme = this->scheme(), host = this->host();
   while (p.size() > 1 && p.back() == '/') p.pop_back();
   auto slash = p.rfind('/');
   p = slash == std::string::npos ? "/" : p.substr(0, slash + 1);
-  std::unique_ptr<char, decltype(&g_free)> joined(
-      g_uri_join(G_URI_FLAGS_ENCODED, scheme.c_str(), nullptr,
-                 host.empty() ? (scheme == "file" ? "" : nullptr) : host.c_str(), port_, p.c_str(), nullptr, nullptr),
-      g_free);
-  auto result = parse(joined.get());
+  auto result = parse(text_.substr(0, parts_[kPath].at) + p);
   return result ? *result : *this;
 }
 

@@ -303,6 +303,7 @@ void Browser::leaveScope() {
 }
 
 void Browser::showCommands() {
+  stopFinding();
   cycleIndex = std::nullopt;
   scope = std::nullopt;
   addressBarPrefill = std::string("/");
@@ -315,6 +316,7 @@ void Browser::summon() {
 }
 
 void Browser::openPalette() {
+  stopFinding();
   cycleIndex = std::nullopt;
   scope = std::nullopt;
   selectedResult = std::nullopt;
@@ -324,10 +326,13 @@ void Browser::openPalette() {
 }
 
 void Browser::toggleBar() {
-  if (chrome.isHeldOpen.get()) {
+  // While finding, the field is the find field: Ctrl+E turns it into the palette.
+  if (chrome.isHeldOpen.get() && !isFinding.get()) {
     if (isComposingNewTab.get()) {
       cancelNewTab();
     } else {
+      stopFinding();
+      scope = std::nullopt;
       query = std::string();
       selectedResult = std::nullopt;
       showCurrent();
@@ -355,9 +360,39 @@ void Browser::search(const std::string& text) {
   loadTyped(text);
 }
 
+bool Browser::submit(const std::string& fieldText, bool beside) {
+  const int focusRequests = addressBarFocusRequests.get();
+  const bool searching = isSearching();
+  const auto rows = searching ? results() : restingItems();
+  const auto active = searching ? activeResult() : selectedResult.get();
+  bool changesInPlace = false;
+  if (active && *active >= 0 && size_t(*active) < rows.size()) {
+    const auto& row = rows[size_t(*active)];
+    // A permission walks its decision and a download shows its file: the
+    // list they belong to stays.
+    changesInPlace = row.kind() == PaletteItem::Kind::permission || row.kind() == PaletteItem::Kind::download;
+    choose(row, beside);
+  } else if (!palette::trimSpaces(fieldText).empty()) {
+    search(fieldText);
+  } else if (isComposingNewTab.get() || scope.get()) {
+    return true;  // nothing to open yet
+  }
+  // Whatever stays in the palette keeps the keyboard there.
+  if (changesInPlace || addressBarFocusRequests.get() != focusRequests || isComposingNewTab.get() ||
+      isChoosingSplitPartner.get() || isEditingInList() || isFinding.get())
+    return true;
+  scope = std::nullopt;
+  query = std::string();
+  selectedResult = std::nullopt;
+  showCurrent();
+  return false;
+}
+
 // ---- Choosing and opening rows ----
 
 void Browser::choose(const PaletteItem& item, bool beside) {
+  // Until something can show a page beside this one, beside opens as usual.
+  if (!features.showBeside) beside = false;
   if (!isChoosingSplitPartner.get() && !beside) {
     open(item);
     return;

@@ -123,6 +123,7 @@ void Browser::togglePinForCurrentTab() {
 void Browser::openPin(int number) {
   int numbered = std::min(quickPinCount.get(), int(pins->size()));
   if (number < 1 || number > numbered) return;
+  stopFinding();
   select(livePage(Pin(pins.get()[size_t(number - 1)])));
 }
 

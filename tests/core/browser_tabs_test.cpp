@@ -271,14 +271,63 @@ TEST_F(BrowserTabs, IncomingLinksSelectOpenTabsOrOpenNewOnes) {
   EXPECT_EQ(fileView.readAccessFolder->str(), "file:///tmp/docs/");
 }
 
+// Every way a page can start loading waits for the block lists: nothing may
+// reach a tracker before they are in.
 TEST_F(BrowserTabs, PagesHoldTheirFirstLoadUntilTheBlockListsSettle) {
   Browser starting(engine, scheduler);
+  auto loadsSoFar = [&] {
+    size_t count = 0;
+    for (auto& page : starting.pages.get()) count += view(page).loads.size();
+    return count;
+  };
   starting.openIncoming({*Url::parse("https://a.example/")});
   auto page = starting.current();
-  EXPECT_TRUE(view(page).loads.empty());
+  EXPECT_TRUE(starting.loadTyped("typed.example/x?q=50%off")) << "typed into the current tab";
+  ASSERT_TRUE(page->openInBackground);
+  page->openInBackground(*Url::parse("https://background.example/"));
+  starting.newTab();
+  EXPECT_TRUE(starting.loadTyped("new.example"));
+  auto closing = starting.current();
+  starting.close(closing);
+  starting.reopenClosedTab();
+  EXPECT_EQ(loadsSoFar(), 0u) << "nothing loads before the lists are in";
+  EXPECT_EQ(starting.pages->size(), 3u);
+
   starting.settleBlockLists();
+  auto current = starting.current();
+  ASSERT_EQ(view(current).loads.size(), 1u) << "the page on screen loads";
+  EXPECT_EQ(view(current).loads[0].str(), "https://new.example");
+  starting.select(page);
   ASSERT_EQ(view(page).loads.size(), 1u);
-  EXPECT_EQ(view(page).loads[0].str(), "https://a.example/");
+  EXPECT_EQ(view(page).loads[0].str(), "https://typed.example/x?q=50%off") << "the typed address, byte for byte";
+}
+
+// Find belongs to the field until the palette is opened for anything else.
+TEST_F(BrowserTabs, OpeningThePaletteForAnythingElseEndsFinding) {
+  auto a = open("https://a.example/");
+  auto finding = [&] {
+    browser.startFinding();
+    EXPECT_TRUE(browser.isFinding.get());
+  };
+  finding();
+  browser.toggleBar();
+  EXPECT_FALSE(browser.isFinding.get()) << "Ctrl+E";
+  EXPECT_FALSE(view(a).findActive);
+  finding();
+  browser.newTab();
+  EXPECT_FALSE(browser.isFinding.get()) << "Ctrl+T";
+  browser.cancelNewTab();
+  finding();
+  browser.newPrivateTab();
+  EXPECT_FALSE(browser.isFinding.get()) << "Ctrl+Shift+N";
+  browser.cancelNewTab();
+  finding();
+  browser.showCommands();
+  EXPECT_FALSE(browser.isFinding.get()) << "\"/\"";
+  browser.pin(a);
+  finding();
+  browser.openPin(1);
+  EXPECT_FALSE(browser.isFinding.get()) << "a pin key";
 }
 
 TEST_F(BrowserTabs, TypedTextLoadsInANewTabWhileComposing) {

@@ -104,6 +104,66 @@ TEST_F(Commands, SubmittingTextLoadsItUnlessItNamesAScope) {
   EXPECT_EQ(browser->pages->size(), 2u) << "composing a new tab opens it in a new page";
 }
 
+// Return in the field: the active row when there is one, else the text.
+TEST_F(Commands, ReturnChoosesTheActiveRowElseSubmitsTheText) {
+  auto alpha = open("https://alpha.example/", "Alpha");
+  auto beta = open("https://beta.example/", "Beta");
+
+  type("alpha");
+  EXPECT_EQ(browser->activeResult(), std::nullopt) << "a plain search highlights nothing";
+  browser->selectedResult = 0;  // Down
+  EXPECT_FALSE(browser->submit("alpha")) << "the palette closes";
+  EXPECT_EQ(browser->current(), alpha) << "the highlighted tab, not a search for its title";
+  EXPECT_EQ(browser->query.get(), "");
+  EXPECT_EQ(browser->selectedResult.get(), std::nullopt);
+
+  type("alpha");
+  EXPECT_FALSE(browser->submit("alpha"));
+  EXPECT_EQ(alpha->url.get()->queryItem("q"), "alpha") << "nothing highlighted: the words are searched";
+
+  // The resting list: Down moves onto a row, Return opens it.
+  type("");
+  auto rows = browser->restingItems();
+  auto at = std::find_if(rows.begin(), rows.end(), [&](auto& row) { return row.tab() && *row.tab() == beta; });
+  browser->selectedResult = int(at - rows.begin());
+  browser->submit("alpha.example");
+  EXPECT_EQ(browser->current(), beta);
+
+  // Commands: the first listed runs, scopes keep the keyboard.
+  browser->close(alpha);
+  type("/reopen");
+  EXPECT_FALSE(browser->submit("/reopen"));
+  ASSERT_EQ(browser->pages->size(), 2u) << "the closed tab is back";
+  type("/");
+  EXPECT_TRUE(browser->submit("/"));
+  EXPECT_EQ(browser->scope.get(), PaletteCommand::login) << "\"/\" alone: the first command";
+  browser->leaveScope();
+  type("/hist");
+  EXPECT_TRUE(browser->submit("/hist"));
+  EXPECT_EQ(browser->scope.get(), PaletteCommand::history);
+
+  // In a scope the first row is active: Return on a history row loads it.
+  remember({entry("https://gamma.example/page", "Gamma")});
+  type("gamma");
+  EXPECT_FALSE(browser->submit("gamma"));
+  EXPECT_EQ(browser->scope.get(), std::nullopt) << "leaving the list for the page";
+  EXPECT_EQ(browser->current()->url.get(), url("https://gamma.example/page"));
+
+  // Composing with nothing typed: Return keeps composing.
+  browser->newTab();
+  EXPECT_TRUE(browser->submit(""));
+  EXPECT_TRUE(browser->isComposingNewTab.get());
+  type("delta.example");
+  EXPECT_FALSE(browser->submit("delta.example"));
+  EXPECT_EQ(browser->current()->url.get(), url("https://delta.example")) << "a new tab loads it";
+
+  // Alt+Return with nothing to show beside opens like Return.
+  type("beta");
+  browser->selectedResult = 0;
+  browser->submit("beta", true);
+  EXPECT_EQ(browser->current(), beta);
+}
+
 TEST_F(Commands, OpeningEachKindOfRow) {
   auto pin = pinned("https://pinned.example/", "Pinned");
   browser->close(browser->pinnedPages.at(pin.id));

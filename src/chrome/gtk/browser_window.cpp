@@ -255,11 +255,13 @@ bool BrowserWindow::onKeyPressed(guint keyval, guint, Gdk::ModifierType state) {
   auto& entry = addressBar_.entry();
   auto* focus = get_focus();
   press.inField = focus && (focus == &entry || focus->is_ancestor(entry));
-  auto text = entry.get_text();
-  press.fieldEmpty = text.empty();
+  press.fieldText = entry.get_text();
+  press.fieldEmpty = press.fieldText.empty();
   int start = 0, end = 0;
   press.fieldHasSelection = entry.get_selection_bounds(start, end) && start != end;
-  press.fieldAllSelected = press.fieldHasSelection && start == 0 && end == int(text.size());
+  // Selection bounds count characters, not bytes.
+  press.fieldAllSelected = press.fieldHasSelection && start == 0 &&
+                           end == int(g_utf8_strlen(press.fieldText.c_str(), -1));
   return handleKey(browser_, press);
 }
 

@@ -37,6 +37,10 @@ AddressBar::AddressBar(Browser& browser) : Gtk::Box(Gtk::Orientation::VERTICAL),
   connections_.push_back(focus->signal_enter().connect([this] { onFocusChanged(true); }));
   connections_.push_back(focus->signal_leave().connect([this] { onFocusChanged(false); }));
   entry_.add_controller(focus);
+  auto click = Gtk::GestureClick::create();
+  click->set_propagation_phase(Gtk::PropagationPhase::CAPTURE);
+  click->signal_pressed().connect([this](int, double, double) { onPressed(); });
+  entry_.add_controller(click);
 
   auto refreshAll = [this] { refresh(); };
   connections_.push_back(browser_.currentPageChanged.connect(refreshAll));
@@ -157,6 +161,14 @@ void AddressBar::honourFocusRequest() {
 
 void AddressBar::onFocusChanged(bool focused) {
   focused_ = focused;
+  if (focused && clickedIn_) {
+    // A click opens the palette afresh, as Ctrl+E does, minus the selection.
+    clickedIn_ = false;
+    browser_.stopFinding();
+    browser_.scope = std::nullopt;
+    browser_.selectedResult = std::nullopt;
+    browser_.query = std::string();
+  }
   browser_.chrome.isHeldOpen = focused;
   if (!focused) {
     // Leaving the field abandons what was typed, as in any browser's bar.
@@ -180,7 +192,9 @@ void AddressBar::onFocusChanged(bool focused) {
 void AddressBar::onChanged() {
   if (settingText_) return;
   std::string text = entry_.get_text();
-  bool added = text.size() > typedText_.size() && !deleting_;
+  // Text was added when it grew, or when typing replaced a selection (the
+  // first letter over the selected address): not when it only lost its end.
+  bool added = !deleting_ && (text.size() > typedText_.size() || typedText_.rfind(text, 0) != 0);
   typedText_ = text;
   if (browser_.isFinding.get()) {
     browser_.find(text);
@@ -210,14 +224,28 @@ void AddressBar::complete() {
 }
 
 void AddressBar::onActivate() {
-  std::string text = entry_.get_text();
+  // Return reaches the window's key handling first; this covers the rest
+  // (an input method, an activation from assistive technology).
   if (browser_.isFinding.get()) {
     browser_.findNext(false);
     return;
   }
-  if (text.empty()) return;
-  browser_.search(text);
-  if (browser_.current()) browser_.current()->webView().focus();
+  browser_.submit(entry_.get_text());
+}
+
+void AddressBar::onPressed() {
+  // A click into the idle field edits the full address: put it in before the
+  // field places the caret, so the caret lands where the click was, on the
+  // address the user sees, with nothing selected.
+  if (focused_ || entry_.has_focus()) return;
+  if (browser_.isComposingNewTab.get() || browser_.isFinding.get()) return;
+  auto page = browser_.current();
+  if (!page || !page->savedURL()) return;
+  settingText_ = true;
+  entry_.set_text(page->savedURL()->str());
+  settingText_ = false;
+  typedText_ = entry_.get_text();
+  clickedIn_ = true;
 }
 
 bool AddressBar::onKeyPressed(guint keyval, guint, Gdk::ModifierType state) {

@@ -30,6 +30,7 @@ class AddressBar : public Gtk::Box {
  private:
   void onChanged();
   void onActivate();
+  void onPressed();
   bool onKeyPressed(guint keyval, guint keycode, Gdk::ModifierType state);
   void onFocusChanged(bool focused);
   void honourFocusRequest();
@@ -44,6 +45,7 @@ class AddressBar : public Gtk::Box {
   bool focused_ = false;
   bool deleting_ = false;
   bool selectAllOnFocus_ = false;
+  bool clickedIn_ = false;
   std::optional<std::string> pendingPrefill_;
   std::vector<sigc::connection> connections_;
   sigc::connection selectTail_;
