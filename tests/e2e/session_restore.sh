@@ -27,7 +27,8 @@ s.serve_forever()
 PY
 python3 "$work/server.py" "$work/requests.log" "$work/port" &
 for _ in $(seq 100); do [ -s "$work/port" ] && break; sleep 0.1; done
-url="http://127.0.0.1:$(cat "$work/port")/page.html"
+# A stray "%" as real sites have them: it must arrive and be kept as sent.
+url="http://127.0.0.1:$(cat "$work/port")/page.html?q=50%off"
 # Block-list updates come from here too: no test reaches the internet.
 export QUILLO_EASYPRIVACY_URL="http://127.0.0.1:$(cat "$work/port")/easyprivacy.txt"
 

@@ -66,35 +66,6 @@ TEST_F(HistoryTest, RecentListsNewestFirstUpToTheLimit) {
 }
 
 // The bounded selection must give exactly what sorting everything would.
-TEST_F(HistoryTest, TopSelectionAgreesWithAFullSortOnARealisticHistory) {
-  auto entries = realisticHistory(5000, 7, now());
-  auto& h = openWith(entries);
-  ASSERT_EQ(h.size(), entries.size());
-  auto t = now();
-  for (std::string query : {"rust", "github.com", "news html", "wiki", "e", "café", "zzz-not-there"}) {
-    auto words = History::words(query);
-    std::vector<HistoryEntry> expected;
-    for (const auto& e : entries) {
-      auto hay = foldCase(e.title + " " + e.url.str());
-      if (std::all_of(words.begin(), words.end(), [&](const auto& w) { return hay.find(w) != std::string::npos; }))
-        expected.push_back(e);
-    }
-    auto byRecency = expected;
-    std::sort(byRecency.begin(), byRecency.end(), [](auto& a, auto& b) { return a.lastVisited > b.lastVisited; });
-    byRecency.resize(std::min<size_t>(byRecency.size(), 12));
-    EXPECT_EQ(urls(h.recent(query, 12)), urls(byRecency)) << query;
-
-    auto byFrecency = expected;
-    std::sort(byFrecency.begin(), byFrecency.end(),
-              [&](auto& a, auto& b) { return History::frecency(a, t) > History::frecency(b, t); });
-    auto found = h.matches(query, 12);
-    ASSERT_EQ(found.size(), std::min<size_t>(expected.size(), 12)) << query;
-    // Scores may tie, so compare scores rather than addresses.
-    for (size_t i = 0; i < found.size(); ++i)
-      EXPECT_DOUBLE_EQ(History::frecency(found[i], t), History::frecency(byFrecency[i], t)) << query << " #" << i;
-  }
-}
-
 // Retitling and removing leave old haystack bytes behind until the store
 // repacks them; searches must see only the current titles throughout.
 TEST_F(HistoryTest, SearchFollowsNewTitlesAndRemovals) {

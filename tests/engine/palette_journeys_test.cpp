@@ -1,0 +1,313 @@
+// Journeys: the real window on the real engine, driven only by key presses
+// and clicks (xdotool under Xvfb), checked by what a user would see: the page
+// on screen, the field's text and focus, the rows read through their
+// accessible names, and the files written.
+#include <glib.h>
+
+#include <fstream>
+#include <sstream>
+
+#include "core/app_support.h"
+#include "engine/support/journey.h"
+
+namespace quillo::test {
+namespace {
+
+using namespace std::chrono_literals;
+
+std::string readFile(const std::filesystem::path& path) {
+  std::ifstream in(path);
+  std::stringstream text;
+  text << in.rdbuf();
+  return text.str();
+}
+
+class PaletteJourney : public Journey {
+ protected:
+  // Three tabs, Gamma on screen, Beta behind it, Alpha last.
+  void SetUp() override {
+    Journey::SetUp();
+    if (IsSkipped() || HasFatalFailure()) return;
+    alpha = openPage("/alpha.html");
+    beta = openPage("/beta.html");
+    gamma = openPage("/gamma.html");
+  }
+  void openPalette() {
+    key("ctrl+e");
+    ASSERT_TRUE(waitFor([&] { return fieldHasFocus() && listShown(); })) << "Ctrl+E opens the palette";
+  }
+  bool onPage(const std::string& path) {
+    return waitFor([&] { return address() == url(path) && pageHasFocus() && !listShown(); });
+  }
+  std::string row(const std::string& title) { return title + ", 127.0.0.1"; }
+
+  PagePtr alpha, beta, gamma;
+};
+
+TEST_F(PaletteJourney, ReturnOpensTheHighlightedTabAndAltReturnToo) {
+  openPalette();
+  EXPECT_TRUE(highlightIs(row("Gamma page"))) << "the current tab is lit at rest";
+  type("alpha");
+  ASSERT_TRUE(waitFor([&] { return rowShown(row("Alpha page")); })) << fieldText();
+  key("Down");
+  ASSERT_TRUE(waitFor([&] { return highlightIs(row("Alpha page")); }));
+  key("Return");
+  EXPECT_TRUE(onPage("/alpha.html")) << "the tab row, not a search for its title: " << address();
+  EXPECT_EQ(browser->pages->size(), 3u);
+  EXPECT_EQ(fieldText(), "127.0.0.1") << "the idle field shows the short address";
+
+  openPalette();
+  type("beta");
+  key("Down");
+  key("alt+Return");
+  EXPECT_TRUE(onPage("/beta.html")) << "beside opens like Return while nothing can be beside";
+
+  // Nothing highlighted in a plain search: the words are searched for.
+  openPalette();
+  type("zebra crossing");
+  key("Return");
+  EXPECT_TRUE(waitFor([&] { return address().find("q=zebra") != std::string::npos; })) << address();
+}
+
+TEST_F(PaletteJourney, CommandsRunAndScopesKeepTheKeyboard) {
+  key("ctrl+w");
+  ASSERT_TRUE(waitFor([&] { return browser->pages->size() == 2 && address() == url("/beta.html"); }));
+
+  openPalette();
+  type("/reopen");
+  EXPECT_EQ(caption(), "Commands · Tab or Return to open");
+  ASSERT_TRUE(waitFor([&] { return highlightIs("Reopen closed tab"); }));
+  key("Return");
+  EXPECT_TRUE(onPage("/gamma.html")) << "the closed tab is back";
+  EXPECT_EQ(browser->pages->size(), 3u);
+  EXPECT_EQ(browser->pages.get()[2]->savedURL()->str(), url("/gamma.html")) << "at its old place";
+
+  openPalette();
+  key("slash");
+  ASSERT_TRUE(waitFor([&] { return fieldText() == "/" && highlightIs("Fill a login from 1Password"); }));
+  EXPECT_EQ(browser->results().size(), 15u);
+  key("Return");
+  ASSERT_TRUE(waitFor([&] { return browser->scope.get() == PaletteCommand::login; }));
+  EXPECT_TRUE(fieldHasFocus()) << "the scope takes the keyboard";
+  EXPECT_EQ(fieldText(), "");
+  EXPECT_EQ(window->addressBar().entry().get_placeholder_text(), "Find a login");
+  key("Escape");
+  EXPECT_TRUE(onPage("/gamma.html")) << "Escape closes the scope and gives the page the keyboard";
+  EXPECT_EQ(browser->scope.get(), std::nullopt);
+
+  // Tab enters a scope as Return does.
+  openPalette();
+  type("/pins");
+  key("Tab");
+  ASSERT_TRUE(waitFor([&] { return browser->scope.get() == PaletteCommand::pins && fieldHasFocus(); }));
+  key("Escape");
+  EXPECT_TRUE(onPage("/gamma.html"));
+}
+
+TEST_F(PaletteJourney, AScopeIsTypedIntoAndLeftWithBackspaceAndEscape) {
+  // Alpha holds a text field: typed letters must not land in it.
+  openPalette();
+  type("alpha");
+  key("Down");
+  key("Return");
+  ASSERT_TRUE(onPage("/alpha.html"));
+  ASSERT_EQ(pageScript(alpha, "document.getElementById('field').focus(); document.activeElement.id"), "field");
+
+  openPalette();
+  type("/history");
+  key("Return");
+  ASSERT_TRUE(waitFor([&] { return browser->scope.get() == PaletteCommand::history && fieldHasFocus(); }));
+  EXPECT_EQ(caption(), "History · newest first · Shift+Delete remove · Ctrl+C copy address");
+  type("gam");
+  ASSERT_TRUE(waitFor([&] { return fieldText() == "gam" && rowShown(row("Gamma page")); })) << fieldText();
+  EXPECT_EQ(pageScript(alpha, "document.getElementById('field').value"), "") << "nothing typed into the page";
+
+  // Escape twice: first the highlight, then the palette.
+  key("Down");
+  ASSERT_TRUE(waitFor([&] { return browser->selectedResult.get().has_value(); }));
+  key("Escape");
+  ASSERT_TRUE(waitFor([&] { return !browser->selectedResult.get(); }));
+  EXPECT_EQ(browser->scope.get(), PaletteCommand::history) << "the first Escape only drops the highlight";
+  EXPECT_TRUE(fieldHasFocus());
+
+  key("BackSpace BackSpace BackSpace");
+  ASSERT_TRUE(waitFor([&] { return fieldText().empty(); }));
+  EXPECT_EQ(browser->scope.get(), PaletteCommand::history) << "emptying the field stays in the scope";
+  key("BackSpace");
+  ASSERT_TRUE(waitFor([&] { return !browser->scope.get() && fieldText() == "/history"; })) << fieldText();
+  EXPECT_TRUE(fieldHasFocus()) << "back on the command line, the command still typed";
+  key("Return");
+  ASSERT_TRUE(waitFor([&] { return browser->scope.get() == PaletteCommand::history; })) << "Return re-enters it";
+
+  key("Escape");
+  EXPECT_TRUE(onPage("/alpha.html"));
+}
+
+TEST_F(PaletteJourney, ReturnOnHistoryAndPinRowsAndThePinKeys) {
+  // Gamma leaves the tabs but stays in history.
+  key("ctrl+w");
+  ASSERT_TRUE(waitFor([&] { return browser->pages->size() == 2; }));
+  openPalette();
+  type("gamma");
+  ASSERT_TRUE(waitFor([&] { return rowShown(row("Gamma page")); }));
+  key("Down");
+  key("Return");
+  EXPECT_TRUE(onPage("/gamma.html")) << "the history row loads in the current tab";
+  EXPECT_EQ(browser->pages->size(), 2u);
+
+  key("ctrl+d");
+  ASSERT_TRUE(waitFor([&] { return browser->pins->size() == 1; })) << "Ctrl+D pins the page";
+  openPalette();
+  type("alpha");
+  key("Down");
+  key("Return");
+  ASSERT_TRUE(onPage("/alpha.html"));
+
+  openPalette();
+  type("gamma");
+  ASSERT_TRUE(waitFor([&] { return rowShown(row("Gamma page")); }));
+  key("Down");
+  key("Return");
+  ASSERT_TRUE(onPage("/gamma.html")) << "the pin row opens the pin";
+  ASSERT_TRUE(browser->current()->pinID);
+
+  openPalette();
+  type("alpha");
+  key("Down");
+  key("Return");
+  ASSERT_TRUE(onPage("/alpha.html"));
+  key("ctrl+1");
+  EXPECT_TRUE(onPage("/gamma.html")) << "Ctrl+1 opens the first pin";
+}
+
+TEST_F(PaletteJourney, ClickingIntoTheIdleFieldEditsTheFullAddress) {
+  auto page = openPage("/alpha.html?x=1");
+  ASSERT_TRUE(waitFor([&] { return fieldText() == "127.0.0.1"; })) << fieldText();
+  auto& entry = window->addressBar().entry();
+  click(entry, 40, entry.get_height() / 2.0);
+  ASSERT_TRUE(waitFor([&] { return fieldHasFocus(); }));
+  EXPECT_EQ(fieldText(), url("/alpha.html?x=1")) << "the full address, not the short host";
+  int start = 0, end = 0;
+  const bool selected = entry.get_selection_bounds(start, end) && start != end;
+  EXPECT_FALSE(selected) << "nothing selected: " << start << "-" << end;
+  EXPECT_GT(entry.get_position(), 0) << "the caret where the click was";
+  EXPECT_LT(entry.get_position(), int(fieldText().size()));
+
+  key("End");
+  type("&y=2");
+  ASSERT_TRUE(waitFor([&] { return fieldText() == url("/alpha.html?x=1&y=2"); })) << fieldText();
+  key("Return");
+  EXPECT_TRUE(onPage("/alpha.html?x=1&y=2")) << address();
+  EXPECT_EQ(browser->current(), page) << "edited in place";
+}
+
+TEST_F(PaletteJourney, TheFirstKeyAfterCtrlECompletesFromHistory) {
+  openPalette();
+  auto& entry = window->addressBar().entry();
+  ASSERT_TRUE(waitFor([&] {
+    int start = 0, end = 0;
+    return entry.get_selection_bounds(start, end) && start == 0 && end == int(fieldText().size());
+  })) << "the address is selected, ready to be typed over";
+  EXPECT_EQ(fieldText(), url("/gamma.html"));
+  type("127");
+  ASSERT_TRUE(waitFor([&] {
+    int start = 0, end = 0;
+    return fieldText() == "127.0.0.1" && entry.get_selection_bounds(start, end) && start == 3 && end == 9;
+  })) << "completed inline with the tail selected: " << fieldText();
+  EXPECT_EQ(browser->query.get(), "127") << "the list searches what was typed";
+}
+
+TEST_F(PaletteJourney, FindEndsWhenThePaletteOpensForSomethingElse) {
+  key("ctrl+f");
+  ASSERT_TRUE(waitFor([&] { return browser->isFinding.get() && fieldHasFocus(); }));
+  EXPECT_EQ(caption(), "Find in page · Return for next, Shift+Return for previous");
+  type("gamma");
+  ASSERT_TRUE(waitFor([&] { return browser->findMatched.get() == std::optional<bool>(true); }));
+  click(window->pageOverlay(), 300, 400);
+  ASSERT_TRUE(waitFor([&] { return pageHasFocus(); }));
+  key("ctrl+t");
+  ASSERT_TRUE(waitFor([&] { return browser->isComposingNewTab.get() && fieldHasFocus(); }));
+  EXPECT_FALSE(browser->isFinding.get());
+  EXPECT_EQ(caption(), "New tab · Esc to cancel") << "a new-tab field, not a find field";
+  EXPECT_EQ(fieldText(), "");
+  key("Escape");
+  EXPECT_TRUE(onPage("/gamma.html"));
+
+  // Escape in the page ends finding too.
+  key("ctrl+f");
+  ASSERT_TRUE(waitFor([&] { return browser->isFinding.get(); }));
+  click(window->pageOverlay(), 300, 400);
+  ASSERT_TRUE(waitFor([&] { return pageHasFocus(); }));
+  key("Escape");
+  EXPECT_TRUE(waitFor([&] { return !browser->isFinding.get(); }));
+}
+
+TEST_F(PaletteJourney, TabKeysCloseReopenCycleAndTheSessionFileFollows) {
+  key("ctrl+w");
+  ASSERT_TRUE(waitFor([&] { return browser->pages->size() == 2 && address() == url("/beta.html"); }));
+  key("ctrl+shift+t");
+  ASSERT_TRUE(onPage("/gamma.html"));
+  ASSERT_EQ(browser->pages->size(), 3u);
+
+  // Ctrl held: each Tab moves down the recent tabs; releasing Ctrl chooses.
+  ASSERT_TRUE(xdotool({"keydown", "ctrl"}));
+  key("Tab");
+  ASSERT_TRUE(waitFor([&] { return listShown() && highlightIs(row("Beta page")); }));
+  key("Tab");
+  ASSERT_TRUE(waitFor([&] { return highlightIs(row("Alpha page")); }));
+  EXPECT_EQ(address(), url("/gamma.html")) << "nothing chosen while Ctrl is held";
+  ASSERT_TRUE(xdotool({"keyup", "ctrl"}));
+  EXPECT_TRUE(onPage("/alpha.html"));
+
+  const auto session = AppSupport::file("session.json");
+  ASSERT_TRUE(waitFor(
+      [&] {
+        auto text = readFile(session);
+        return text.find(url("/alpha.html")) < text.find(url("/beta.html")) &&
+               text.find(url("/beta.html")) < text.find(url("/gamma.html")) &&
+               text.find(url("/gamma.html")) != std::string::npos;
+      },
+      5s))
+      << readFile(session);
+}
+
+TEST_F(PaletteJourney, BackForwardAndReloadKeys) {
+  openPalette();
+  type(url("/alpha.html"));
+  key("Return");
+  ASSERT_TRUE(onPage("/alpha.html"));
+  EXPECT_EQ(browser->current(), gamma) << "typed into the current tab";
+  key("ctrl+bracketleft");
+  EXPECT_TRUE(onPage("/gamma.html")) << "Ctrl+[ goes back";
+  key("ctrl+bracketright");
+  EXPECT_TRUE(onPage("/alpha.html")) << "Ctrl+] goes forward";
+  waitLoaded(gamma);
+  const int before = server.count("/alpha.html");
+  key("F5");
+  EXPECT_TRUE(waitFor([&] { return server.count("/alpha.html") == before + 1; })) << "F5 reloads";
+  key("ctrl+i");
+  ASSERT_TRUE(waitFor([&] { return browser->renamingID.get().has_value(); }));
+  type("Reading");
+  key("Return");
+  EXPECT_TRUE(waitFor([&] { return gamma->customName.get() == std::optional<std::string>("Reading"); }))
+      << "Ctrl+I renames the tab";
+}
+
+TEST_F(PaletteJourney, AnAddressWithAStrayPercentIsKeptEverywhere) {
+  const std::string odd = url("/alpha.html?q=50%off");
+  openPalette();
+  type(odd.substr(std::string("http://").size()));
+  key("Return");
+  ASSERT_TRUE(waitFor([&] { return address() == odd && !browser->current()->isLoading.get(); })) << address();
+  EXPECT_TRUE(waitFor([&] { return history->find(*Url::parse(odd)) != nullptr; })) << "in history";
+  EXPECT_TRUE(waitFor([&] { return readFile(AppSupport::file("session.json")).find(odd) != std::string::npos; }, 5s))
+      << "in the session, byte for byte";
+
+  key("ctrl+w");
+  ASSERT_TRUE(waitFor([&] { return browser->pages->size() == 2; }));
+  key("ctrl+shift+t");
+  EXPECT_TRUE(waitFor([&] { return address() == odd; })) << "and in the reopen memory: " << address();
+}
+
+}  // namespace
+}  // namespace quillo::test

@@ -1,0 +1,184 @@
+#include "engine/support/journey.h"
+
+#include <gdk/x11/gdkx.h>
+
+#include <sstream>
+
+#include "engine/support/engine_support.h"
+#include "page/webkit/webkit_engine.h"
+#include "page/webkit/webkit_view.h"
+
+namespace quillo::test {
+
+using namespace std::chrono_literals;
+
+namespace {
+// Dispatches whatever the main loop already holds, without waiting for more.
+void drain() {
+  for (int i = 0; i < 1000 && g_main_context_pending(nullptr); ++i) g_main_context_iteration(nullptr, FALSE);
+}
+}  // namespace
+
+bool xdotool(const std::vector<std::string>& arguments) {
+  std::vector<gchar*> argv{const_cast<gchar*>("xdotool")};
+  for (auto& argument : arguments) argv.push_back(const_cast<gchar*>(argument.c_str()));
+  argv.push_back(nullptr);
+  GPid pid = 0;
+  GError* error = nullptr;
+  if (!g_spawn_async(nullptr, argv.data(), nullptr, GSpawnFlags(G_SPAWN_SEARCH_PATH | G_SPAWN_DO_NOT_REAP_CHILD),
+                     nullptr, nullptr, &pid, &error)) {
+    ADD_FAILURE() << "xdotool: " << error->message;
+    g_error_free(error);
+    return false;
+  }
+  bool exited = false;
+  g_child_watch_add(pid, [](GPid, int, gpointer done) { *static_cast<bool*>(done) = true; }, &exited);
+  if (!runUntil([&] { return exited; }, 20s)) return false;
+  // A round trip to the X server after xdotool's own: every event it caused
+  // is now queued for us; dispatch them.
+  gdk_display_sync(gdk_display_get_default());
+  drain();
+  return true;
+}
+
+void Journey::SetUp() {
+  if (!g_find_program_in_path("xdotool")) GTEST_SKIP() << "xdotool is not installed";
+  // Rows are read through their accessible names, kept by GTK's test backend.
+  const char* a11y = g_getenv("GTK_A11Y");
+  savedA11y_ = a11y ? std::optional<std::string>(a11y) : std::nullopt;
+  g_setenv("GTK_A11Y", "test", TRUE);
+  ensureGtk();
+  server.html("/alpha.html", "<title>Alpha page</title><p>alpha</p><input id=field>");
+  server.html("/beta.html", "<title>Beta page</title><p>beta</p>");
+  server.html("/gamma.html", "<title>Gamma page</title><p>gamma</p>");
+
+  history = std::make_unique<History>(scheduler);
+  ASSERT_TRUE(waitFor([&] { return history->isLoaded(); }));
+  browser = std::make_unique<Browser>(sharedEngine(), scheduler);
+  browser->attach(*history);
+  browser->settleBlockLists();
+  window = std::make_unique<BrowserWindow>(*browser);
+  window->addressBar().completion = [this](const std::string& typed) { return browser->completion(typed); };
+  window->set_default_size(1000, 700);
+  window->present();
+  list = findPaletteList(*window);
+  ASSERT_NE(list, nullptr);
+  ASSERT_TRUE(waitFor([&] { return window->get_mapped() && window->get_width() > 0; }));
+  // Keys go where the pointer is (no window manager): over the window.
+  ASSERT_TRUE(xdotool({"mousemove", "500", "400"}));
+}
+
+void Journey::TearDown() {
+  window.reset();
+  browser.reset();
+  history.reset();
+  drain();
+  if (savedA11y_)
+    g_setenv("GTK_A11Y", savedA11y_->c_str(), TRUE);
+  else
+    g_unsetenv("GTK_A11Y");
+}
+
+void Journey::key(const std::string& keys) {
+  std::vector<std::string> arguments{"key", "--delay", "40"};
+  std::istringstream words(keys);
+  for (std::string word; words >> word;) arguments.push_back(word);
+  ASSERT_TRUE(xdotool(arguments));
+}
+
+void Journey::type(const std::string& text) { ASSERT_TRUE(xdotool({"type", "--delay", "40", text})); }
+
+void Journey::click(Gtk::Widget& widget, double x, double y, int button) {
+  graphene_point_t in = GRAPHENE_POINT_INIT(float(x), float(y)), out;
+  ASSERT_TRUE(gtk_widget_compute_point(widget.gobj(), GTK_WIDGET(window->gobj()), &in, &out));
+  double dx = 0, dy = 0;
+  gtk_native_get_surface_transform(GTK_NATIVE(window->gobj()), &dx, &dy);
+  auto* surface = gtk_native_get_surface(GTK_NATIVE(window->gobj()));
+  ASSERT_TRUE(GDK_IS_X11_SURFACE(surface));
+  const auto xid = gdk_x11_surface_get_xid(surface);
+  ASSERT_TRUE(xdotool({"mousemove", "--window", std::to_string(xid), std::to_string(int(out.x + dx)),
+                       std::to_string(int(out.y + dy)), "click", std::to_string(button)}));
+}
+
+bool Journey::waitFor(const std::function<bool()>& condition, std::chrono::milliseconds timeout) {
+  return runUntil(condition, timeout);
+}
+
+PagePtr Journey::openPage(const std::string& path) {
+  auto page = browser->makePage(false);
+  page->load(*Url::parse(server.url(path)));
+  browser->add(page, true);
+  EXPECT_TRUE(waitLoaded(page)) << path;
+  return page;
+}
+
+bool Journey::waitLoaded(const PagePtr& page) {
+  return waitFor([&] { return !page->isLoading.get() && !page->title.get().empty(); });
+}
+
+std::string Journey::address() const {
+  auto page = browser->current();
+  auto url = page ? page->savedURL() : std::nullopt;
+  return url ? url->str() : std::string();
+}
+
+std::string Journey::title() const {
+  auto page = browser->current();
+  return page ? page->title.get() : std::string();
+}
+
+std::string Journey::fieldText() { return window->addressBar().entry().get_text(); }
+
+std::string Journey::caption() { return window->addressBar().caption(); }
+
+bool Journey::fieldHasFocus() {
+  auto* focus = window->get_focus();
+  auto& entry = window->addressBar().entry();
+  return focus && (focus == &entry || focus->is_ancestor(entry));
+}
+
+bool Journey::pageHasFocus() {
+  auto page = browser->current();
+  auto* view = page ? dynamic_cast<WebKitView*>(&page->webView()) : nullptr;
+  auto* focus = window->get_focus();
+  return view && focus && focus->gobj() == view->widget();
+}
+
+bool Journey::listShown() { return list->get_visible() && list->get_mapped(); }
+
+namespace {
+bool named(GtkWidget* widget, const std::string& name) {
+  char* problem = gtk_test_accessible_check_property(GTK_ACCESSIBLE(widget), GTK_ACCESSIBLE_PROPERTY_LABEL, name.c_str());
+  bool ok = problem == nullptr;
+  g_free(problem);
+  return ok;
+}
+bool findNamed(GtkWidget* root, const std::string& name) {
+  for (GtkWidget* child = gtk_widget_get_first_child(root); child; child = gtk_widget_get_next_sibling(child)) {
+    if (!gtk_widget_get_visible(child)) continue;
+    if ((gtk_test_accessible_has_role(GTK_ACCESSIBLE(child), GTK_ACCESSIBLE_ROLE_LIST_ITEM) ||
+         gtk_test_accessible_has_role(GTK_ACCESSIBLE(child), GTK_ACCESSIBLE_ROLE_BUTTON)) &&
+        named(child, name))
+      return true;
+    if (findNamed(child, name)) return true;
+  }
+  return false;
+}
+}  // namespace
+
+bool Journey::rowShown(const std::string& name) {
+  return listShown() && findNamed(GTK_WIDGET(list->list().gobj()), name);
+}
+
+bool Journey::highlightIs(const std::string& name) {
+  auto* lit = list->highlightedWidget();
+  return listShown() && lit && named(lit->gobj(), name);
+}
+
+std::string Journey::pageScript(const PagePtr& page, const std::string& script) {
+  auto result = evaluateAndWait(page->webView(), script);
+  if (!result.result) return "(no answer: " + result.error + ")";
+  return result.result->is_string() ? result.result->get<std::string>() : result.result->dump();
+}
+
+}  // namespace quillo::test

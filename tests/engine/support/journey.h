@@ -1,0 +1,75 @@
+#pragma once
+#include <gtest/gtest.h>
+#include <gtkmm.h>
+
+#include <chrono>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "chrome/gtk/browser_window.h"
+#include "core/browser.h"
+#include "core/scheduler.h"
+#include "palette/gtk/palette_view.h"
+#include "stores/history.h"
+#include "support/temp_home.h"
+#include "support/test_server.h"
+
+namespace quillo::test {
+
+// Real input, as the X server delivers it: xdotool under Xvfb. Each call
+// waits until xdotool is done and the window has every event it sent,
+// without ever blocking the main loop (a blocked loop drops keys).
+bool xdotool(const std::vector<std::string>& arguments);
+
+// The browser as a user meets it: the real window on the real engine, with
+// history, completion and session saving wired as the application wires
+// them, in a temporary home, over pages from the test's own server. Tests
+// drive it only by keys and clicks and read what a user would see.
+class Journey : public ::testing::Test {
+ protected:
+  void SetUp() override;
+  void TearDown() override;
+
+  // ---- Input ----
+  void key(const std::string& keys);  // "ctrl+e", "Return", "alt+Return"
+  void type(const std::string& text);
+  // Presses and releases a mouse button at a point of a widget.
+  void click(Gtk::Widget& widget, double x, double y, int button = 1);
+
+  // ---- Waiting ----
+  bool waitFor(const std::function<bool()>& condition, std::chrono::milliseconds timeout = std::chrono::seconds(10));
+
+  // ---- Setting the scene (before the journey starts) ----
+  // Opens a page of the server in a new tab and waits for its title.
+  PagePtr openPage(const std::string& path);
+  bool waitLoaded(const PagePtr& page);
+
+  // ---- What the user sees ----
+  std::string address() const;  // the current page's address, "" without one
+  std::string title() const;
+  std::string fieldText();
+  std::string caption();
+  bool fieldHasFocus();
+  bool pageHasFocus();
+  bool listShown();
+  // A row of the palette list with this accessible name is on screen.
+  bool rowShown(const std::string& name);
+  // The lit row reads as this.
+  bool highlightIs(const std::string& name);
+  std::string url(const std::string& path) const { return server.url(path); }
+  // The text of a page's script result (the page world), for reading the page.
+  std::string pageScript(const PagePtr& page, const std::string& script);
+
+  std::optional<std::string> savedA11y_;
+  TempHome home;
+  GLibScheduler scheduler;
+  TestServer server;
+  std::unique_ptr<History> history;
+  std::unique_ptr<Browser> browser;
+  std::unique_ptr<BrowserWindow> window;
+  PaletteView* list = nullptr;
+};
+
+}  // namespace quillo::test
