@@ -7,7 +7,9 @@
 #include <fstream>
 #include <sstream>
 
+#include "app/gtk/desktop_services.h"
 #include "core/app_support.h"
+#include "engine/support/engine_support.h"
 #include "engine/support/journey.h"
 
 namespace quillo::test {
@@ -307,6 +309,100 @@ TEST_F(PaletteJourney, AnAddressWithAStrayPercentIsKeptEverywhere) {
   ASSERT_TRUE(waitFor([&] { return browser->pages->size() == 2; }));
   key("ctrl+shift+t");
   EXPECT_TRUE(waitFor([&] { return address() == odd; })) << "and in the reopen memory: " << address();
+}
+
+// Reads the desktop clipboard's text the way a paste would.
+std::string clipboardText() {
+  struct Read {
+    bool done = false;
+    std::string text;
+  } read;
+  gdk_clipboard_read_text_async(
+      gdk_display_get_clipboard(gdk_display_get_default()), nullptr,
+      [](GObject* source, GAsyncResult* result, gpointer data) {
+        auto* read = static_cast<Read*>(data);
+        char* text = gdk_clipboard_read_text_finish(GDK_CLIPBOARD(source), result, nullptr);
+        read->text = text ? text : "";
+        g_free(text);
+        read->done = true;
+      },
+      &read);
+  runUntil([&] { return read.done; }, 5s);
+  return read.text;
+}
+
+TEST_F(PaletteJourney, PrivateTabsFindKeysCopyAndRemove) {
+  DesktopClipboard clipboard;
+  browser->attach(clipboard);
+
+  // Ctrl+Shift+N composes a private tab; Return opens it there.
+  key("ctrl+shift+n");
+  ASSERT_TRUE(waitFor([&] { return browser->isComposingPrivateTab.get() && fieldHasFocus(); }));
+  EXPECT_EQ(caption(), "New private tab · no history, forgotten when closed · Esc to cancel");
+  EXPECT_EQ(window->addressBar().entry().get_placeholder_text(), "Private · search or enter an address");
+  type(url("/beta.html?private=1"));
+  key("Return");
+  ASSERT_TRUE(onPage("/beta.html?private=1"));
+  EXPECT_TRUE(browser->current()->isPrivate());
+  EXPECT_EQ(browser->pages->size(), 4u);
+  key("ctrl+d");
+  ASSERT_TRUE(waitFor([&] { return browser->flash.get() == std::optional<std::string>("Private tabs can't be pinned"); }));
+  EXPECT_TRUE(browser->pins->empty());
+  key("ctrl+w");
+  ASSERT_TRUE(onPage("/gamma.html"));
+  EXPECT_EQ(history->find(*Url::parse(url("/beta.html?private=1"))), nullptr) << "a private visit leaves no history";
+
+  // Find: Return, Shift+Return, Ctrl+G and F3 move through the matches.
+  ASSERT_EQ(pageScript(gamma, "document.body.innerHTML += '<p>gamma again</p><p>gamma thrice</p>'; 'ok'"), "ok");
+  key("ctrl+f");
+  type("gamma");
+  ASSERT_TRUE(waitFor([&] { return browser->findMatched.get() == std::optional<bool>(true); }));
+  for (auto keys : {"Return", "shift+Return", "ctrl+g", "F3", "shift+F3", "ctrl+shift+g"}) {
+    browser->findMatched = std::nullopt;
+    key(keys);
+    EXPECT_TRUE(waitFor([&] { return browser->findMatched.get() == std::optional<bool>(true); })) << keys;
+  }
+  EXPECT_TRUE(fieldHasFocus()) << "finding keeps the field";
+  type("zz");
+  ASSERT_TRUE(waitFor([&] { return browser->findMatched.get() == std::optional<bool>(false); }));
+  EXPECT_TRUE(waitFor([&] { return caption() == "No matches · Esc to stop"; })) << "once the flash is gone";
+  key("Escape");
+  EXPECT_TRUE(onPage("/gamma.html"));
+  EXPECT_FALSE(browser->isFinding.get());
+
+  // Ctrl+/ lists the commands; Ctrl+C copies the highlighted row's address.
+  key("ctrl+slash");
+  ASSERT_TRUE(waitFor([&] { return fieldText() == "/" && fieldHasFocus(); }));
+  key("Escape");
+  ASSERT_TRUE(onPage("/gamma.html"));
+  openPalette();
+  type("beta");
+  key("Down");
+  ASSERT_TRUE(waitFor([&] { return highlightIs(row("Beta page")); }));
+  key("ctrl+c");
+  EXPECT_TRUE(waitFor([&] { return clipboardText() == url("/beta.html"); })) << "the row's address is copied";
+  EXPECT_EQ(browser->flash.get(), std::optional<std::string>("Copied 127.0.0.1"));
+
+  // Shift+Delete removes a history row.
+  key("Escape Escape");
+  key("ctrl+w");
+  ASSERT_TRUE(waitFor([&] { return browser->pages->size() == 2; }));
+  openPalette();
+  type("gamma");
+  ASSERT_TRUE(waitFor([&] { return rowShown(row("Gamma page")); }));
+  key("Down");
+  key("shift+Delete");
+  EXPECT_TRUE(waitFor([&] { return history->find(*Url::parse(url("/gamma.html"))) == nullptr; }))
+      << "removed from history";
+  EXPECT_TRUE(waitFor([&] { return !rowShown(row("Gamma page")); }));
+
+  // Ctrl+Shift+Tab goes the other way round the recent tabs.
+  key("Escape Escape");
+  key("ctrl+shift+Tab");
+  EXPECT_TRUE(waitFor([&] { return address() == url("/alpha.html"); })) << address();
+  key("alt+Left");
+  key("alt+Right");
+  EXPECT_EQ(address(), url("/alpha.html"));
 }
 
 }  // namespace
