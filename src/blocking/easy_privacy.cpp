@@ -26,6 +26,8 @@ enum TypeBit : unsigned {
   kScript = 1u << 5,
   kStyleSheet = 1u << 6,
 };
+// A regular expression with alternatives gives one rule for each.
+constexpr size_t kMaxFiltersPerLine = 8;
 constexpr unsigned kAllTypes = (1u << std::size(kTypeNames)) - 1;
 
 struct TypeRow {
@@ -307,7 +309,6 @@ class Converter {
   }
 
   std::string& nextFilter() {
-    if (filterCount_ == filters_.size()) filters_.emplace_back();
     std::string& filter = filters_[filterCount_++];
     filter.clear();
     return filter;
@@ -328,7 +329,7 @@ class Converter {
   bool urlFilters(std::string_view pattern, Skip& why) {
     filterCount_ = 0;
     if (pattern.size() >= 2 && pattern.front() == '/' && pattern.back() == '/') {
-      auto rewritten = regexUrlFilters(pattern.substr(1, pattern.size() - 2));
+      auto rewritten = regexUrlFilters(pattern.substr(1, pattern.size() - 2), kMaxFiltersPerLine);
       if (!rewritten) return skip(why, Skip::regularExpression);
       for (auto& filter : *rewritten) {
         if (isTooBroad(filter)) return skip(why, Skip::tooBroad);
@@ -336,15 +337,16 @@ class Converter {
       }
       return true;
     }
-    filter_.clear();
+    // Written in place: this is the path almost every line takes.
+    std::string& filter = nextFilter();
     bool anyHost = false;
     if (pattern.substr(0, 2) == "||") {
       pattern.remove_prefix(2);
-      filter_ += kAnyHostPrefix;
+      filter += kAnyHostPrefix;
       anyHost = true;
     } else if (pattern.substr(0, 1) == "|") {
       pattern.remove_prefix(1);
-      filter_ += '^';
+      filter += '^';
     }
     bool anchoredEnd = false;
     if (!pattern.empty() && pattern.back() == '|') {
@@ -361,52 +363,49 @@ class Converter {
     if (trailingSeparator) pattern.remove_suffix(1);
     bool afterHost = anyHost && trailingSeparator && !pattern.empty() && isHostName(pattern);
 
-    size_t bodyStart = filter_.size();
+    size_t bodyStart = filter.size();
     size_t stars = 0;
     size_t run = 0;  // start of the pending run of characters copied as they are
     for (size_t i = 0; i < pattern.size(); ++i) {
       unsigned char c = static_cast<unsigned char>(pattern[i]);
       if (c >= 0x80) return skip(why, Skip::pattern);
       if (!kTranslated[c]) continue;
-      filter_.append(pattern.data() + run, i - run);
+      filter.append(pattern.data() + run, i - run);
       run = i + 1;
       switch (c) {
         case '*':
-          filter_ += ".*";
+          filter += ".*";
           ++stars;
           break;
         case '^':
-          filter_ += kSeparator;
+          filter += kSeparator;
           break;
         case '|':
           return skip(why, Skip::pattern);
         default:  // . + ? ( ) [ ] { } \ $
-          filter_ += '\\';
-          filter_ += char(c);
+          filter += '\\';
+          filter += char(c);
       }
     }
-    filter_.append(pattern.data() + run, pattern.size() - run);
+    filter.append(pattern.data() + run, pattern.size() - run);
     // Every "*" became ".*" and no other ".*" can arise, so this is the
     // length of the body without its wildcards.
-    size_t bodyLength = filter_.size() - bodyStart - 2 * stars;
+    size_t bodyLength = filter.size() - bodyStart - 2 * stars;
     if (trailingSeparator && !afterHost) {
       // The "$" twin counts without the separator.
       if (bodyLength <= 2) return skip(why, Skip::tooBroad);
-      std::string& withClass = nextFilter();
-      withClass = filter_;
-      withClass += kSeparator;
-      if (anchoredEnd) withClass += '$';
-      std::string& atEnd = nextFilter();
-      atEnd = filter_;
+      std::string& atEnd = nextFilter();  // filters_ has room, so filter stays valid
+      atEnd = filter;
       atEnd += '$';
+      filter += kSeparator;
+      if (anchoredEnd) filter += '$';
     } else {
       if (trailingSeparator) {
-        filter_ += kSeparator;
+        filter += kSeparator;
         bodyLength += kSeparator.size();
       }
       if (bodyLength <= 2) return skip(why, Skip::tooBroad);
-      if (anchoredEnd) filter_ += '$';
-      nextFilter() = filter_;
+      if (anchoredEnd) filter += '$';
     }
     for (size_t i = 0; i < filterCount_; ++i) {
       if (urlFilterRejection(filters_[i])) return skip(why, Skip::pattern);
@@ -429,10 +428,12 @@ class Converter {
   Converted result_;
   Group blocks_, exceptions_, importants_;
   bool important_ = false;  // the last rule is marked "important"
-  std::vector<std::string> filters_;
+  // Room for every filter one line can give, so that a reference to one
+  // stays valid while the next is added.
+  std::vector<std::string> filters_ = std::vector<std::string>(kMaxFiltersPerLine);
   size_t filterCount_ = 0;
   std::string tail_;
-  std::string filter_, scratch_;
+  std::string scratch_;
   std::vector<std::string_view> domains_;
 };
 
