@@ -36,5 +36,11 @@ int main() {
   std::printf("lines per second: %.0f\n", double(lines) / (best / 1000.0));
   std::printf("easyprivacy convert: %.1f ms, %ld lines, %d blocking, %d exceptions, %d skipped\n", best, lines,
               result.blocking, result.exceptions, result.skipped);
+  std::printf("skipped by reason:");
+  for (size_t i = 0; i < quillo::EasyPrivacy::skipKinds; ++i) {
+    if (result.skippedBy[i])
+      std::printf(" %s %d;", quillo::EasyPrivacy::describe(quillo::EasyPrivacy::Skip(i)), result.skippedBy[i]);
+  }
+  std::printf("\n");
   return 0;
 }

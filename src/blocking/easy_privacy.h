@@ -1,4 +1,5 @@
 #pragma once
+#include <array>
 #include <string>
 #include <string_view>
 
@@ -19,17 +20,34 @@ inline constexpr const char* defaultSource = "https://easylist.to/easylist/easyp
 inline constexpr const char* updatedKey = "EasyPrivacyUpdated";
 inline constexpr double maxAgeSeconds = 604800;  // 7 days
 
+// Why a line gave no rule.
+enum class Skip {
+  elementHiding,      // ##, #@#, #?#, #$# rules: not about requests
+  option,             // an option WebKit cannot express (redirect=, csp=, ...)
+  typesCancelOut,     // negated resource types leave no type to match
+  mixedDomains,       // domain= both includes and excludes
+  domainName,         // a domain name WebKit refuses
+  regularExpression,  // /.../ using more than WebKit's subset
+  tooBroad,           // would match almost every address
+  pattern,            // a pattern that cannot be written as a url-filter
+  ruleLimit,          // past the number of rules WebKit takes
+};
+inline constexpr size_t skipKinds = size_t(Skip::ruleLimit) + 1;
+const char* describe(Skip why);
+
 struct Converted {
   std::string json;  // the whole rule array, compact
-  int blocking = 0;
-  int exceptions = 0;
-  int skipped = 0;  // rule lines that could not be expressed
+  int blocking = 0;    // block rules emitted (a line may give two)
+  int exceptions = 0;  // exception rules emitted
+  int skipped = 0;     // rule lines that could not be expressed
+  std::array<int, skipKinds> skippedBy{};  // the same, by reason
 };
 
 // Pure and thread-safe: converts the text of a filter list in a single pass.
 // Blocking rules come first, then every exception, because an exception's
-// "ignore-previous-rules" only cancels rules before it. Only rules WebKit's
-// content blocker accepts are emitted; the rest count as skipped.
+// "ignore-previous-rules" only cancels rules before it; block rules marked
+// "important" come last, so that no exception cancels them. Only rules
+// WebKit's content blocker accepts are emitted; the rest count as skipped.
 Converted convert(std::string_view text);
 // WebKit refuses lists of more rules than this; the last block rules past
 // it are dropped (and counted as skipped).

@@ -28,7 +28,7 @@ class ConvertCommandTest : public ::testing::Test {
 };
 
 TEST_F(ConvertCommandTest, WritesJsonAndOneCountsLine) {
-  std::string path = write("list.txt", "[Adblock Plus 2.0]\n||a.test^\n@@||a.test/ok\n/x.js$important\n");
+  std::string path = write("list.txt", "[Adblock Plus 2.0]\n||a.test^\n@@||a.test/ok\n/x.js$popup\n");
   EXPECT_EQ(convertFilterListCommand(path, out_, err_), 0);
   auto rules = nlohmann::json::parse(out_.str());
   EXPECT_EQ(rules.size(), 2u);

@@ -230,6 +230,83 @@ TEST(BlockingEngine, BuiltInTrackerListBlocksThirdPartiesOnly) {
   EXPECT_EQ(requestsTo(server, "doubleclick.net", "/t.gif"), 1);
 }
 
+// A page that loads each {key, "script" or "img", address} and puts what
+// happened into its title, e.g. {"a":"blocked","b":"loaded"}.
+struct Load {
+  std::string key, tag, url;
+};
+std::string loadsPage(const std::vector<Load>& loads) {
+  std::string page = "<!doctype html><title>waiting</title><script>var seen = {};"
+                     "function done(key, what) { seen[key] = what;"
+                     "  if (Object.keys(seen).length == " + std::to_string(loads.size()) +
+                     ") document.title = JSON.stringify(seen); }</script>";
+  for (const auto& load : loads) {
+    page += "<" + load.tag + " src='" + load.url + "' onload=\"done('" + load.key + "','loaded')\" onerror=\"done('" +
+            load.key + "','blocked')\">" + (load.tag == "script" ? "</script>" : "");
+  }
+  return page;
+}
+
+TEST(BlockingEngine, NegatedTypesTrailingSeparatorsAndRewrittenExpressions) {
+  TestServer server;
+  serveProbeResources(server);
+  for (const char* path : {"/event", "/eventx", "/ab.gif", "/abc.gif", "/abcd.gif", "/abcde.gif"}) {
+    Route image;
+    image.contentType = "image/gif";
+    image.body = kGif;
+    server.route(path, image);
+  }
+  server.html("/types.html", probePage("http://pixel.wipe.de", "http://cdn.neutral.test"));
+  server.html("/events.html", loadsPage({{"end", "img", "http://events.apester.com/event"},
+                                         {"query", "img", "http://events.apester.com/event?id=1"},
+                                         {"longer", "img", "http://events.apester.com/eventx"}}));
+  server.html("/tmx.html", loadsPage({{"td3", "img", "http://tmx.td.com/abc.gif"},
+                                      {"bank4", "img", "http://tmx.tdbank.com/abcd.gif"},
+                                      {"short", "img", "http://tmx.td.com/ab.gif"},
+                                      {"long", "img", "http://tmx.tdbank.com/abcde.gif"},
+                                      {"other", "img", "http://tmx.tdx.com/abc.gif"}}));
+
+  auto store = sharedEngine().makePrivateStore();
+  auto* session = static_cast<WebKitDataStore*>(store.get())->session();
+  WebKitNetworkProxySettings* proxy = webkit_network_proxy_settings_new(server.url("").c_str(), nullptr);
+  webkit_network_session_set_proxy_settings(session, WEBKIT_NETWORK_PROXY_MODE_CUSTOM, proxy);
+  webkit_network_proxy_settings_free(proxy);
+
+  auto converted = EasyPrivacy::convert(
+      "||wipe.de^$~script,third-party\n"
+      "||apester.com/event^\n"
+      "/^http:\\/\\/tmx\\.(td|tdbank)\\.com\\/[a-z]{3,4}\\.gif/$image\n");
+  ASSERT_EQ(converted.skipped, 0);
+  ASSERT_EQ(converted.blocking, 5) << "one, two and two rules";
+  WebKitFilterStore filters(freshFolder("filters-shapes"));
+  auto list = compileAndWait(filters, EasyPrivacy::identifier, converted.json);
+  ASSERT_TRUE(list.filter) << list.error;
+
+  RecordingEvents events;
+  auto view = sharedEngine().makeView({store, {list.filter}, {}});
+  view->setEvents(&events);
+
+  auto seen = probe(*view, events, "http://site.test/types.html");
+  EXPECT_EQ(seen, nlohmann::json({{"ts", "loaded"}, {"ti", "blocked"}, {"ns", "loaded"}, {"ni", "loaded"}}))
+      << "everything from the tracker but scripts";
+  EXPECT_EQ(requestsTo(server, "pixel.wipe.de", "/t.js"), 1);
+  EXPECT_EQ(requestsTo(server, "pixel.wipe.de", "/t.gif"), 0);
+
+  seen = probe(*view, events, "http://site.test/events.html");
+  EXPECT_EQ(seen, nlohmann::json({{"end", "blocked"}, {"query", "blocked"}, {"longer", "loaded"}}))
+      << "the separator matches the end of the address, not a longer path segment";
+  EXPECT_EQ(requestsTo(server, "events.apester.com", "/event"), 0);
+  EXPECT_EQ(requestsTo(server, "events.apester.com", "/eventx"), 1);
+
+  seen = probe(*view, events, "http://site.test/tmx.html");
+  EXPECT_EQ(seen, nlohmann::json({{"td3", "blocked"},
+                                  {"bank4", "blocked"},
+                                  {"short", "loaded"},
+                                  {"long", "loaded"},
+                                  {"other", "loaded"}}))
+      << "both alternatives, three or four letters, nothing else";
+}
+
 TEST(BlockingEngine, ConvertedListBlocksOnLoopbackHosts) {
   // 127.0.0.1 (the page), 127.0.0.2 (listed) and localhost (neutral) are
   // three sites to WebKit.
