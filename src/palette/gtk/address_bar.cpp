@@ -215,6 +215,13 @@ void AddressBar::onActivate() {
     browser_.findNext(false);
     return;
   }
+  // Return on a login row fills it; the login feature closes the palette once filled.
+  if (browser_.isChoosingLogin()) {
+    auto rows = browser_.results();
+    auto active = browser_.activeResult();
+    if (active && *active >= 0 && size_t(*active) < rows.size()) browser_.choose(rows[size_t(*active)]);
+    return;
+  }
   if (text.empty()) return;
   browser_.search(text);
   if (browser_.current()) browser_.current()->webView().focus();
