@@ -39,6 +39,8 @@ class OnePasswordLogins final : public LoginSource {
   // The host the list was loaded for.
   const std::optional<std::string>& loginsHost() const { return loginsHost_; }
   bool isWatchingForCode() const { return watch_ != nullptr; }
+  // Whether the tool is being asked something (a list, a login or a code).
+  bool isAsking() const { return listCall_.pending() || fillCall_.pending() || codeCall_.pending(); }
 
  private:
   struct Watch;

@@ -82,11 +82,18 @@ class LoginsTest : public ::testing::Test {
     return frame.code;
   }
 
+  // Runs what the tool hands back until nothing more is asked of it.
+  void answered() {
+    auto deadline = std::chrono::steady_clock::now() + 30s;
+    scheduler.runUntilIdle();
+    while (logins.isAsking() && std::chrono::steady_clock::now() < deadline) scheduler.waitForWorkers(1, 20ms);
+    EXPECT_FALSE(logins.isAsking()) << "the tool answered";
+  }
+
   // Opens the login scope and waits for the tool's list.
   void enterScope() {
     browser.enter(PaletteCommand::login);
-    scheduler.runUntilIdle();
-    if (logins.notice() == std::optional<std::string>(OnePassword::kAsking)) scheduler.waitForWorkers(1);
+    answered();
   }
 
   Strings listed() const {
@@ -115,7 +122,7 @@ TEST_F(LoginsTest, TheScopeListsTheSitesLoginsInTitleOrder) {
   browser.enter(PaletteCommand::login);
   EXPECT_EQ(logins.notice(), "Asking 1Password…");
   EXPECT_TRUE(listed().empty());
-  scheduler.waitForWorkers(1);
+  answered();
   EXPECT_EQ(listed(), (Strings{"alpha mail", "Bank", "Work account"})) << "a bare host counts; others' logins don't";
   EXPECT_FALSE(logins.notice());
   EXPECT_EQ(logins.loginsHost(), "www.bank.example");
@@ -174,8 +181,9 @@ TEST_F(LoginsTest, LeavingTheScopeEndsTheWait) {
   op.hang();
   browser.enter(PaletteCommand::login);
   for (int i = 0; i < 500 && op.lastPid() == 0; ++i) g_usleep(10000);  // the tool has started
+  ASSERT_NE(op.lastPid(), 0);
   browser.leaveScope();
-  scheduler.waitForWorkers(1);
+  scheduler.waitForWorkers(1);  // the worker says so once the process is reaped
   EXPECT_NE(kill(op.lastPid(), 0), 0) << "the waiting tool was ended";
   EXPECT_FALSE(logins.notice());
   op.behave();
@@ -183,12 +191,28 @@ TEST_F(LoginsTest, LeavingTheScopeEndsTheWait) {
   EXPECT_EQ(listed().size(), 3u) << "asked afresh";
 }
 
+TEST_F(LoginsTest, ALockedToolEndsInAMessageAfterThirtySeconds) {
+  open("https://www.bank.example/");
+  op.hang();
+  browser.enter(PaletteCommand::login);
+  scheduler.advance(29s);
+  EXPECT_EQ(logins.notice(), "Asking 1Password…");
+  scheduler.advance(1s);
+  answered();
+  EXPECT_EQ(logins.notice(), "1Password didn't answer within 30 seconds. Unlock it and try again.");
+}
+
 TEST_F(LoginsTest, AFrameWithALoginFormAddsItsSitesLogins) {
-  open("https://news.example/");
+  auto page = open("https://news.example/");
   frameReports(7, "https://login.bank.example/frame", true, false);
   frameReports(8, "https://ads.example/", false, false);
+  FrameMessage fromTop{"quilloForms", 1, "https://news.example/", true, {{"login", true}}};
+  engine.lastView()->emitMessage(fromTop);
+  EXPECT_EQ(page->formFrames.size(), 2u) << "the top frame is asked, never taken at its word";
   enterScope();
   EXPECT_EQ(listed(), (Strings{"alpha mail", "Bank", "Work account"}));
+  page->load(*Url::parse("https://news.example/next"));
+  EXPECT_TRUE(page->formFrames.empty()) << "a new page forgets the old one's frames";
 }
 
 // ---- Filling ----
@@ -200,7 +224,7 @@ TEST_F(LoginsTest, FillingTypesIntoTheMainFrameAndReturnsToThePage) {
   browser.selectedResult = 0;
   browser.choose(browser.results()[0]);  // alpha mail
   EXPECT_EQ(flash(), "Filling from 1Password…");
-  scheduler.waitForWorkers(1);
+  answered();
   ASSERT_EQ(frames[0].filled.size(), 1u);
   EXPECT_EQ(frames[0].filled[0], (nlohmann::json{"ann", "mail-pass-1", "www.bank.example"}));
   EXPECT_EQ(op.calls().back(), OnePassword::credentialsArguments("ml2v6y4kqb7sbz3dhe5c2pjz3q"));
@@ -228,7 +252,7 @@ TEST_F(LoginsTest, OnlyFramesOfTheLoginsSiteSeeItsSecrets) {
   std::vector<std::string> logged;
   auto previous = setLogSink([&](const std::string& line) { logged.push_back(line); });
   logins.fill(Login{"wk5r2d7hxp3u6fyq4mn2lbc7ae", "Work account", std::nullopt, {"sso.bank.example"}});
-  scheduler.waitForWorkers(1);
+  answered();
   setLogSink(previous);
   ASSERT_EQ(frames[7].filled.size(), 1u);
   EXPECT_EQ(frames[7].filled[0], (nlohmann::json{"ann.work", "w0rk!", "login.bank.example"}));
@@ -247,7 +271,7 @@ TEST_F(LoginsTest, APageWithoutALoginFormSaysSo) {
   open("https://www.bank.example/about");
   enterScope();
   browser.choose(browser.results()[2]);  // Work account: no code to look for either
-  scheduler.waitForWorkers(1);
+  answered();
   EXPECT_EQ(flash(), "No login form found on this page.");
   EXPECT_TRUE(browser.flashIsError.get());
   EXPECT_EQ(browser.scope.get(), PaletteCommand::login) << "the list stays for another try";
@@ -258,7 +282,7 @@ TEST_F(LoginsTest, APageThatChangedSiteMeanwhileIsNotFilled) {
   frames[0].login = true;
   logins.fill(Login{"ml2v6y4kqb7sbz3dhe5c2pjz3q", "alpha mail", std::nullopt, {"mail.bank.example"}});
   page->load(*Url::parse("https://elsewhere.example/"));
-  scheduler.waitForWorkers(1);
+  answered();
   EXPECT_EQ(flash(), "The page changed before the login could be filled.");
   EXPECT_TRUE(frames[0].filled.empty());
 }
@@ -268,7 +292,7 @@ TEST_F(LoginsTest, AToolFailureWhileFillingIsAnErrorFlash) {
   frames[0].login = true;
   op.fail("[ERROR] 2026/11/23 10:00:00 connecting to desktop app: timed out\n");
   logins.fill(Login{"ml2v6y4kqb7sbz3dhe5c2pjz3q", "alpha mail", std::nullopt, {"mail.bank.example"}});
-  scheduler.waitForWorkers(1);
+  answered();
   EXPECT_EQ(flash(), "connecting to desktop app: timed out");
   EXPECT_TRUE(browser.flashIsError.get());
 }
@@ -282,7 +306,7 @@ class CodesTest : public LoginsTest {
     auto page = open("https://www.bank.example/login");
     frames[0].login = true;
     logins.fill(Login{"bk3xq7lrq4a2nfd6wgxhmxw5ya", "Bank", std::nullopt, {"www.bank.example"}});
-    scheduler.waitForWorkers(1);
+    answered();
     EXPECT_EQ(frames[0].filled.size(), 1u);
     EXPECT_TRUE(logins.isWatchingForCode());
     frames[0].login = false;  // on to the code step
@@ -297,7 +321,7 @@ TEST_F(CodesTest, ACodeFieldShowingUpTwoMinutesLaterIsFilled) {
   frames[0].code = true;
   scheduler.advance(1s);
   EXPECT_EQ(flash(), "Getting the code from 1Password…");
-  scheduler.waitForWorkers(1);
+  answered();
   EXPECT_EQ(op.calls().back(), OnePassword::oneTimeCodeArguments("bk3xq7lrq4a2nfd6wgxhmxw5ya"));
   ASSERT_EQ(frames[0].filled.size(), 2u);
   EXPECT_EQ(frames[0].filled[1], (nlohmann::json{"482913", "www.bank.example"}));
@@ -322,7 +346,7 @@ TEST_F(CodesTest, ACodeFieldInAFrameOfTheSiteIsFilledOneOfAnotherSiteIsNot) {
   EXPECT_TRUE(logins.isWatchingForCode()) << "another site's code field is not the one";
   frameReports(6, "https://verify.bank.example/", false, true);
   scheduler.advance(1s);
-  scheduler.waitForWorkers(1);
+  answered();
   ASSERT_EQ(frames[6].filled.size(), 1u);
   EXPECT_EQ(frames[6].filled[0][0], "482913");
   EXPECT_TRUE(frames[5].filled.empty());
@@ -342,8 +366,7 @@ TEST_F(CodesTest, FillingOnAPageThatAlreadyAsksForTheCodeFillsTheCode) {
   open("https://www.bank.example/verify");
   frames[0].code = true;
   logins.fill(Login{"bk3xq7lrq4a2nfd6wgxhmxw5ya", "Bank", std::nullopt, {"www.bank.example"}});
-  scheduler.waitForWorkers(1);  // the credentials
-  scheduler.waitForWorkers(1);  // the code
+  answered();  // the credentials, then the code
   ASSERT_EQ(frames[0].filled.size(), 1u);
   EXPECT_EQ(frames[0].filled[0][0], "482913");
 }

@@ -28,6 +28,12 @@ class ToolTest : public ::testing::Test {
     return answer.value_or(Outcome::failed(Failure::op("no answer")));
   }
 
+  // Until the stand-in is running, so there is a process to end.
+  void waitForTheToolToStart() {
+    for (int i = 0; i < 500 && op.lastPid() == 0; ++i) g_usleep(10000);
+    ASSERT_NE(op.lastPid(), 0);
+  }
+
   test::FakeOp op;
   test::VirtualScheduler scheduler;
   Tool tool{scheduler};
@@ -86,10 +92,11 @@ TEST_F(ToolTest, AToolThatHangsIsEndedAfterThirtySeconds) {
   op.hang();
   std::optional<Outcome> answer;
   auto call = tool.run(listArguments(), [&](Outcome outcome) { answer = std::move(outcome); });
+  waitForTheToolToStart();
   scheduler.advance(29s);
   EXPECT_FALSE(answer);
-  scheduler.advance(1s);
-  scheduler.waitForWorkers(1);
+  scheduler.advance(1s);  // may already run the worker's answer
+  for (int i = 0; i < 1500 && !answer; ++i) scheduler.waitForWorkers(1, 20ms);
   ASSERT_TRUE(answer);
   EXPECT_EQ(answer->failure->description(), "1Password didn't answer within 30 seconds. Unlock it and try again.");
   EXPECT_NE(kill(op.lastPid(), 0), 0) << "the tool's process is gone";
@@ -99,9 +106,7 @@ TEST_F(ToolTest, ACancelledCallEndsTheProcessAndNeverAnswers) {
   op.hang();
   bool answered = false;
   auto call = tool.run(listArguments(), [&](Outcome) { answered = true; });
-  // Wait until the stand-in is running, so there is a process to end.
-  for (int i = 0; i < 500 && op.lastPid() == 0; ++i) g_usleep(10000);
-  ASSERT_NE(op.lastPid(), 0);
+  waitForTheToolToStart();
   EXPECT_TRUE(call.pending());
   call.cancel();
   scheduler.waitForWorkers(1);  // the worker reports back once the process has been reaped
