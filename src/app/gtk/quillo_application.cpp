@@ -18,6 +18,12 @@
 #include <csignal>
 #include "page/site_zoom.h"
 #include "page/webkit/webkit_engine.h"
+#include "page/webkit/webkit_permissions.h"
+#include "palette/gtk/palette_view.h"
+#include "stores/downloads.h"
+#include "stores/gtk/desktop_downloads.h"
+#include "stores/permissions.h"
+#include "stores/webkit/webkit_downloads.h"
 #include "stores/history.h"
 
 namespace quillo {
@@ -96,7 +102,17 @@ void QuilloApplication::on_startup() {
   siteZoom_ = std::make_unique<SiteZoom>();
   browser_->attach(*siteZoom_);
   browser_->quitRequested.connect([this] { quit(); });
+  permissions_ = std::make_unique<Permissions>(settings_.get());
+  usePermissions(permissions_.get());
+  browser_->attach(*permissions_);
+  downloads_ = std::make_unique<Downloads>();
+  desktopDownloads_ = std::make_unique<DesktopDownloads>(std::string(kID) + ".desktop");
+  downloads_->attach(*desktopDownloads_);
+  webkitDownloads_ = std::make_unique<WebKitDownloads>(*downloads_);
+  browser_->attach(*downloads_);
   window_ = std::make_unique<BrowserWindow>(*browser_);
+  if (auto* palette = findPaletteList(*window_))
+    palette->setServices({nullptr, permissions_.get(), [this] { return downloads_->thisSession(); }, nullptr});
   add_window(*window_);
   window_->installAccels(*this);
   window_->addressBar().completion = [this](const std::string& typed) { return browser_->completion(typed); };
@@ -171,6 +187,8 @@ void QuilloApplication::on_shutdown() {
     window_.reset();
   }
   browser_.reset();
+  usePermissions(nullptr);
+  webkitDownloads_.reset();
   siteZoom_.reset();
   history_.reset();
   blockLists_.reset();

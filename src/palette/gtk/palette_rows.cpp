@@ -159,6 +159,7 @@ struct Look {
   bool hintIsWarning = false;
   IconChoice icon;
   bool removable = false;
+  std::string removeLabel = "Remove from History";
 };
 
 // An ordinary row: icon, title, the address in its short form, a hint on
@@ -225,7 +226,7 @@ class ItemRow final : public PaletteRow {
         hint_.remove_css_class("warning");
     }
     showIcon(icon_, look.icon, host_.textures(), iconShown_);
-    showRemoveButton(look.removable && resultIndex_.has_value());
+    showRemoveButton(look.removable && resultIndex_.has_value(), look.removeLabel);
     updateName(body_, name_, joined(look.title, look.address));
     if (description_ != look.hint) {
       description_ = look.hint;
@@ -303,7 +304,21 @@ class ItemRow final : public PaletteRow {
         look.title = download->filename();
         look.address = Address::display(download->source());
         look.icon.fallback = paletteicons::kDownload;
-        if (download->isMissing()) look.hint = "Missing";
+        switch (download->state()) {
+          case DownloadItem::State::downloading:
+            look.hint = std::to_string(int(download->fraction() * 100)) + "%";
+            break;
+          case DownloadItem::State::finished:
+            look.address += download->isMissing() ? " · moved or deleted since" : " · click to show in folder";
+            break;
+          case DownloadItem::State::failed:
+            look.address = download->failure();
+            look.hint = "Failed";
+            look.hintIsWarning = true;
+            break;
+        }
+        look.removable = true;
+        look.removeLabel = "Remove from List";
         break;
       }
       case PaletteItem::Kind::permission: {
@@ -312,8 +327,13 @@ class ItemRow final : public PaletteRow {
         look.title = permissions ? permissions->title(permission) : permission.key();
         look.icon.fallback = paletteicons::forPermission(permission);
         if (permissions) {
-          auto decision = permissions->savedDecision(permission);
-          look.hint = !decision ? "Ask" : *decision == PermissionDecision::allow ? "Allowed" : "Blocked";
+          auto decision = permissions->decision(permission);
+          if (decision && !permissions->savedDecision(permission))
+            look.address = *decision == PermissionDecision::allow ? "Allowed until Quillo quits"
+                                                                  : "Blocked until Quillo quits";
+          // Both choices, the one in force marked.
+          look.hint = std::string(decision == PermissionDecision::allow ? "● " : "○ ") + "Allow   " +
+                      (decision == PermissionDecision::block ? "● " : "○ ") + "Block";
         }
         break;
       }
@@ -321,7 +341,7 @@ class ItemRow final : public PaletteRow {
     return look;
   }
 
-  void showRemoveButton(bool wanted) {
+  void showRemoveButton(bool wanted, const std::string& label) {
     if (!wanted) {
       if (remove_) remove_->set_visible(false);
       return;
@@ -334,12 +354,15 @@ class ItemRow final : public PaletteRow {
       remove_->set_valign(Gtk::Align::CENTER);
       remove_->set_focus_on_click(false);
       remove_->set_can_focus(false);
-      remove_->set_tooltip_text("Remove from History");
-      setAccessibleName(*remove_, "Remove from History");
       remove_->signal_clicked().connect([this] {
         if (resultIndex_) host_.removeFromHistory(*resultIndex_);
       });
       body_.append(*remove_);
+    }
+    if (removeLabel_ != label) {
+      removeLabel_ = label;
+      remove_->set_tooltip_text(label);
+      setAccessibleName(*remove_, label);
     }
     remove_->set_visible(true);
   }
@@ -397,7 +420,7 @@ class ItemRow final : public PaletteRow {
   uint64_t iconShown_ = 0;
   bool highlighted_ = false;
   bool fieldIsAddress_ = false;
-  std::string headingName_, name_, description_;
+  std::string headingName_, name_, description_, removeLabel_;
 };
 
 // The numbered pins as tiles, with their number; a field under the tiles
