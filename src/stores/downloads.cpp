@@ -131,6 +131,15 @@ std::optional<std::filesystem::path> Downloads::chooseDestination(const ItemPtr&
   return std::nullopt;
 }
 
+void Downloads::adoptDestination(const ItemPtr& item, const std::filesystem::path& path) {
+  if (item->file_ == path || path.empty()) return;
+  if (item->file_ && item->claimed_) dropClaim(*item, true);
+  item->file_ = path;
+  item->claimed_ = false;
+  item->filename_ = path.filename().string();
+  listChanged();
+}
+
 void Downloads::progress(const ItemPtr& item, double fraction) {
   fraction = std::clamp(fraction, 0.0, 1.0);
   // Redraw on whole percents only; the file keeps no progress.

@@ -91,6 +91,8 @@ class Downloads final : public DownloadSource {
   // made as an empty file so nothing else takes it; none when the folder
   // cannot be written.
   std::optional<std::filesystem::path> chooseDestination(const ItemPtr& item, const std::string& suggested);
+  // The engine created the file somewhere we did not choose: follow it there.
+  void adoptDestination(const ItemPtr& item, const std::filesystem::path& path);
   void progress(const ItemPtr& item, double fraction);
   void finish(const ItemPtr& item);
   // A cancelled download (one removed from the list) is not a failure.

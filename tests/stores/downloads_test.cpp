@@ -125,6 +125,16 @@ TEST_F(DownloadsTest, RemovingARunningDownloadCancelsItWithoutAFailure) {
   EXPECT_EQ(saved(), nlohmann::json::array());
 }
 
+TEST_F(DownloadsTest, AFileTheEngineMadeElsewhereIsFollowedAndOurPlaceholderGoes) {
+  Downloads downloads(file, folder);
+  auto item = started(downloads, "https://site.test/a.txt");
+  downloads.chooseDestination(item, "a.txt");
+  downloads.adoptDestination(item, home.root() / "b.txt");
+  EXPECT_EQ(item->filename(), "b.txt");
+  EXPECT_EQ(item->file(), home.root() / "b.txt");
+  EXPECT_FALSE(std::filesystem::exists(folder / "a.txt"));
+}
+
 TEST_F(DownloadsTest, RunningDownloadsAreStoppedAfterARestart) {
   {
     Downloads downloads(file, folder);

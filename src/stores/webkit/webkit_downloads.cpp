@@ -59,6 +59,19 @@ gboolean decideDestination(WebKitDownload* download, const char* suggested, gpoi
   return TRUE;
 }
 
+void createdDestination(WebKitDownload* download, const char* destination, gpointer) {
+  Tracker* tracker = trackerOf(download);
+  Downloads* list = tracker ? tracker->list() : nullptr;
+  if (!list || !destination) return;
+  std::string path = destination;
+  if (path.rfind("file:", 0) == 0) {
+    char* local = g_filename_from_uri(destination, nullptr, nullptr);
+    path = local ? local : "";
+    g_free(local);
+  }
+  list->adoptDestination(tracker->item, path);
+}
+
 void receivedData(WebKitDownload* download, guint64, gpointer) {
   Tracker* tracker = trackerOf(download);
   if (Downloads* list = tracker ? tracker->list() : nullptr)
@@ -95,6 +108,7 @@ void started(WebKitNetworkSession* session, WebKitDownload* download, gpointer) 
   g_object_set_data_full(G_OBJECT(download), "quillo-download", tracker,
                          [](gpointer data) { delete static_cast<Tracker*>(data); });
   g_signal_connect(download, "decide-destination", G_CALLBACK(decideDestination), nullptr);
+  g_signal_connect(download, "created-destination", G_CALLBACK(createdDestination), nullptr);
   g_signal_connect(download, "received-data", G_CALLBACK(receivedData), nullptr);
   g_signal_connect(download, "failed", G_CALLBACK(failed), nullptr);
   g_signal_connect(download, "finished", G_CALLBACK(finished), nullptr);
