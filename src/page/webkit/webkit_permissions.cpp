@@ -141,6 +141,8 @@ bool answerPermissionRequest(WebKitWebView* view, WebKitPermissionRequest* reque
   }
   siteprompts::MediaRequest asked;
   asked.host = askingHost(view);
+  // Used once: a later request must not inherit an earlier page's origin.
+  g_object_set_data(G_OBJECT(view), kAskingHost, nullptr);
   asked.camera = webkit_user_media_permission_is_for_video_device(mediaRequest);
   asked.microphone = webkit_user_media_permission_is_for_audio_device(mediaRequest);
   asked.persistent = isPersistent(view);
