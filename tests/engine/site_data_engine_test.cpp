@@ -242,5 +242,29 @@ TEST_F(MediaRequests, TheDialogWithRememberTickedSavesTheAnswer) {
   EXPECT_EQ(events.attention, 1) << "no second dialog";
 }
 
+TEST_F(MediaRequests, WithAFrameOfAnotherSiteThePageIsNotBlamedAndNothingIsRemembered) {
+  // WebKit cannot say which frame asks; the frame here is another site's.
+  permissions.set(PermissionDecision::allow, {"127.0.0.1", SitePermission::Kind::camera, ""});
+  TestServer other("127.0.0.2");
+  other.html("/frame", "<!doctype html><script>"
+                       "navigator.mediaDevices.getUserMedia({video: true})"
+                       ".then(s => { s.getTracks().forEach(t => t.stop()); parent.postMessage('granted', '*'); },"
+                       "      e => parent.postMessage(e.name, '*'));</script>");
+  server.html("/embeds", "<!doctype html><title>embeds</title><script>window.outcome = '';"
+                         "addEventListener('message', e => { window.outcome = e.data; });</script>"
+                         "<iframe allow='camera' src='" + other.url("/frame") + "'></iframe>");
+  ASSERT_TRUE(loadAndWait(*view, events, mustParse(server.url("/embeds"))));
+  ASSERT_TRUE(runUntil([] { return openDialog() != nullptr; })) << "the page's saved allow does not decide it";
+  GtkMessageDialog* dialog = openDialog();
+  EXPECT_EQ(text(dialog), "A frame embedded in this page wants to use your camera");
+  EXPECT_EQ(checkOf(dialog), nullptr) << "nothing to remember it for";
+  gtk_dialog_response(GTK_DIALOG(dialog), 1);  // Don't Allow
+  ASSERT_TRUE(runUntil([&] { return !outcome().empty(); }));
+  EXPECT_EQ(outcome(), "NotAllowedError");
+  EXPECT_EQ(permissions.all(), (std::vector<SitePermission>{{"127.0.0.1", SitePermission::Kind::camera, ""}}))
+      << "the answer is recorded for no site";
+  EXPECT_EQ(permissions.decision({"127.0.0.1", SitePermission::Kind::camera, ""}), PermissionDecision::allow);
+}
+
 }  // namespace
 }  // namespace quillo::test

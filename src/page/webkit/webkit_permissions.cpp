@@ -17,7 +17,21 @@ Permissions*& store() {
   return permissions;
 }
 
-constexpr const char* kAskingHost = "quillo-asking-host";
+// Whether the page holds a frame of another origin (one whose location it
+// cannot read). Run in our own world, where the page cannot tamper with it.
+constexpr const char* kHoldsForeignFrame = R"JS((() => {
+  const foreign = (w) => {
+    for (let i = 0; i < w.frames.length; i++) {
+      try {
+        if (w.frames[i].location.origin !== location.origin || foreign(w.frames[i])) return true;
+      } catch (e) {
+        return true;
+      }
+    }
+    return false;
+  };
+  return foreign(window);
+})())JS";
 
 std::string hostOf(const char* uri) {
   if (!uri) return {};
@@ -33,12 +47,32 @@ bool isPersistent(WebKitWebView* view) {
   return session && !webkit_network_session_is_ephemeral(session);
 }
 
-// The site asking: the origin WebKit named when the page queried the
-// permission just before, else the page's own host.
-std::string askingHost(WebKitWebView* view) {
-  if (auto* host = static_cast<const char*>(g_object_get_data(G_OBJECT(view), kAskingHost)); host && *host)
-    return host;
-  return hostOf(webkit_web_view_get_uri(view));
+// WebKit does not say which frame asks (its permission queries carry the
+// page's origin even for a frame's request). The page's host is named only
+// when no frame of another origin could be the one asking; otherwise the
+// host is left empty: "a frame embedded in this page" asks, and nothing is
+// remembered for anyone.
+void askingHost(WebKitWebView* view, std::function<void(std::string)> done) {
+  struct Pending {
+    std::function<void(std::string)> done;
+    std::string host;
+  };
+  auto* pending = new Pending{std::move(done), hostOf(webkit_web_view_get_uri(view))};
+  webkit_web_view_evaluate_javascript(
+      view, kHoldsForeignFrame, -1, "quillo", nullptr, nullptr,
+      [](GObject* source, GAsyncResult* result, gpointer data) {
+        std::unique_ptr<Pending> pending(static_cast<Pending*>(data));
+        GError* error = nullptr;
+        JSCValue* value = webkit_web_view_evaluate_javascript_finish(WEBKIT_WEB_VIEW(source), result, &error);
+        bool foreign = true;  // when it cannot be told, assume the worst
+        if (value) {
+          foreign = !jsc_value_is_boolean(value) || jsc_value_to_boolean(value);
+          g_object_unref(value);
+        }
+        g_clear_error(&error);
+        pending->done(foreign ? std::string() : pending->host);
+      },
+      pending);
 }
 
 // A question in the page's window: the buttons of the alert (the first is
@@ -140,13 +174,15 @@ bool answerPermissionRequest(WebKitWebView* view, WebKitPermissionRequest* reque
     return true;
   }
   siteprompts::MediaRequest asked;
-  asked.host = askingHost(view);
-  // Used once: a later request must not inherit an earlier page's origin.
-  g_object_set_data(G_OBJECT(view), kAskingHost, nullptr);
   asked.camera = webkit_user_media_permission_is_for_video_device(mediaRequest);
   asked.microphone = webkit_user_media_permission_is_for_audio_device(mediaRequest);
   asked.persistent = isPersistent(view);
-  siteprompts::decideMedia(*permissions, asked, askerFor(view, attention), answer);
+  askingHost(view, [asked, ask = askerFor(view, attention), answer](std::string host) mutable {
+    Permissions* permissions = store();
+    if (!permissions) return answer(false);
+    asked.host = std::move(host);
+    siteprompts::decideMedia(*permissions, asked, ask, answer);
+  });
   return true;
 }
 
@@ -167,8 +203,6 @@ bool answerPermissionQuery(WebKitWebView* view, WebKitPermissionStateQuery* quer
     if (const char* host = webkit_security_origin_get_host(origin))
       permission.host = host;
   if (permission.host.empty()) permission.host = hostOf(webkit_web_view_get_uri(view));
-  if (permission.kind != SitePermission::Kind::notifications)
-    g_object_set_data_full(G_OBJECT(view), kAskingHost, g_strdup(permission.host.c_str()), g_free);
   auto decision = permissions->decision(permission);
   webkit_permission_state_query_finish(query, !decision                             ? WEBKIT_PERMISSION_STATE_PROMPT
                                               : *decision == PermissionDecision::allow ? WEBKIT_PERMISSION_STATE_GRANTED

@@ -16,8 +16,7 @@ void usePermissions(Permissions* permissions);
 // attention is called before the user is asked.
 bool answerPermissionRequest(WebKitWebView* view, WebKitPermissionRequest* request,
                              const std::function<void()>& attention);
-// "query-permission-state": what navigator.permissions reports to the page;
-// also remembers which origin is about to ask.
+// "query-permission-state": what navigator.permissions reports to the page.
 bool answerPermissionQuery(WebKitWebView* view, WebKitPermissionStateQuery* query);
 
 }  // namespace quillo
