@@ -11,6 +11,7 @@
 #include "page/webkit/webkit_engine.h"
 #include "page/webkit/webkit_permissions.h"
 #include "page/webkit/webkit_view.h"
+#include "scripts/resources.h"
 #include "stores/downloads.h"
 #include "stores/permissions.h"
 #include "stores/webkit/webkit_downloads.h"
@@ -242,8 +243,48 @@ TEST_F(MediaRequests, TheDialogWithRememberTickedSavesTheAnswer) {
   EXPECT_EQ(events.attention, 1) << "no second dialog";
 }
 
+TEST_F(MediaRequests, AFrameOfAnotherSiteIsNamedByItsOwnHost) {
+  // Pages as the browser makes them: with the scripts that say which frame asks.
+  ViewConfiguration configuration;
+  configuration.scripts = {UserScript{std::string(scripts::resource("media-asked.js")), true, true, false},
+                           UserScript{std::string(scripts::resource("media-asked-relay.js")), true, true, true}};
+  view = sharedEngine().makeView(configuration);
+  view->setEvents(&events);
+  windowWith(dynamic_cast<WebKitView&>(*view).widget());
+  permissions.set(PermissionDecision::allow, {"127.0.0.1", SitePermission::Kind::camera, ""});
+  TestServer other("127.0.0.2");
+  other.html("/frame", "<!doctype html><script>"
+                       "navigator.mediaDevices.getUserMedia({video: true})"
+                       ".then(s => { s.getTracks().forEach(t => t.stop()); parent.postMessage('granted', '*'); },"
+                       "      e => parent.postMessage(e.name, '*'));</script>");
+  server.html("/embeds", "<!doctype html><title>embeds</title><script>window.outcome = '';"
+                         "addEventListener('message', e => { window.outcome = e.data; });</script>"
+                         "<iframe allow='camera' src='" + other.url("/frame") + "'></iframe>");
+  ASSERT_TRUE(loadAndWait(*view, events, mustParse(server.url("/embeds"))));
+  ASSERT_TRUE(runUntil([] { return openDialog() != nullptr; })) << "the page's saved allow is not the frame's";
+  GtkMessageDialog* dialog = openDialog();
+  EXPECT_EQ(text(dialog), "127.0.0.2 wants to use your camera");
+  GtkCheckButton* remember = checkOf(dialog);
+  ASSERT_NE(remember, nullptr);
+  EXPECT_STREQ(gtk_check_button_get_label(remember), "Remember for 127.0.0.2");
+  gtk_check_button_set_active(remember, TRUE);
+  gtk_dialog_response(GTK_DIALOG(dialog), 1);  // Don't Allow
+  ASSERT_TRUE(runUntil([&] { return !outcome().empty(); }));
+  EXPECT_EQ(outcome(), "NotAllowedError");
+  EXPECT_EQ(permissions.savedDecision({"127.0.0.2", SitePermission::Kind::camera, ""}), PermissionDecision::block);
+  EXPECT_EQ(permissions.savedDecision({"127.0.0.1", SitePermission::Kind::camera, ""}), PermissionDecision::allow);
+
+  // The page itself asking is still the page.
+  askForBoth();
+  ASSERT_TRUE(runUntil([] { return openDialog() != nullptr; }));
+  EXPECT_EQ(text(openDialog()), "127.0.0.1 wants to use your camera and microphone");
+  gtk_dialog_response(GTK_DIALOG(openDialog()), 1);
+  ASSERT_TRUE(runUntil([&] { return !outcome().empty(); }));
+}
+
 TEST_F(MediaRequests, WithAFrameOfAnotherSiteThePageIsNotBlamedAndNothingIsRemembered) {
-  // WebKit cannot say which frame asks; the frame here is another site's.
+  // Without word from the frame (no scripts in this view) WebKit cannot say
+  // which frame asks; the frame here is another site's.
   permissions.set(PermissionDecision::allow, {"127.0.0.1", SitePermission::Kind::camera, ""});
   TestServer other("127.0.0.2");
   other.html("/frame", "<!doctype html><script>"

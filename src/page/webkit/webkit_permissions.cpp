@@ -47,12 +47,20 @@ bool isPersistent(WebKitWebView* view) {
   return session && !webkit_network_session_is_ephemeral(session);
 }
 
+constexpr const char* kAskingHost = "quillo-asking-host";
+
 // WebKit does not say which frame asks (its permission queries carry the
-// page's origin even for a frame's request). The page's host is named only
-// when no frame of another origin could be the one asking; otherwise the
-// host is left empty: "a frame embedded in this page" asks, and nothing is
+// page's origin even for a frame's request). The frame that said it was
+// about to ask is named; without one, the page's host is named only when no
+// frame of another origin could be the one asking; otherwise the host is
+// left empty: "a frame embedded in this page" asks, and nothing is
 // remembered for anyone.
 void askingHost(WebKitWebView* view, std::function<void(std::string)> done) {
+  if (auto* said = static_cast<const char*>(g_object_get_data(G_OBJECT(view), kAskingHost))) {
+    std::string host = said;
+    g_object_set_data(G_OBJECT(view), kAskingHost, nullptr);  // one request each
+    if (!host.empty()) return done(host);
+  }
   struct Pending {
     std::function<void(std::string)> done;
     std::string host;
@@ -142,6 +150,10 @@ siteprompts::Ask askerFor(WebKitWebView* view, const std::function<void()>& atte
 }  // namespace
 
 void usePermissions(Permissions* permissions) { store() = permissions; }
+
+void noteMediaAsker(WebKitWebView* view, const char* frameURL) {
+  g_object_set_data_full(G_OBJECT(view), kAskingHost, g_strdup(hostOf(frameURL).c_str()), g_free);
+}
 
 bool answerPermissionRequest(WebKitWebView* view, WebKitPermissionRequest* request,
                              const std::function<void()>& attention) {

@@ -16,6 +16,9 @@ void usePermissions(Permissions* permissions);
 // attention is called before the user is asked.
 bool answerPermissionRequest(WebKitWebView* view, WebKitPermissionRequest* request,
                              const std::function<void()>& attention);
+// A frame (by its address) said it is about to ask for the camera or
+// microphone; the next media request of the view is taken to be its own.
+void noteMediaAsker(WebKitWebView* view, const char* frameURL);
 // "query-permission-state": what navigator.permissions reports to the page.
 bool answerPermissionQuery(WebKitWebView* view, WebKitPermissionStateQuery* query);
 

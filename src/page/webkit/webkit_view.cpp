@@ -342,6 +342,7 @@ bool WebKitView::receiveMessage(WebKitUserMessage* message) {
   frameMessage.isMainFrame = isMain;
   frameMessage.payload = nlohmann::json::parse(payload, nullptr, false);
   if (frameMessage.payload.is_discarded()) frameMessage.payload = nullptr;
+  if (frameMessage.name == "quilloMediaAsked") return noteMediaAsker(view_, frameURL), true;
   if (events_) events_->webViewMessage(frameMessage);
   return true;
 }
