@@ -67,6 +67,9 @@ ViewConfiguration Browser::makeConfiguration(bool isPrivate) {
   configuration.scripts.push_back(UserScript{
       std::string(scripts::resource("form_helpers.js")) + "\n" + std::string(scripts::resource("forms.js")), true,
       true, true});
+  // Which frame asks for the camera or microphone (page/webkit/webkit_permissions).
+  configuration.scripts.push_back(UserScript{std::string(scripts::resource("media-asked.js")), true, true, false});
+  configuration.scripts.push_back(UserScript{std::string(scripts::resource("media-asked-relay.js")), true, true, true});
   return configuration;
 }
 

@@ -153,21 +153,31 @@ bool named(GtkWidget* widget, const std::string& name) {
   g_free(problem);
   return ok;
 }
-bool findNamed(GtkWidget* root, const std::string& name) {
+GtkWidget* findNamed(GtkWidget* root, const std::string& name) {
   for (GtkWidget* child = gtk_widget_get_first_child(root); child; child = gtk_widget_get_next_sibling(child)) {
     if (!gtk_widget_get_visible(child)) continue;
     if ((gtk_test_accessible_has_role(GTK_ACCESSIBLE(child), GTK_ACCESSIBLE_ROLE_LIST_ITEM) ||
          gtk_test_accessible_has_role(GTK_ACCESSIBLE(child), GTK_ACCESSIBLE_ROLE_BUTTON)) &&
         named(child, name))
-      return true;
-    if (findNamed(child, name)) return true;
+      return child;
+    if (GtkWidget* found = findNamed(child, name)) return found;
   }
-  return false;
+  return nullptr;
 }
 }  // namespace
 
 bool Journey::rowShown(const std::string& name) {
   return listShown() && findNamed(GTK_WIDGET(list->list().gobj()), name);
+}
+
+bool Journey::rowDescribed(const std::string& name, const std::string& description) {
+  GtkWidget* row = listShown() ? findNamed(GTK_WIDGET(list->list().gobj()), name) : nullptr;
+  if (!row) return false;
+  char* problem =
+      gtk_test_accessible_check_property(GTK_ACCESSIBLE(row), GTK_ACCESSIBLE_PROPERTY_DESCRIPTION, description.c_str());
+  bool ok = problem == nullptr;
+  g_free(problem);
+  return ok;
 }
 
 bool Journey::highlightIs(const std::string& name) {

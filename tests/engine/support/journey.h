@@ -58,6 +58,8 @@ class Journey : public ::testing::Test {
   bool rowShown(const std::string& name);
   // The lit row reads as this.
   bool highlightIs(const std::string& name);
+  // A row with this name is on screen and its hint reads as `description`.
+  bool rowDescribed(const std::string& name, const std::string& description);
   std::string url(const std::string& path) const { return server.url(path); }
   // The text of a page's script result (the page world), for reading the page.
   std::string pageScript(const PagePtr& page, const std::string& script);
