@@ -59,16 +59,21 @@ SplitView::SplitView() : Glib::ObjectBase("QuilloSplitView") {
 
   auto drag = Gtk::GestureDrag::create();
   drag->set_button(GDK_BUTTON_PRIMARY);
-  drag->signal_drag_begin().connect([this](double x, double) {
-    double inX = 0, inY = 0;
-    divider_.translate_coordinates(*this, x, 0, inX, inY);
-    dragStartX_ = inX;
-    divider_.add_css_class("dragging");
+  // The divider moves under the pointer as it is dragged: where the pointer
+  // is, is read against this widget, which stays put.
+  auto follow = [this, gesture = drag.get()] {
+    auto* raw = GTK_GESTURE(gesture->gobj());
+    double x = 0, y = 0, inX = 0, inY = 0;
+    if (!gtk_gesture_get_point(raw, gtk_gesture_single_get_current_sequence(GTK_GESTURE_SINGLE(raw)), &x, &y)) return;
+    if (!divider_.translate_coordinates(*this, x, y, inX, inY)) return;
+    if (auto split = split_.lock()) split->drag(inX, get_width());
+  };
+  drag->signal_drag_begin().connect([this](double, double) { divider_.add_css_class("dragging"); });
+  drag->signal_drag_update().connect([follow](double, double) { follow(); });
+  drag->signal_drag_end().connect([this, follow](double, double) {
+    follow();
+    divider_.remove_css_class("dragging");
   });
-  drag->signal_drag_update().connect([this](double dx, double) {
-    if (auto split = split_.lock()) split->drag(dragStartX_ + dx, get_width());
-  });
-  drag->signal_drag_end().connect([this](double, double) { divider_.remove_css_class("dragging"); });
   divider_.add_controller(drag);
 
   // Before the views: a click that opens a link beside must not also follow it.

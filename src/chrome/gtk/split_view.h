@@ -48,7 +48,6 @@ class SplitView : public Gtk::Widget {
   std::weak_ptr<Split> split_;
   sigc::connection ratioWatch_;
   bool rightFocused_ = false;
-  double dragStartX_ = 0;
   guint swallowRelease_ = 0;  // the button whose release follows a used-up press
 };
 
