@@ -94,6 +94,17 @@ TEST_F(SplitJourney, ShiftClickOnALinkOpensItBesideAndOtherClicksDoNot) {
       << viewsShown() << " views, " << shownWidth(links) << " + " << shownWidth(beside);
   EXPECT_TRUE(waitFor([&] { return pageHasFocus(); })) << "the new side has the keyboard";
   EXPECT_EQ(windowTitle(), "Beta page — Quillo");
+
+  // Shift+click on a link of the other side: the link opens beside that side.
+  ASSERT_TRUE(hoverLink(links, x, y));
+  click(viewOf(links), x, y, 1, "shift");
+  ASSERT_TRUE(waitFor([&] {
+    auto now = browser->current();
+    return now != beside && now != links && splitShown(links, now) && !now->isLoading.get();
+  }));
+  EXPECT_TRUE(beside->split.expired()) << "the first page beside is an ordinary tab again";
+  EXPECT_EQ(address(), url("/beta.html"));
+  EXPECT_EQ(browser->pages->size(), tabs + 2);
 }
 
 TEST_F(SplitJourney, SplitFromThePaletteClicksCtrlTabAndCtrlW) {

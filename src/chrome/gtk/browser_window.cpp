@@ -235,9 +235,10 @@ bool BrowserWindow::pagePressed(GtkWidget* view, const Modifiers& modifiers) {
   for (auto& shown : {shownLeft_.lock(), shownRight_.lock()})
     if (shown && viewWidget(shown) == view) clicked = shown;
   if (!clicked) return false;
-  if (browser_.openLinkBeside(modifiers, clicked.get())) return true;
+  // The side clicked becomes current first, so a Shift+click on a link of
+  // either side opens it beside that side.
   browser_.focusSideUnderPointer(clicked.get());
-  return false;
+  return browser_.openLinkBeside(modifiers, clicked.get());
 }
 
 bool BrowserWindow::onKeyPressed(guint keyval, guint, Gdk::ModifierType state) {
