@@ -105,6 +105,21 @@ TEST_F(SplitJourney, ShiftClickOnALinkOpensItBesideAndOtherClicksDoNot) {
   EXPECT_TRUE(beside->split.expired()) << "the first page beside is an ordinary tab again";
   EXPECT_EQ(address(), url("/beta.html"));
   EXPECT_EQ(browser->pages->size(), tabs + 2);
+
+  // In a private tab the link opens beside in the private store.
+  key("ctrl+shift+n");
+  ASSERT_TRUE(waitFor([&] { return browser->isComposingPrivateTab.get() && fieldHasFocus(); }));
+  type(url("/links.html?private"));
+  key("Return");
+  ASSERT_TRUE(waitFor([&] { return address() == url("/links.html?private") && waitLoaded(browser->current()); }));
+  auto secret = browser->current();
+  ASSERT_TRUE(secret->isPrivate());
+  EXPECT_TRUE(waitFor([&] { return aloneOnScreen(secret); }));
+  ASSERT_TRUE(hoverLink(secret, x, y));
+  click(viewOf(secret), x, y, 1, "shift");
+  ASSERT_TRUE(waitFor([&] { return browser->current() != secret && splitShown(secret, browser->current()); }));
+  EXPECT_TRUE(browser->current()->isPrivate()) << "private pages stay private";
+  EXPECT_EQ(browser->current()->webView().store(), secret->webView().store());
 }
 
 TEST_F(SplitJourney, SplitFromThePaletteClicksCtrlTabAndCtrlW) {
