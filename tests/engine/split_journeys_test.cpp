@@ -127,13 +127,23 @@ TEST_F(SplitJourney, SplitFromThePaletteClicksCtrlTabAndCtrlW) {
   auto beta = openPage("/beta.html");
   auto gamma = openPage("/gamma.html");
 
-  key("ctrl+e");
-  ASSERT_TRUE(waitFor([&] { return fieldHasFocus() && listShown(); }));
-  type("/split");
-  ASSERT_TRUE(waitFor([&] { return highlightIs("Split view: open something beside this page"); }));
-  key("Return");
-  ASSERT_TRUE(waitFor([&] { return browser->isChoosingSplitPartner.get() && fieldHasFocus() && listShown(); }));
+  // "/split" then Escape: back to the page as it was.
+  auto startSplit = [&] {
+    key("ctrl+e");
+    ASSERT_TRUE(waitFor([&] { return fieldHasFocus() && listShown(); }));
+    type("/split");
+    ASSERT_TRUE(waitFor([&] { return highlightIs("Split view: open something beside this page"); }));
+    key("Return");
+    ASSERT_TRUE(waitFor([&] { return browser->isChoosingSplitPartner.get() && fieldHasFocus() && listShown(); }));
+  };
+  startSplit();
   EXPECT_EQ(caption(), "Open beside this page · Esc to cancel");
+  key("Escape");
+  ASSERT_TRUE(waitFor([&] { return !listShown() && pageHasFocus(); }));
+  EXPECT_FALSE(browser->isChoosingSplitPartner.get());
+  EXPECT_TRUE(aloneOnScreen(gamma));
+
+  startSplit();
   EXPECT_EQ(fieldText(), "");
   key("Down");
   ASSERT_TRUE(waitFor([&] { return highlightIs(row("Alpha page")); }));
