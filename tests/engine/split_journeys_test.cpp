@@ -209,6 +209,7 @@ TEST_F(SplitJourney, AltOnRowsTheDividerAndARestartKeepTheRatio) {
   ASSERT_TRUE(waitFor([&] { return listShown() && rowShown(row("Beta page")); }));
   auto* betaRow = list->rowFor(PaletteItem::idOf(*beta));
   ASSERT_NE(betaRow, nullptr);
+  ASSERT_TRUE(nextFrames(2));  // laid out where it will be clicked
   click(*betaRow, 60, betaRow->get_height() / 2.0, 1, "alt");
   ASSERT_TRUE(waitFor([&] { return splitShown(alpha, beta) && !listShown(); }));
   EXPECT_TRUE(gamma->split.expired());
