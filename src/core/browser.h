@@ -9,10 +9,10 @@
 #include <vector>
 
 #include "chrome/chrome.h"
+#include "core/modifiers.h"
 #include "core/observable.h"
 #include "core/scheduler.h"
 #include "core/session.h"
-#include "core/modifiers.h"
 #include "core/split.h"
 #include "core/url.h"
 #include "page/page.h"
@@ -58,6 +58,7 @@ class Browser {
   Published<bool> isComposingNewTab{false};
   Published<bool> isComposingPrivateTab{false};
   Published<std::vector<ClosedTab>> recentlyClosed;
+  std::vector<std::shared_ptr<Split>> splits;
 
   PagePtr current() const { return recent->empty() ? nullptr : recent->front(); }
   std::vector<PagePtr> recentUnits() const;
@@ -87,8 +88,7 @@ class Browser {
   // Loads an address into a page now, or once the block lists are in.
   void loadWhenSettled(const PagePtr& page, const Url& url);
 
-  // ---- Split view ----
-  std::vector<std::shared_ptr<Split>> splits;
+  // ---- Split view (splits above) ----
   // Fires when a split was made or dissolved (the window lays out again).
   sigc::signal<void()> splitsChanged;
   // Opens the palette to choose what goes beside the current page.

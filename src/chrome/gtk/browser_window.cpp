@@ -230,7 +230,7 @@ void BrowserWindow::showCurrentPage() {
   pageArea_.show(viewWidget(left), viewWidget(right), split, split && right == page);
 }
 
-bool BrowserWindow::pagePressed(GtkWidget* view, const Modifiers& modifiers) {
+bool BrowserWindow::pagePressed(GtkWidget* view, guint button, const Modifiers& modifiers) {
   PagePtr clicked;
   for (auto& shown : {shownLeft_.lock(), shownRight_.lock()})
     if (shown && viewWidget(shown) == view) clicked = shown;
@@ -238,7 +238,7 @@ bool BrowserWindow::pagePressed(GtkWidget* view, const Modifiers& modifiers) {
   // The side clicked becomes current first, so a Shift+click on a link of
   // either side opens it beside that side.
   browser_.focusSideUnderPointer(clicked.get());
-  return browser_.openLinkBeside(modifiers, clicked.get());
+  return button == GDK_BUTTON_PRIMARY && browser_.openLinkBeside(modifiers, clicked.get());
 }
 
 bool BrowserWindow::onKeyPressed(guint keyval, guint, Gdk::ModifierType state) {

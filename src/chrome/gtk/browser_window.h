@@ -37,7 +37,7 @@ class BrowserWindow : public Gtk::ApplicationWindow {
   void buildMenu();
   void refreshPinTitle();
   void showCurrentPage();
-  bool pagePressed(GtkWidget* view, const Modifiers& modifiers);
+  bool pagePressed(GtkWidget* view, guint button, const Modifiers& modifiers);
   bool onKeyPressed(guint keyval, guint keycode, Gdk::ModifierType state);
   void onKeyReleased(guint keyval, guint keycode, Gdk::ModifierType state);
 

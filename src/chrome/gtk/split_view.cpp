@@ -212,8 +212,9 @@ bool SplitView::onEvent(GdkEvent* event) {
   if (!gtk_widget_compute_point(GTK_WIDGET(native->gobj()), GTK_WIDGET(gobj()), &inNative, &here)) return false;
   GtkWidget* view = viewAt(here.x, here.y);
   if (!view) return false;
-  if (!onPress(view, modifiersOf(Gdk::ModifierType(gdk_event_get_modifier_state(event))))) return false;
-  swallowRelease_ = gdk_button_event_get_button(event);
+  const guint button = gdk_button_event_get_button(event);
+  if (!onPress(view, button, modifiersOf(Gdk::ModifierType(gdk_event_get_modifier_state(event))))) return false;
+  swallowRelease_ = button;
   return true;
 }
 

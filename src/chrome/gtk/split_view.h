@@ -29,7 +29,7 @@ class SplitView : public Gtk::Widget {
 
   // A mouse-down on a shown view, before the view sees it. Return true to
   // use the click up (the view then sees neither press nor release).
-  std::function<bool(GtkWidget* view, const Modifiers& modifiers)> onPress;
+  std::function<bool(GtkWidget* view, guint button, const Modifiers& modifiers)> onPress;
 
  protected:
   Gtk::SizeRequestMode get_request_mode_vfunc() const override;
