@@ -173,6 +173,21 @@ TEST_F(SplitJourney, SplitFromThePaletteClicksCtrlTabAndCtrlW) {
   EXPECT_TRUE(waitFor([&] { return pageScript(gamma, "document.getElementById('typed').value") == "left"; }))
       << "typing goes to the side that was clicked";
 
+  // Zoom and find act on that side. (No site zoom store here: the two
+  // pages share a host and would otherwise share the level too.)
+  key("ctrl+equal");
+  EXPECT_TRUE(waitFor([&] { return gamma->webView().zoom() > 1.0; }));
+  EXPECT_DOUBLE_EQ(alpha->webView().zoom(), 1.0);
+  key("ctrl+0");
+  ASSERT_TRUE(waitFor([&] { return gamma->webView().zoom() == 1.0; }));
+  key("ctrl+f");
+  ASSERT_TRUE(waitFor([&] { return browser->isFinding.get() && fieldHasFocus(); }));
+  type("gamma");
+  EXPECT_TRUE(waitFor([&] { return browser->findMatched.get() == std::optional<bool>(true); }))
+      << "found in the gamma side, not the alpha one";
+  key("Escape");
+  ASSERT_TRUE(waitFor([&] { return !browser->isFinding.get() && pageHasFocus() && browser->current() == gamma; }));
+
   // Ctrl+Tab: the split is one stop.
   key("ctrl+Tab");
   ASSERT_TRUE(waitFor([&] { return browser->current() == beta && aloneOnScreen(beta); }));
