@@ -46,6 +46,10 @@ Browser::~Browser() {
     page->onVisit = nullptr;
     page->onTitle = nullptr;
     page->onNeedsAttention = nullptr;
+    page->onDownload = nullptr;
+    page->onIcon = nullptr;
+    page->appLinks = nullptr;
+    page->alerts = nullptr;
   };
   for (auto& page : pages.get()) unwire(page);
   for (auto& [id, page] : pinnedPages) unwire(page);
@@ -94,9 +98,21 @@ void Browser::wire(const PagePtr& page) {
     add(opened, false);
     opened->load(url);
   };
+  page->openBeside = [this, weak](const Url& url) {
+    auto opener = weak.lock();
+    if (!opener) return;
+    auto opened = makePage(opener->isPrivate());
+    add(opened, false);
+    opened->load(url);
+    // Beside the page where split view exists; a background tab until then.
+    if (features.showBeside && opener == current()) features.showBeside(opened);
+  };
   page->onClose = [this, weak] {
     if (auto p = weak.lock()) close(p);
   };
+  page->appLinks = appLinks_;
+  page->alerts = alerts_;
+  page->loadTimeout = loadTimeout;
   page->onNeedsAttention = [this, weak] {
     auto p = weak.lock();
     if (p && current() != p) select(p);
@@ -111,6 +127,16 @@ void Browser::wire(const PagePtr& page) {
       if (recordTitle) recordTitle(title, url);
     };
   }
+}
+
+void Browser::attach(AppLinks& appLinks) {
+  appLinks_ = &appLinks;
+  auto give = [this](const PagePtr& page) {
+    page->appLinks = appLinks_;
+    page->alerts = alerts_;
+  };
+  for (auto& page : pages.get()) give(page);
+  for (auto& [id, page] : pinnedPages) give(page);
 }
 
 std::vector<PagePtr> Browser::recentUnits() const {

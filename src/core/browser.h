@@ -23,6 +23,7 @@
 
 namespace quillo {
 
+class AppLinks;
 class History;
 class Settings;
 class SiteZoom;
@@ -214,6 +215,10 @@ class Browser {
   void attach(IconSource& icons);
   // Every page, open or made later, follows the zoom levels of its site.
   void attach(SiteZoom& siteZoom);
+  // Links of other schemes go to the desktop's programs through this.
+  void attach(AppLinks& appLinks);
+  // How long pages wait for a load the browser started to commit.
+  Duration loadTimeout = Page::kLoadTimeout;
   // Features that other parts of the program provide; unset ones do nothing.
   struct FeatureHooks {
     std::function<void()> startSplit;
@@ -266,6 +271,7 @@ class Browser {
   Alerts* alerts_ = nullptr;
   IconSource* iconSource_ = nullptr;
   SiteZoom* siteZoom_ = nullptr;
+  AppLinks* appLinks_ = nullptr;
   bool pinsFileUnreadable_ = false;
   bool loadingPalette_ = false;
   // Connections to stores that may outlive the browser; cut on destruction.

@@ -102,6 +102,8 @@ void QuilloApplication::on_startup() {
   window_->addressBar().completion = [this](const std::string& typed) { return browser_->completion(typed); };
   alerts_ = std::make_unique<WindowAlerts>(*window_);
   browser_->attach(*alerts_);
+  appLinks_ = std::make_unique<DesktopAppLinks>();
+  browser_->attach(*appLinks_);
   browser_->features.makeDefault = [this] {
     makeDefaultBrowser([this](const std::string& error) {
       if (!error.empty()) alerts_->ask(Alert{error, "", {"OK"}}, nullptr);

@@ -10,6 +10,7 @@
 namespace quillo {
 
 class BlockLists;
+class DesktopAppLinks;
 class DesktopClipboard;
 class History;
 class SiteZoom;
@@ -47,6 +48,7 @@ class QuilloApplication : public Gtk::Application {
   std::unique_ptr<SiteZoom> siteZoom_;
   std::unique_ptr<DesktopClipboard> clipboard_;
   std::unique_ptr<WindowAlerts> alerts_;
+  std::unique_ptr<DesktopAppLinks> appLinks_;
   std::unique_ptr<WebKitFilterStore> filterStore_;
   std::unique_ptr<BlockLists> blockLists_;
   std::unique_ptr<Browser> browser_;

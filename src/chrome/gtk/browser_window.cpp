@@ -214,19 +214,7 @@ void BrowserWindow::installAccels(Gtk::Application& app) {
 void BrowserWindow::showCurrentPage() {
   auto page = browser_.current();
   set_title(page && !page->displayTitle().empty() ? page->displayTitle() + " — Quillo" : "Quillo");
-  if (page.get() == shownPage_) return;
-  if (shownWidget_) {
-    gtk_box_remove(pageArea_.gobj(), shownWidget_);
-    shownWidget_ = nullptr;
-  }
-  shownPage_ = page.get();
-  if (!page) return;
-  if (auto* view = dynamic_cast<WebKitView*>(&page->webView())) {
-    shownWidget_ = view->widget();
-    gtk_widget_set_hexpand(shownWidget_, TRUE);
-    gtk_widget_set_vexpand(shownWidget_, TRUE);
-    gtk_box_append(pageArea_.gobj(), shownWidget_);
-  }
+  pageArea_.show(page);
 }
 
 bool BrowserWindow::onKeyPressed(guint keyval, guint, Gdk::ModifierType state) {

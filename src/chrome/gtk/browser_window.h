@@ -4,6 +4,7 @@
 #include <memory>
 
 #include "core/browser.h"
+#include "page/gtk/page_stage.h"
 #include "palette/gtk/address_bar.h"
 
 namespace quillo {
@@ -28,6 +29,7 @@ class BrowserWindow : public Gtk::ApplicationWindow {
 
   AddressBar& addressBar() { return addressBar_; }
   Gtk::Overlay& pageOverlay() { return pageOverlay_; }
+  PageStage& pageStage() { return pageArea_; }
 
  private:
   void addActions();
@@ -45,9 +47,7 @@ class BrowserWindow : public Gtk::ApplicationWindow {
   Gtk::MenuButton menuButton_;
   Glib::RefPtr<Gio::Menu> pageSection_;
   Gtk::Overlay pageOverlay_;
-  Gtk::Box pageArea_{Gtk::Orientation::HORIZONTAL};
-  Page* shownPage_ = nullptr;
-  GtkWidget* shownWidget_ = nullptr;
+  PageStage pageArea_;
   std::vector<sigc::connection> connections_;
 };
 

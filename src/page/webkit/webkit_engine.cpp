@@ -32,6 +32,7 @@ WebKitNetworkSession* makePersistentSession() {
                                                (data / "cookies.sqlite").c_str(),
                                                WEBKIT_COOKIE_PERSISTENT_STORAGE_SQLITE);
   enableFavicons(session);
+  watchDownloads(session);
   return session;
 }
 
@@ -95,6 +96,7 @@ WebKitEngine::~WebKitEngine() {
 std::shared_ptr<DataStore> WebKitEngine::makePrivateStore() {
   WebKitNetworkSession* session = webkit_network_session_new_ephemeral();
   enableFavicons(session);
+  watchDownloads(session);
   return std::make_shared<WebKitDataStore>(session);
 }
 
