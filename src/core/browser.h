@@ -24,6 +24,7 @@
 namespace quillo {
 
 class AppLinks;
+class IconStore;
 class History;
 class Settings;
 class SiteZoom;
@@ -217,6 +218,11 @@ class Browser {
   void attach(SiteZoom& siteZoom);
   // Links of other schemes go to the desktop's programs through this.
   void attach(AppLinks& appLinks);
+  // Site icons: every page finds its icon through the store.
+  void attach(IconStore& icons);
+  // A page found its site's icon: a pin opened from it keeps it, if the pin
+  // had none.
+  void iconFound(const Bytes& image, const PagePtr& page);
   // How long pages wait for a load the browser started to commit.
   Duration loadTimeout = Page::kLoadTimeout;
   // Features that other parts of the program provide; unset ones do nothing.
@@ -272,6 +278,7 @@ class Browser {
   IconSource* iconSource_ = nullptr;
   SiteZoom* siteZoom_ = nullptr;
   AppLinks* appLinks_ = nullptr;
+  IconStore* iconStore_ = nullptr;
   bool pinsFileUnreadable_ = false;
   bool loadingPalette_ = false;
   // Connections to stores that may outlive the browser; cut on destruction.

@@ -5,9 +5,11 @@
 #include "core/address.h"
 #include "core/log.h"
 #include "page/app_links.h"
+#include "page/icon_store.h"
 #include "page/navigation_policy.h"
 #include "page/site_zoom.h"
 #include "palette/sources.h"
+#include "scripts/resources.h"
 
 namespace quillo {
 
@@ -195,6 +197,13 @@ void Page::webViewCommitted() {
   expectedLoad_.reset();
   upgradedFrom.reset();
   if (loadError.get()) loadError = std::nullopt;
+  {
+    // The new site's icon when one is known already; none until found.
+    auto current = webView_->url();
+    std::optional<std::vector<uint8_t>> known;
+    if (iconStore && current && current->hasHost()) known = iconStore->cached(current->host());
+    if (known != icon.get()) icon = std::move(known);
+  }
   hoveredLink.reset();
   applySiteZoom();
   sync();
@@ -358,7 +367,43 @@ void Page::webViewStartedNavigation() {
   }
 }
 
-void Page::webViewFinishedNavigation() {}
+void Page::webViewFinishedNavigation() {
+  std::weak_ptr<bool> alive = alive_;
+  iconTask_ = scheduler_.post([this, alive] {
+    if (!alive.expired()) findIcon();
+  });
+}
+
+void Page::findIcon() {
+  auto current = webView_->url();
+  if (!iconStore || !current || !current->hasHost()) return;
+  if (current->scheme() != "http" && current->scheme() != "https") return;
+  std::string host = current->host();
+  std::weak_ptr<bool> alive = alive_;
+  auto found = [this, alive, host](std::optional<std::vector<uint8_t>> image) {
+    if (alive.expired() || !image) return;
+    // The page may have moved on to another site meanwhile.
+    auto now = webView_->url();
+    if (!now || now->host() != host) return;
+    if (icon.get() != image) {
+      icon = *image;
+      changed.emit();
+    }
+    if (onIcon) onIcon(*image);
+  };
+  if (auto cached = iconStore->cached(host)) {
+    found(std::move(cached));
+    return;
+  }
+  Url pageURL = *current;
+  webView_->evaluate(std::string(scripts::resource("icon_links.js")), 0, true,
+                     [this, alive, host, pageURL, found](std::optional<nlohmann::json> result, std::string) {
+                       if (alive.expired() || !iconStore) return;
+                       std::vector<IconLink> links;
+                       if (result && result->is_string()) links = decodeIconLinks(result->get<std::string>());
+                       iconStore->icon(host, rankIcons(links, pageURL), found);
+                     });
+}
 
 void Page::webViewFailedNavigation(const LoadFailure& failure) { record(failure); }
 

@@ -108,6 +108,11 @@ class Page : public WebViewEvents, public std::enable_shared_from_this<Page> {
   // "Continue to HTTP": the plain address, and its host is not upgraded again.
   void continueInsecurely();
 
+  // ---- Site icons ----
+  // Finds the page's icon: the store's for its host, else the best the page
+  // declares (or its site's "/favicon.ico"); sets `icon` and reports it.
+  void findIcon();
+
   // Site zoom: the page follows the store's level for its site from now on.
   void attach(SiteZoom& siteZoom);
   // Zooms the view and, when the address has a site, records the level for it.
@@ -155,6 +160,7 @@ class Page : public WebViewEvents, public std::enable_shared_from_this<Page> {
   std::optional<Url> timeoutURL_;
   TaskHandle timeout_;
   TaskHandle closeTask_;
+  TaskHandle iconTask_;
   // Whether the last hovered link was in a subframe.
   bool hoveredInSubframe_ = false;
   std::shared_ptr<bool> alive_ = std::make_shared<bool>(true);

@@ -16,7 +16,10 @@
 #include "core/address.h"
 #include "core/log.h"
 #include <csignal>
+#include "page/gtk/icon_decoding.h"
+#include "page/icon_store.h"
 #include "page/site_zoom.h"
+#include "palette/gtk/palette_view.h"
 #include "page/webkit/webkit_engine.h"
 #include "stores/history.h"
 
@@ -104,6 +107,14 @@ void QuilloApplication::on_startup() {
   browser_->attach(*alerts_);
   appLinks_ = std::make_unique<DesktopAppLinks>();
   browser_->attach(*appLinks_);
+  iconFetcher_ = std::make_unique<SoupIconFetcher>();
+  iconStore_ = std::make_unique<IconStore>(*iconFetcher_, decodesAsImage);
+  browser_->attach(*iconStore_);
+  if (auto* list = findPaletteList(*window_)) {
+    PaletteView::Services services;
+    services.icons = iconStore_.get();
+    list->setServices(std::move(services));
+  }
   browser_->features.makeDefault = [this] {
     makeDefaultBrowser([this](const std::string& error) {
       if (!error.empty()) alerts_->ask(Alert{error, "", {"OK"}}, nullptr);
@@ -173,6 +184,8 @@ void QuilloApplication::on_shutdown() {
     window_.reset();
   }
   browser_.reset();
+  iconStore_.reset();
+  iconFetcher_.reset();
   siteZoom_.reset();
   history_.reset();
   blockLists_.reset();

@@ -13,6 +13,8 @@ class BlockLists;
 class DesktopAppLinks;
 class DesktopClipboard;
 class History;
+class IconStore;
+class SoupIconFetcher;
 class SiteZoom;
 class WindowAlerts;
 class BrowserWindow;
@@ -49,6 +51,8 @@ class QuilloApplication : public Gtk::Application {
   std::unique_ptr<DesktopClipboard> clipboard_;
   std::unique_ptr<WindowAlerts> alerts_;
   std::unique_ptr<DesktopAppLinks> appLinks_;
+  std::unique_ptr<SoupIconFetcher> iconFetcher_;
+  std::unique_ptr<IconStore> iconStore_;
   std::unique_ptr<WebKitFilterStore> filterStore_;
   std::unique_ptr<BlockLists> blockLists_;
   std::unique_ptr<Browser> browser_;

@@ -16,9 +16,6 @@ namespace {
 constexpr const char* kExtensionModule = "libquilloextension.so";
 constexpr const char* kScriptWorld = "quillo";
 
-void enableFavicons(WebKitNetworkSession* session) {
-  webkit_website_data_manager_set_favicons_enabled(webkit_network_session_get_website_data_manager(session), TRUE);
-}
 
 WebKitNetworkSession* makePersistentSession() {
   std::filesystem::path data = AppSupport::folder() / "website-data";
@@ -31,7 +28,6 @@ WebKitNetworkSession* makePersistentSession() {
   webkit_cookie_manager_set_persistent_storage(webkit_network_session_get_cookie_manager(session),
                                                (data / "cookies.sqlite").c_str(),
                                                WEBKIT_COOKIE_PERSISTENT_STORAGE_SQLITE);
-  enableFavicons(session);
   watchDownloads(session);
   return session;
 }
@@ -95,7 +91,6 @@ WebKitEngine::~WebKitEngine() {
 
 std::shared_ptr<DataStore> WebKitEngine::makePrivateStore() {
   WebKitNetworkSession* session = webkit_network_session_new_ephemeral();
-  enableFavicons(session);
   watchDownloads(session);
   return std::make_shared<WebKitDataStore>(session);
 }
