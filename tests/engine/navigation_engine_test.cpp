@@ -9,7 +9,9 @@
 #include <fstream>
 
 #include "engine/support/engine_support.h"
+#include "page/app_links.h"
 #include "page/page.h"
+#include "palette/sources.h"
 #include "page/webkit/webkit_engine.h"
 #include "page/webkit/webkit_view.h"
 #include "support/test_server.h"
@@ -222,6 +224,54 @@ TEST_F(Clicks, CtrlAltClickOpensBesideAndAltClickDownloads) {
   EXPECT_TRUE(runUntil(saved, 5s)) << "the link's target is saved in the folder";
   EXPECT_EQ(page_->title.get(), "links");
   EXPECT_FALSE(page_->loadError.get());
+}
+
+struct CountingAppLinks final : AppLinks {
+  std::vector<std::string> opened;
+  int lookedUp = 0;
+  std::optional<std::string> appName(const Url&) override {
+    ++lookedUp;
+    return "Mail";
+  }
+  void open(const Url& url) override { opened.push_back(url.str()); }
+  std::optional<bool> savedDecision(const std::string&, const std::string&) override { return std::nullopt; }
+  void saveAllowed(const std::string&, const std::string&) override {}
+};
+
+struct AnsweringAlerts final : Alerts {
+  std::vector<Alert> asked;
+  void ask(const Alert& alert, std::function<void(size_t)> answered) override {
+    asked.push_back(alert);
+    if (answered) answered(0);
+  }
+  void askWithCheckbox(const Alert& alert, std::function<void(size_t, bool)> answered) override {
+    asked.push_back(alert);
+    if (answered) answered(0, false);
+  }
+};
+
+TEST_F(Clicks, AFramesOwnLinkToAnotherProgramIsDroppedAndAClickedOneAsks) {
+  CountingAppLinks apps;
+  AnsweringAlerts alerts;
+  page_->appLinks = &apps;
+  page_->alerts = &alerts;
+  server_.html("/framed", "<!doctype html><title>framed</title><style>body{margin:0}</style>"
+                          "<iframe src='/frame' style='width:10px;height:10px;border:0'></iframe>"
+                          "<a href='mailto:someone@shop.example' style='display:block;width:100vw;height:90vh'>mail</a>");
+  server_.html("/frame", "<script>location.href = 'mailto:frame@shop.example';</script>");
+  page_->load(mustParse(server_.url("/framed")));
+  ASSERT_TRUE(loaded(page_, "framed"));
+  ASSERT_TRUE(runUntil([&] { return server_.count("/frame") == 1; }));
+  runFor(500ms);
+  EXPECT_TRUE(alerts.asked.empty());
+  EXPECT_EQ(apps.lookedUp, 0);
+  EXPECT_TRUE(apps.opened.empty());
+
+  xdotool("mousemove 300 300 click 1");
+  ASSERT_TRUE(runUntil([&] { return alerts.asked.size() == 1; }, 5s));
+  EXPECT_EQ(alerts.asked[0].message, "Open Mail?");
+  EXPECT_EQ(apps.opened, std::vector<std::string>{"mailto:someone@shop.example"});
+  EXPECT_EQ(page_->title.get(), "framed");
 }
 
 }  // namespace
