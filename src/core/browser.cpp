@@ -309,9 +309,9 @@ void Browser::reopenClosedTab() {
   ClosedTab entry = recentlyClosed->back();
   recentlyClosed.modify([](auto& list) { list.pop_back(); });
   auto page = makePage(false);
-  if (!(entry.navigation && page->webView().restoreSessionState(*entry.navigation) &&
-        (page->webView().goToCurrentItem(), true)))
-    page->load(entry.url);
+  // Its back and forward list when there is one, under the load time-out.
+  page->restore(entry.url, "", entry.navigation);
+  page->loadIfPending();
   page->customName = entry.customName;
   isComposingNewTab = false;
   pages.modify([&](auto& list) { list.insert(list.begin() + std::min(entry.position, list.size()), page); });

@@ -54,6 +54,11 @@ void Page::load(const Url& target) {
   pendingURL.reset();
   pendingNavigation.reset();
   upgradedFrom.reset();
+  // The error goes at once, not when the engine starts the new load.
+  if (loadError.get()) {
+    loadError = std::nullopt;
+    changed.emit();
+  }
   if (target.scheme() == "file")
     loadFile(target);
   else
@@ -65,6 +70,14 @@ void Page::loadFile(const Url& file) {
   pendingNavigation.reset();
   armTimeout(file);
   webView_->loadFile(file, file.deletingLastPathComponent());
+}
+
+void Page::reload() {
+  if (loadError.get()) {
+    retryAfterError();
+    return;
+  }
+  webView_->reload();
 }
 
 void Page::startLoad(const Url& target) {

@@ -87,6 +87,8 @@ class Page : public WebViewEvents, public std::enable_shared_from_this<Page> {
   void load(const Url& url);
   // Loads a local file with read access to its folder.
   void loadFile(const Url& file);
+  // Loads the page again; after a failure, tries the failed address again.
+  void reload();
   void find(const std::string& text, bool backwards, std::function<void(bool found)> done);
   void applyMuted();
 

@@ -6,11 +6,13 @@
 #include <filesystem>
 #include <fstream>
 
+#include "core/browser.h"
 #include "page/app_links.h"
 #include "page/navigation_policy.h"
 #include "page/page.h"
 #include "palette/sources.h"
 #include "support/fake_web_view.h"
+#include "support/temp_home.h"
 #include "support/virtual_scheduler.h"
 
 namespace quillo {
@@ -307,6 +309,50 @@ TEST_F(PagePolicy, ALoadThatHasNotCommittedInTimeIsStoppedAndShownAsTimedOut) {
   scheduler.advance(std::chrono::seconds(60));
   EXPECT_FALSE(page->loadError.get());
   EXPECT_EQ(visits, std::vector<std::string>{"https://slow.test/"});
+}
+
+TEST_F(PagePolicy, ReloadAfterAFailureTriesTheFailedAddressAgain) {
+  auto page = makePage();
+  page->load(u("https://a.test/"));
+  engine.holdCommits = true;
+  auto& v = view(*page);
+  page->load(u("https://a.test/gone"));
+  v.failLoad(failure("https://a.test/gone"));
+  ASSERT_TRUE(page->loadError.get());
+  page->reload();
+  EXPECT_FALSE(page->loadError.get());
+  EXPECT_EQ(v.loads.back().str(), "https://a.test/gone");
+}
+
+TEST_F(PagePolicy, EveryLoadTheBrowserStartsIsUnderItsTimeOut) {
+  test::TempHome home;
+  Browser browser(engine, scheduler);
+  browser.loadTimeout = std::chrono::seconds(5);
+  browser.settleBlockLists();
+  engine.holdCommits = true;
+  ASSERT_TRUE(browser.loadTyped("https://typed.test/"));
+  auto typed = browser.current();
+  scheduler.advance(std::chrono::seconds(6));
+  ASSERT_TRUE(typed->loadError.get());
+  EXPECT_EQ(typed->loadError.get()->message, LoadError::kTimedOut);
+
+  browser.openIncoming({u("https://incoming.test/")});
+  auto incoming = browser.current();
+  ASSERT_NE(incoming, typed);
+  scheduler.advance(std::chrono::seconds(6));
+  ASSERT_TRUE(incoming->loadError.get());
+
+  // A closed tab comes back with its list; its reload is timed too.
+  engine.holdCommits = false;
+  incoming->load(u("https://incoming.test/page"));
+  browser.close(incoming);
+  engine.holdCommits = true;
+  browser.reopenClosedTab();
+  auto reopened = browser.current();
+  EXPECT_EQ(reopened->savedURL(), u("https://incoming.test/page"));
+  scheduler.advance(std::chrono::seconds(6));
+  ASSERT_TRUE(reopened->loadError.get());
+  EXPECT_EQ(reopened->loadError.get()->message, LoadError::kTimedOut);
 }
 
 TEST_F(PagePolicy, DownloadsCloseATabWithNoHistoryOnly) {

@@ -110,7 +110,7 @@ void BrowserWindow::addActions() {
       {"find-previous", [this] { browser_.findNext(true); }},
       {"back", [page] { if (auto p = page()) p->webView().goBack(); }},
       {"forward", [page] { if (auto p = page()) p->webView().goForward(); }},
-      {"reload", [page] { if (auto p = page()) p->webView().reload(); }},
+      {"reload", [page] { if (auto p = page()) p->reload(); }},
       {"zoom-in", [this] { browser_.zoomIn(); }},
       {"zoom-out", [this] { browser_.zoomOut(); }},
       {"actual-size", [this] { browser_.actualSize(); }},
