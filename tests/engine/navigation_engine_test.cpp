@@ -48,7 +48,8 @@ class Navigation : public ::testing::Test {
     Page::insecureHosts.clear();
   }
   void TearDown() override {
-    windowWith(nullptr);
+    // Unmapped, so the window cannot take the next tests' input.
+    gtk_widget_set_visible(GTK_WIDGET(windowWith(nullptr)), FALSE);
     pages_.clear();
     setDownloadFolder({});
     std::error_code error;
