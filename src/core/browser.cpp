@@ -4,6 +4,7 @@
 
 #include "core/address.h"
 #include "core/log.h"
+#include "page/icon_store.h"
 #include "scripts/resources.h"
 
 namespace quillo {
@@ -49,6 +50,11 @@ Browser::~Browser() {
     page->onVisit = nullptr;
     page->onTitle = nullptr;
     page->onNeedsAttention = nullptr;
+    page->onDownload = nullptr;
+    page->onIcon = nullptr;
+    page->appLinks = nullptr;
+    page->alerts = nullptr;
+    page->iconStore = nullptr;
   };
   for (auto& page : pages.get()) unwire(page);
   for (auto& [id, page] : pinnedPages) unwire(page);
@@ -110,6 +116,13 @@ void Browser::wire(const PagePtr& page) {
   page->onClose = [this, weak] {
     if (auto p = weak.lock()) close(p);
   };
+  page->appLinks = appLinks_;
+  page->alerts = alerts_;
+  page->iconStore = iconStore_;
+  page->loadTimeout = loadTimeout;
+  page->onIcon = [this, weak](const Bytes& image) {
+    if (auto p = weak.lock()) iconFound(image, p);
+  };
   page->onNeedsAttention = [this, weak] {
     auto p = weak.lock();
     if (p && current() != p) select(p);
@@ -124,6 +137,34 @@ void Browser::wire(const PagePtr& page) {
       if (recordTitle) recordTitle(title, url);
     };
   }
+}
+
+void Browser::attach(AppLinks& appLinks) {
+  appLinks_ = &appLinks;
+  auto give = [this](const PagePtr& page) {
+    page->appLinks = appLinks_;
+    page->alerts = alerts_;
+  };
+  for (auto& page : pages.get()) give(page);
+  for (auto& [id, page] : pinnedPages) give(page);
+}
+
+void Browser::attach(IconStore& icons) {
+  iconStore_ = &icons;
+  attach(static_cast<IconSource&>(icons));
+  for (auto& page : pages.get()) page->iconStore = iconStore_;
+  for (auto& [id, page] : pinnedPages) page->iconStore = iconStore_;
+}
+
+void Browser::iconFound(const Bytes& image, const PagePtr& page) {
+  if (page->pinID && hasPin(*page->pinID) && !pinIcons.count(*page->pinID)) {
+    pinIcons[*page->pinID] = image;
+    auto list = pins.get();
+    for (auto& pin : list)
+      if (pin.id == *page->pinID) pin.iconData = image;
+    pins = std::move(list);  // saves "pins.json"
+  }
+  paletteChanged.emit();
 }
 
 std::vector<PagePtr> Browser::recentUnits() const {

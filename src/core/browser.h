@@ -24,6 +24,8 @@
 
 namespace quillo {
 
+class AppLinks;
+class IconStore;
 class History;
 class Settings;
 class SiteZoom;
@@ -240,6 +242,15 @@ class Browser {
   void attach(IconSource& icons);
   // Every page, open or made later, follows the zoom levels of its site.
   void attach(SiteZoom& siteZoom);
+  // Links of other schemes go to the desktop's programs through this.
+  void attach(AppLinks& appLinks);
+  // Site icons: every page finds its icon through the store.
+  void attach(IconStore& icons);
+  // A page found its site's icon: a pin opened from it keeps it, if the pin
+  // had none.
+  void iconFound(const Bytes& image, const PagePtr& page);
+  // How long pages wait for a load the browser started to commit.
+  Duration loadTimeout = Page::kLoadTimeout;
   // Features that other parts of the program provide; unset ones do nothing.
   struct FeatureHooks {
     std::function<void(const PagePtr&)> pictureInPicture;
@@ -290,6 +301,8 @@ class Browser {
   Alerts* alerts_ = nullptr;
   IconSource* iconSource_ = nullptr;
   SiteZoom* siteZoom_ = nullptr;
+  AppLinks* appLinks_ = nullptr;
+  IconStore* iconStore_ = nullptr;
   bool pinsFileUnreadable_ = false;
   bool loadingPalette_ = false;
   // Connections to stores that may outlive the browser; cut on destruction.

@@ -1,10 +1,33 @@
 #include "page/page.h"
 
+#include <cctype>
+
 #include "core/address.h"
 #include "core/log.h"
+#include "page/app_links.h"
+#include "page/icon_store.h"
+#include "page/navigation_policy.h"
 #include "page/site_zoom.h"
+#include "palette/sources.h"
+#include "scripts/resources.h"
 
 namespace quillo {
+
+std::set<std::string> Page::insecureHosts;
+
+namespace {
+std::string lower(std::string text) {
+  for (auto& c : text) c = char(std::tolower(static_cast<unsigned char>(c)));
+  return text;
+}
+
+// Whether the engine's address for a navigation is the one the browser asked
+// for; the engine may have tidied it (case, a default port).
+bool sameTarget(const Url& a, const Url& b) {
+  auto path = [](const Url& u) { return u.path().empty() ? std::string("/") : u.path(); };
+  return lower(a.host()) == lower(b.host()) && path(a) == path(b) && a.query() == b.query();
+}
+}  // namespace
 
 Page::Page(std::unique_ptr<WebViewPort> webView, Scheduler& scheduler)
     : webView_(std::move(webView)), scheduler_(scheduler) {
@@ -13,6 +36,7 @@ Page::Page(std::unique_ptr<WebViewPort> webView, Scheduler& scheduler)
 }
 
 Page::~Page() {
+  *alive_ = false;
   siteZoomLink_.disconnect();
   webView_->setEvents(nullptr);
 }
@@ -29,16 +53,61 @@ bool Page::load(const std::string& text) {
 void Page::load(const Url& target) {
   pendingURL.reset();
   pendingNavigation.reset();
+  upgradedFrom.reset();
+  // The error goes at once, not when the engine starts the new load.
+  if (loadError.get()) {
+    loadError = std::nullopt;
+    changed.emit();
+  }
   if (target.scheme() == "file")
     loadFile(target);
   else
-    webView_->load(target);
+    startLoad(target);
 }
 
 void Page::loadFile(const Url& file) {
   pendingURL.reset();
   pendingNavigation.reset();
+  armTimeout(file);
   webView_->loadFile(file, file.deletingLastPathComponent());
+}
+
+void Page::reload() {
+  if (loadError.get()) {
+    retryAfterError();
+    return;
+  }
+  webView_->reload();
+}
+
+void Page::startLoad(const Url& target) {
+  armTimeout(target);
+  webView_->load(target);
+}
+
+void Page::armTimeout(std::optional<Url> target) {
+  expectedLoad_ = target;
+  timeoutURL_ = std::move(target);
+  std::weak_ptr<bool> alive = alive_;
+  timeout_ = scheduler_.after(loadTimeout, [this, alive] {
+    if (!alive.expired()) timedOut();
+  });
+}
+
+void Page::timedOut() {
+  auto target = timeoutURL_ ? timeoutURL_ : webView_->url();
+  webView_->stop();
+  std::optional<Url> insecure;
+  if (upgradedFrom && navigation::sameHost(upgradedFrom, target)) insecure = upgradedFrom;
+  upgradedFrom.reset();
+  setError(LoadError{target, LoadError::kTimedOut, insecure});
+}
+
+void Page::setError(LoadError error) {
+  timeout_.cancel();
+  expectedLoad_.reset();
+  loadError = std::move(error);
+  changed.emit();
 }
 
 void Page::find(const std::string& text, bool backwards, std::function<void(bool)> done) {
@@ -81,12 +150,14 @@ void Page::loadIfPending() {
   pendingURL.reset();
   pendingNavigation.reset();
   bool restored = navigation && !navigation->empty() && webView_->restoreSessionState(*navigation);
-  if (restored)
+  if (restored) {
+    armTimeout(std::nullopt);
     webView_->goToCurrentItem();
-  else if (target.scheme() == "file")
+  } else if (target.scheme() == "file") {
     loadFile(target);
-  else
-    webView_->load(target);
+  } else {
+    startLoad(target);
+  }
 }
 
 std::optional<std::string> Page::navigationState() const {
@@ -135,6 +206,17 @@ void Page::webViewStateChanged() {
 }
 
 void Page::webViewCommitted() {
+  timeout_.cancel();
+  expectedLoad_.reset();
+  upgradedFrom.reset();
+  if (loadError.get()) loadError = std::nullopt;
+  {
+    // The new site's icon when one is known already; none until found.
+    auto current = webView_->url();
+    std::optional<std::vector<uint8_t>> known;
+    if (iconStore && current && current->hasHost()) known = iconStore->cached(current->host());
+    if (known != icon.get()) icon = std::move(known);
+  }
   hoveredLink.reset();
   formFrames.clear();
   applySiteZoom();
@@ -153,6 +235,7 @@ void Page::webViewMessage(const FrameMessage& message) {
       hoveredLink = Url::parse(message.payload.get<std::string>());
     else
       hoveredLink.reset();
+    hoveredInSubframe_ = hoveredLink && !message.isMainFrame;
   } else if (message.name == "quilloForms" && !message.isMainFrame && message.payload.is_object()) {
     auto flag = [&](const char* key) {
       auto found = message.payload.find(key);
@@ -183,6 +266,206 @@ void Page::webViewCrashed() {
   crashReload_ = scheduler_.post([weak] {
     if (auto page = weak.lock()) page->webView_->reload();
   });
+}
+
+// ---- Navigation policy ----
+
+bool Page::navigatesMainFrame(const NavigationAction& action) const {
+  if (action.isMainFrame) return *action.isMainFrame;
+  // WebKitGTK does not say which frame a navigation is for. The browser's own
+  // loads are the main frame's; so is an upgraded load's redirect; a click is
+  // unless the link under the pointer was in a subframe. Anything else is
+  // left alone, which at worst skips an upgrade.
+  if (action.url && expectedLoad_ && sameTarget(*action.url, *expectedLoad_)) return true;
+  if (action.isRedirect && upgradedFrom) return true;
+  if (action.isLinkClick) return !(hoveredInSubframe_ && hoveredLink == action.url);
+  return false;
+}
+
+void Page::webViewDecideNavigation(const NavigationAction& action, PolicyAnswer answer) {
+  std::string scheme = action.url ? action.url->scheme() : navigation::schemeOf(action.target);
+  if (!scheme.empty() && !navigation::isWebScheme(scheme)) {
+    answer(NavigationPolicy::cancel);
+    if (action.url) openInApp(*action.url, action);
+    return;
+  }
+  bool opensTab = action.isLinkClick && (action.ctrl || action.button == 2);
+  if (opensTab && action.alt) {
+    answer(NavigationPolicy::cancel);
+    if (openBeside && action.url) openBeside(*action.url);
+    return;
+  }
+  if (opensTab) {
+    answer(NavigationPolicy::cancel);
+    if (openInBackground && action.url) openInBackground(*action.url);
+    return;
+  }
+  if (action.shouldPerformDownload || (action.isLinkClick && action.alt)) {
+    answer(NavigationPolicy::download);
+    return;
+  }
+  if (action.opensWindow || !navigatesMainFrame(action) || !action.url) {
+    answer(NavigationPolicy::allow);
+    return;
+  }
+  const Url& url = *action.url;
+  if (upgradedFrom && url.scheme() == "http" && navigation::sameHost(url, upgradedFrom)) {
+    // The upgraded request was sent back to plain HTTP: stop rather than loop.
+    answer(NavigationPolicy::cancel);
+    upgradedFrom.reset();
+    setError(LoadError{url, LoadError::kSentBack, url});
+    return;
+  }
+  if (auto secure = navigation::upgrade(url, insecureHosts)) {
+    answer(NavigationPolicy::cancel);
+    upgradedFrom = url;
+    startLoad(*secure);
+    return;
+  }
+  answer(NavigationPolicy::allow);
+}
+
+NavigationPolicy Page::webViewDecideResponse(const NavigationResponse& response) {
+  return navigation::responsePolicy(response);
+}
+
+void Page::openInApp(const Url& url, const NavigationAction& action) {
+  // A subframe cannot launch a program by itself, nor can a script without
+  // the user's gesture.
+  if (!action.isLinkClick && !action.isUserGesture) return;
+  if (!appLinks) return;
+  std::string scheme = url.scheme();
+  auto current = webView_->url();
+  std::string site = current && current->hasHost() ? lower(current->host()) : std::string();
+  std::weak_ptr<bool> alive = alive_;
+  auto openIt = [this, alive, url, site, scheme](bool remember) {
+    if (alive.expired() || !appLinks) return;
+    if (remember) appLinks->saveAllowed(site, scheme);
+    appLinks->open(url);
+  };
+  if (!site.empty()) {
+    if (auto saved = appLinks->savedDecision(site, scheme)) {
+      if (*saved) openIt(false);
+      return;
+    }
+  }
+  auto name = appLinks->appName(url);
+  if (onNeedsAttention) onNeedsAttention();
+  if (!alerts) return;
+  if (!name) {
+    Alert none;
+    none.message = "No app on this computer opens \u201c" + scheme + ":\u201d links";
+    none.buttons = {"OK"};
+    alerts->ask(none, std::function<void(size_t)>());
+    return;
+  }
+  Alert alert;
+  alert.message = "Open " + *name + "?";
+  alert.detail = site.empty() ? "This link opens in " + *name + "." : site + " wants to open " + *name + ".";
+  alert.buttons = {"Open " + *name, "Cancel"};
+  bool offersAlways = !site.empty() && !isPrivate();
+  if (offersAlways) alert.checkbox = "Always allow " + site + " to open " + *name;
+  alerts->askWithCheckbox(alert, [openIt, offersAlways](size_t button, bool checked) {
+    if (button == 0) openIt(offersAlways && checked);
+  });
+}
+
+void Page::closeIfOnlyForDownload() {
+  if (webView_->hasCurrentItem() || pendingURL) return;
+  // Later: the engine is still inside its download signal.
+  std::weak_ptr<Page> weak = weak_from_this();
+  closeTask_ = scheduler_.post([weak] {
+    auto page = weak.lock();
+    if (page && !page->webView_->hasCurrentItem() && !page->pendingURL && page->onClose) page->onClose();
+  });
+}
+
+void Page::webViewStartedNavigation() {
+  if (loadError.get()) {
+    loadError = std::nullopt;
+    changed.emit();
+  }
+}
+
+void Page::webViewFinishedNavigation() {
+  std::weak_ptr<bool> alive = alive_;
+  iconTask_ = scheduler_.post([this, alive] {
+    if (!alive.expired()) findIcon();
+  });
+}
+
+void Page::findIcon() {
+  auto current = webView_->url();
+  if (!iconStore || !current || !current->hasHost()) return;
+  if (current->scheme() != "http" && current->scheme() != "https") return;
+  std::string host = current->host();
+  std::weak_ptr<bool> alive = alive_;
+  auto found = [this, alive, host](std::optional<std::vector<uint8_t>> image) {
+    if (alive.expired() || !image) return;
+    // The page may have moved on to another site meanwhile.
+    auto now = webView_->url();
+    if (!now || now->host() != host) return;
+    if (icon.get() != image) {
+      icon = *image;
+      changed.emit();
+    }
+    if (onIcon) onIcon(*image);
+  };
+  if (auto cached = iconStore->cached(host)) {
+    found(std::move(cached));
+    return;
+  }
+  Url pageURL = *current;
+  webView_->evaluate(std::string(scripts::resource("icon_links.js")), 0, true,
+                     [this, alive, host, pageURL, found](std::optional<nlohmann::json> result, std::string) {
+                       if (alive.expired() || !iconStore) return;
+                       std::vector<IconLink> links;
+                       if (result && result->is_string()) links = decodeIconLinks(result->get<std::string>());
+                       iconStore->icon(host, rankIcons(links, pageURL), found);
+                     });
+}
+
+void Page::webViewFailedNavigation(const LoadFailure& failure) { record(failure); }
+
+void Page::webViewStartedDownload(std::shared_ptr<WebDownload> download) {
+  if (onDownload) onDownload(std::move(download));
+  closeIfOnlyForDownload();
+}
+
+// ---- Load errors ----
+
+void Page::record(const LoadFailure& failure) {
+  using Kind = LoadFailure::Kind;
+  // Replaced, stopped, or turned into a download: nothing went wrong.
+  if (failure.kind == Kind::cancelled || failure.kind == Kind::interrupted || failure.kind == Kind::handledElsewhere)
+    return;
+  std::optional<Url> insecure;
+  if (upgradedFrom && navigation::sameHost(upgradedFrom, failure.failingURL)) insecure = upgradedFrom;
+  upgradedFrom.reset();
+  setError(LoadError{failure.failingURL, failure.message, insecure});
+}
+
+void Page::retryAfterError() {
+  std::optional<Url> target = loadError.get() ? loadError.get()->url : std::nullopt;
+  if (!target) target = url.get();
+  if (!target) return;
+  loadError = std::nullopt;
+  changed.emit();
+  upgradedFrom.reset();
+  if (target->scheme() == "file")
+    loadFile(*target);
+  else
+    startLoad(*target);
+}
+
+void Page::continueInsecurely() {
+  auto error = loadError.get();
+  if (!error || !error->insecureURL || !error->insecureURL->hasHost()) return;
+  insecureHosts.insert(lower(error->insecureURL->host()));
+  loadError = std::nullopt;
+  changed.emit();
+  upgradedFrom.reset();
+  startLoad(*error->insecureURL);
 }
 
 }  // namespace quillo

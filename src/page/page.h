@@ -7,15 +7,20 @@
 #include <map>
 #include <memory>
 #include <optional>
+#include <set>
 #include <string>
 
 #include "core/observable.h"
 #include "core/scheduler.h"
 #include "core/url.h"
+#include "page/load_error.h"
 #include "page/web_view_port.h"
 
 namespace quillo {
 
+class Alerts;
+class AppLinks;
+class IconStore;
 class SiteZoom;
 class Split;
 
@@ -42,6 +47,17 @@ class Page : public WebViewEvents, public std::enable_shared_from_this<Page> {
   std::function<void(const Url&)> onVisit;
   std::function<void(const std::string& title, const Url& url)> onTitle;
   std::function<void()> onNeedsAttention;
+  std::function<void(std::shared_ptr<WebDownload>)> onDownload;
+  // A site icon was found for the page (image bytes).
+  std::function<void(const std::vector<uint8_t>&)> onIcon;
+
+  // Services shared by all pages, set by the browser; unset ones do nothing.
+  AppLinks* appLinks = nullptr;
+  Alerts* alerts = nullptr;
+  IconStore* iconStore = nullptr;
+  // Loads the browser starts that have not committed by then are stopped.
+  static constexpr Duration kLoadTimeout = std::chrono::seconds(60);
+  Duration loadTimeout = kLoadTimeout;
 
   // Not published: owned by other parts of the browser.
   std::optional<std::string> pinID;
@@ -72,6 +88,10 @@ class Page : public WebViewEvents, public std::enable_shared_from_this<Page> {
   Published<bool> isPlayingAudio{false};
   Published<bool> isMuted{false};
   Published<std::optional<std::string>> customName;
+  // The failure shown instead of the page, if any.
+  Published<std::optional<LoadError>> loadError;
+  // The site icon's image bytes, when one was found.
+  Published<std::optional<std::vector<uint8_t>>> icon;
   // Fires once after any of the published state above changed.
   sigc::signal<void()> changed;
 
@@ -80,6 +100,8 @@ class Page : public WebViewEvents, public std::enable_shared_from_this<Page> {
   void load(const Url& url);
   // Loads a local file with read access to its folder.
   void loadFile(const Url& file);
+  // Loads the page again; after a failure, tries the failed address again.
+  void reload();
   void find(const std::string& text, bool backwards, std::function<void(bool found)> done);
   void applyMuted();
 
@@ -96,6 +118,29 @@ class Page : public WebViewEvents, public std::enable_shared_from_this<Page> {
   // fills it and answers whether it could.
   void oneTimeCodeField(const std::optional<std::string>& code, uint64_t frame, const std::string& host,
                         std::function<void(bool)> done);
+
+  // ---- Navigation policy ----
+  // Hosts whose plain-HTTP addresses are loaded as they are, for every page,
+  // until the program quits ("Continue to HTTP").
+  static std::set<std::string> insecureHosts;
+  // The plain-HTTP address the navigation in progress was upgraded from.
+  std::optional<Url> upgradedFrom;
+  // Hands a link of another scheme to its program, asking first.
+  void openInApp(const Url& url, const NavigationAction& action);
+  // Closes a tab that was opened only to receive a download.
+  void closeIfOnlyForDownload();
+
+  // ---- Load errors ----
+  void record(const LoadFailure& failure);
+  // "Try Again": the failed address again, else the page's own.
+  void retryAfterError();
+  // "Continue to HTTP": the plain address, and its host is not upgraded again.
+  void continueInsecurely();
+
+  // ---- Site icons ----
+  // Finds the page's icon: the store's for its host, else the best the page
+  // declares (or its site's "/favicon.ico"); sets `icon` and reports it.
+  void findIcon();
 
   // Site zoom: the page follows the store's level for its site from now on.
   void attach(SiteZoom& siteZoom);
@@ -124,9 +169,30 @@ class Page : public WebViewEvents, public std::enable_shared_from_this<Page> {
   void webViewClosed() override;
   void webViewNeedsAttention() override;
   void webViewCrashed() override;
+  void webViewDecideNavigation(const NavigationAction& action, PolicyAnswer answer) override;
+  NavigationPolicy webViewDecideResponse(const NavigationResponse& response) override;
+  void webViewStartedNavigation() override;
+  void webViewFinishedNavigation() override;
+  void webViewFailedNavigation(const LoadFailure& failure) override;
+  void webViewStartedDownload(std::shared_ptr<WebDownload> download) override;
 
  private:
   void sync();
+  // Loads an address on the browser's behalf, under the time-out.
+  void startLoad(const Url& target);
+  void armTimeout(std::optional<Url> target);
+  void timedOut();
+  bool navigatesMainFrame(const NavigationAction& action) const;
+  void setError(LoadError error);
+  // The address of the browser's own load in progress, until it commits.
+  std::optional<Url> expectedLoad_;
+  std::optional<Url> timeoutURL_;
+  TaskHandle timeout_;
+  TaskHandle closeTask_;
+  TaskHandle iconTask_;
+  // Whether the last hovered link was in a subframe.
+  bool hoveredInSubframe_ = false;
+  std::shared_ptr<bool> alive_ = std::make_shared<bool>(true);
   std::unique_ptr<WebViewPort> webView_;
   Scheduler& scheduler_;
   TaskHandle crashReload_;

@@ -54,6 +54,62 @@ struct FrameMessage {
   nlohmann::json payload;
 };
 
+// A navigation the page decides on before anything is requested.
+struct NavigationAction {
+  std::string target;      // the address asked for, as the engine gave it
+  std::optional<Url> url;  // the same, parsed; none when it is not a URL
+  bool isLinkClick = false;
+  bool isUserGesture = false;
+  bool isRedirect = false;
+  // Modifier keys and the mouse button (1 primary, 2 middle, 0 none) of the click.
+  bool ctrl = false, alt = false, shift = false;
+  int button = 0;
+  // The site asks for a new window: there is no target frame yet.
+  bool opensWindow = false;
+  // Whether it navigates the main frame; none when the engine cannot say.
+  std::optional<bool> isMainFrame;
+  // The engine itself wants this saved rather than shown (a download link).
+  bool shouldPerformDownload = false;
+};
+
+enum class NavigationPolicy { allow, cancel, download };
+// Answers a navigation decision; called exactly once, possibly later.
+using PolicyAnswer = std::function<void(NavigationPolicy)>;
+
+// A response arrived for a frame's navigation.
+struct NavigationResponse {
+  std::optional<Url> url;
+  // The "Content-Disposition" header of an HTTP response, else empty.
+  std::string contentDisposition;
+  bool canShowMIMEType = true;
+  bool isMainFrame = true;
+};
+
+// Why a navigation failed, in the model's terms.
+struct LoadFailure {
+  enum class Kind {
+    cancelled,         // replaced by another navigation, stopped, or turned into a download
+    interrupted,       // the policy changed the load (cancelled it or made it a download)
+    handledElsewhere,  // a plug-in or media player took the load over
+    certificate,       // the site's TLS certificate was refused
+    other,
+  };
+  Kind kind = Kind::other;
+  std::optional<Url> failingURL;
+  std::string message;  // the engine's description, for people
+};
+
+// A file being saved from the web. The engine chooses where; the downloads
+// list follows it through this.
+class WebDownload {
+ public:
+  virtual ~WebDownload() = default;
+  virtual std::optional<Url> source() const = 0;
+  // The file it is written to; empty until the engine chose one.
+  virtual std::string destination() const = 0;
+  virtual void cancel() = 0;
+};
+
 class WebViewPort;
 
 // What the engine tells the page. All calls arrive on the main thread.
@@ -75,6 +131,23 @@ class WebViewEvents {
   virtual void webViewNeedsAttention() = 0;
   // The web process died. The page decides whether to reload.
   virtual void webViewCrashed() = 0;
+
+  // Navigation policy. Without an answer of their own, views allow.
+  virtual void webViewDecideNavigation(const NavigationAction& action, PolicyAnswer answer) {
+    (void)action;
+    answer(NavigationPolicy::allow);
+  }
+  virtual NavigationPolicy webViewDecideResponse(const NavigationResponse& response) {
+    return response.canShowMIMEType ? NavigationPolicy::allow : NavigationPolicy::download;
+  }
+  // The main frame started a new navigation (nothing is committed yet).
+  virtual void webViewStartedNavigation() {}
+  // The main frame's navigation finished loading without failing.
+  virtual void webViewFinishedNavigation() {}
+  // The main frame's navigation failed, before or after it committed.
+  virtual void webViewFailedNavigation(const LoadFailure& failure) { (void)failure; }
+  // A navigation of this view became a download.
+  virtual void webViewStartedDownload(std::shared_ptr<WebDownload> download) { (void)download; }
 };
 
 // One web view, as the model sees it. The WebKitGTK implementation lives in
@@ -91,10 +164,12 @@ class WebViewPort {
   virtual double progress() const = 0;
   virtual bool canGoBack() const = 0;
   virtual bool canGoForward() const = 0;
+  // The back/forward list has a current item (the view has shown something).
+  virtual bool hasCurrentItem() const = 0;
   virtual bool isPlayingAudio() const = 0;
   virtual const std::shared_ptr<DataStore>& store() const = 0;
 
-  // Loads with a 60 s time-out where the engine allows one.
+  // Starts loading the address; the page keeps its own time-out.
   virtual void load(const Url& url) = 0;
   // Loads a file URL with read access to the folder given.
   virtual void loadFile(const Url& file, const Url& readAccessFolder) = 0;

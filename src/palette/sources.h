@@ -129,6 +129,13 @@ class Alerts {
   virtual ~Alerts() = default;
   // Must not block: the answer arrives later, on the main thread.
   virtual void ask(const Alert& alert, std::function<void(size_t button)> answered) = 0;
+  // The same, also telling whether the alert's check box was ticked. Alerts
+  // that draw no check box answer false.
+  virtual void askWithCheckbox(const Alert& alert, std::function<void(size_t button, bool checked)> answered) {
+    ask(alert, std::function<void(size_t)>([answered = std::move(answered)](size_t button) {
+          if (answered) answered(button, false);
+        }));
+  }
 };
 
 class Page;

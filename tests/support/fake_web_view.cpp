@@ -70,6 +70,7 @@ void FakeWebView::reload() {
 void FakeWebView::stop() {
   if (!loading_) return;
   loading_ = false;
+  dropProvisional();
   emit([](WebViewEvents& e) { e.webViewStateChanged(); });
 }
 
@@ -92,13 +93,86 @@ void FakeWebView::goToCurrentItem() {
 
 void FakeWebView::startLoad(const Url& url) {
   loads.push_back(url);
-  url_ = url;
-  title_.clear();
   loading_ = true;
   progress_ = 0.1;
+  committed_ = false;
+  if (!emit([](WebViewEvents& e) { e.webViewStartedNavigation(); })) return;
+  if (engine_ && engine_->holdCommits) {
+    // WebKit shows the address being loaded while it is provisional.
+    provisional_ = url;
+    emit([](WebViewEvents& e) { e.webViewStateChanged(); });
+    return;
+  }
+  url_ = url;
+  title_.clear();
+  committed_ = true;
   if (!emit([](WebViewEvents& e) { e.webViewStateChanged(); })) return;
   if (!emit([](WebViewEvents& e) { e.webViewCommitted(); })) return;
   if (!engine_ || !engine_->manualLoads) finishLoad();
+}
+
+void FakeWebView::commitLoad() {
+  if (committed_ || !provisional_) return;
+  url_ = *provisional_;
+  provisional_.reset();
+  title_.clear();
+  committed_ = true;
+  if (!emit([](WebViewEvents& e) { e.webViewStateChanged(); })) return;
+  if (!emit([](WebViewEvents& e) { e.webViewCommitted(); })) return;
+  if (!engine_ || !engine_->manualLoads) finishLoad();
+}
+
+void FakeWebView::failLoad(const LoadFailure& failure) {
+  if (!loading_) return;
+  loading_ = false;
+  dropProvisional();
+  if (!emit([](WebViewEvents& e) { e.webViewStateChanged(); })) return;
+  emit([&](WebViewEvents& e) { e.webViewFailedNavigation(failure); });
+}
+
+void FakeWebView::dropProvisional() {
+  if (committed_) return;
+  // Nothing was shown: the list drops the entry the load had added.
+  if (current_ >= 0 && provisional_ && entries_[size_t(current_)].url == *provisional_ &&
+      entries_[size_t(current_)].title.empty()) {
+    entries_.erase(entries_.begin() + current_);
+    current_ = std::min(current_, int(entries_.size())) - 1;
+  }
+  provisional_.reset();
+  committed_ = true;
+}
+
+void FakeWebView::navigate(NavigationAction action) {
+  decisions.push_back({action, std::nullopt});
+  size_t index = decisions.size() - 1;
+  auto alive = alive_;
+  auto answer = [this, alive, index, action](NavigationPolicy policy) {
+    if (!*alive) return;
+    decisions[index].policy = policy;
+    if (policy == NavigationPolicy::allow && action.url && !action.opensWindow) load(*action.url);
+    if (policy == NavigationPolicy::download) {
+      ++downloadsStarted;
+      emit([](WebViewEvents& e) { e.webViewStartedDownload(nullptr); });
+    }
+  };
+  if (events_)
+    events_->webViewDecideNavigation(action, answer);
+  else
+    answer(NavigationPolicy::allow);
+}
+
+NavigationPolicy FakeWebView::respond(NavigationResponse response) {
+  NavigationPolicy policy = events_ ? events_->webViewDecideResponse(response) : NavigationPolicy::allow;
+  if (policy == NavigationPolicy::download) {
+    ++downloadsStarted;
+    // The navigation becomes the download: nothing is committed.
+    if (!committed_) {
+      loading_ = false;
+      dropProvisional();
+    }
+    emit([](WebViewEvents& e) { e.webViewStartedDownload(nullptr); });
+  }
+  return policy;
 }
 
 void FakeWebView::finishLoad() {
@@ -110,7 +184,8 @@ void FakeWebView::finishLoad() {
   if (current_ >= 0) entries_[size_t(current_)].title = title;
   loading_ = false;
   progress_ = 1.0;
-  emit([](WebViewEvents& e) { e.webViewStateChanged(); });
+  if (!emit([](WebViewEvents& e) { e.webViewStateChanged(); })) return;
+  emit([](WebViewEvents& e) { e.webViewFinishedNavigation(); });
 }
 
 void FakeWebView::setPageTitle(const std::string& title) {

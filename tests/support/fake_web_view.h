@@ -61,12 +61,13 @@ class FakeWebView final : public WebViewPort {
 
   // WebViewPort
   void setEvents(WebViewEvents* events) override { events_ = events; }
-  std::optional<Url> url() const override { return url_; }
+  std::optional<Url> url() const override { return provisional_ ? provisional_ : url_; }
   std::string title() const override { return title_; }
   bool isLoading() const override { return loading_; }
   double progress() const override { return progress_; }
   bool canGoBack() const override { return current_ > 0; }
   bool canGoForward() const override { return current_ >= 0 && current_ + 1 < int(entries_.size()); }
+  bool hasCurrentItem() const override { return current_ >= 0; }
   bool isPlayingAudio() const override { return playingAudio_; }
   const std::shared_ptr<DataStore>& store() const override { return configuration_.store; }
   void load(const Url& url) override;
@@ -113,7 +114,26 @@ class FakeWebView final : public WebViewPort {
   // Answers evaluate(); unset, every script answers nothing and no error.
   std::function<void(const Evaluation&, EvaluationDone)> evaluator;
 
+  // Navigations the page decided on, with its answers (once answered).
+  struct Decision {
+    NavigationAction action;
+    std::optional<NavigationPolicy> policy;
+  };
+  std::vector<Decision> decisions;
+  // Downloads this view started.
+  int downloadsStarted = 0;
+
   // ---- What the test makes happen ----
+  // A navigation the page must decide on first (a click, a redirect); it
+  // loads when allowed and becomes a download when so decided.
+  void navigate(NavigationAction action);
+  // The response of the navigation in progress arrived; returns the page's
+  // decision (a download also starts one).
+  NavigationPolicy respond(NavigationResponse response);
+  // The navigation in progress fails; nothing is committed.
+  void failLoad(const LoadFailure& failure);
+  // Commits the navigation held by the engine's holdCommits.
+  void commitLoad();
   // Completes the load in progress: the title comes from engine.titles.
   void finishLoad();
   // The page changes its own title (document.title = ...).
@@ -134,6 +154,7 @@ class FakeWebView final : public WebViewPort {
  private:
   friend class FakeEngine;
   void startLoad(const Url& url);  // of entries_[current_]
+  void dropProvisional();
   // Calls the events if set; false when the call destroyed this view.
   bool emit(const std::function<void(WebViewEvents&)>& call);
 
@@ -148,6 +169,8 @@ class FakeWebView final : public WebViewPort {
   double progress_ = 0;
   bool playingAudio_ = false;
   bool muted_ = false;
+  bool committed_ = true;  // the load in progress has committed
+  std::optional<Url> provisional_;
   double zoom_ = 1.0;
   std::shared_ptr<bool> alive_ = std::make_shared<bool>(true);
 };
@@ -168,6 +191,9 @@ class FakeEngine final : public WebEngine {
   std::map<std::string, std::string> titles;
   // When set, loads stay in progress until the view's finishLoad().
   bool manualLoads = false;
+  // When set, loads stay provisional (nothing committed) until the view's
+  // commitLoad() or failLoad().
+  bool holdCommits = false;
 
   // ---- What the test sees ----
   // What each makeView was given, in order. The store is held weakly so

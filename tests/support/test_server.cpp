@@ -5,6 +5,8 @@
 #include <algorithm>
 #include <stdexcept>
 
+#include "support/test_certificate.h"
+
 namespace quillo::test {
 
 namespace {
@@ -34,13 +36,25 @@ void drop(SoupServerMessage* message) {
 
 }  // namespace
 
-TestServer::TestServer(const std::string& address) : address_(address) {
-  server_ = soup_server_new(nullptr, nullptr);
+TestServer::TestServer(const std::string& address, bool https) : address_(address), https_(https) {
+  GTlsCertificate* certificate = nullptr;
+  if (https) {
+    GError* error = nullptr;
+    certificate = g_tls_certificate_new_from_pem(kTestCertificatePEM, -1, &error);
+    if (!certificate) {
+      std::string text = error ? error->message : "unknown error";
+      g_clear_error(&error);
+      throw std::runtime_error("test server: bad certificate: " + text);
+    }
+  }
+  server_ = certificate ? soup_server_new("tls-certificate", certificate, nullptr) : soup_server_new(nullptr, nullptr);
+  if (certificate) g_object_unref(certificate);
   soup_server_add_handler(server_, nullptr, &TestServer::handle, this, nullptr);
   GSocketAddress* socketAddress = g_inet_socket_address_new_from_string(address.c_str(), 0);
   if (!socketAddress) throw std::runtime_error("test server: bad address " + address);
   GError* error = nullptr;
-  gboolean listening = soup_server_listen(server_, socketAddress, SoupServerListenOptions(0), &error);
+  gboolean listening =
+      soup_server_listen(server_, socketAddress, https ? SOUP_SERVER_LISTEN_HTTPS : SoupServerListenOptions(0), &error);
   g_object_unref(socketAddress);
   if (!listening) {
     std::string text = error ? error->message : "unknown error";
@@ -79,7 +93,7 @@ void TestServer::html(const std::string& path, std::string body) {
 }
 
 std::string TestServer::url(const std::string& path) const {
-  return "http://" + address_ + ":" + std::to_string(port_) + path;
+  return (https_ ? "https://" : "http://") + address_ + ":" + std::to_string(port_) + path;
 }
 
 std::vector<ServedRequest> TestServer::requests() const {

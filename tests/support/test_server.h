@@ -41,7 +41,7 @@ struct ServedRequest {
 // get a 404. The request log may be read from any thread.
 class TestServer {
  public:
-  explicit TestServer(const std::string& address = "127.0.0.1");
+  explicit TestServer(const std::string& address = "127.0.0.1", bool https = false);
   ~TestServer();
   TestServer(const TestServer&) = delete;
   TestServer& operator=(const TestServer&) = delete;
@@ -50,7 +50,7 @@ class TestServer {
   // Shorthand for a 200 text/html answer.
   void html(const std::string& path, std::string body);
 
-  // "http://ADDRESS:PORT" + path (path starts with '/').
+  // "http://ADDRESS:PORT" + path (path starts with '/'), "https://" for an HTTPS server.
   std::string url(const std::string& path) const;
   const std::string& address() const { return address_; }
   int port() const { return port_; }
@@ -64,6 +64,7 @@ class TestServer {
   void answer(SoupServerMessage* message, const char* path);
 
   std::string address_;
+  bool https_ = false;
   int port_ = 0;
   SoupServer* server_ = nullptr;
   mutable std::mutex mutex_;

@@ -1,9 +1,15 @@
 #pragma once
 #include <gtkmm.h>
 
+#include <set>
+#include <utility>
+
+#include "page/app_links.h"
 #include "palette/sources.h"
 
 namespace quillo {
+
+class Permissions;
 
 // The desktop clipboard.
 class DesktopClipboard final : public Clipboard {
@@ -16,9 +22,26 @@ class WindowAlerts final : public Alerts {
  public:
   explicit WindowAlerts(Gtk::Window& window) : window_(window) {}
   void ask(const Alert& alert, std::function<void(size_t button)> answered) override;
+  void askWithCheckbox(const Alert& alert, std::function<void(size_t button, bool checked)> answered) override;
 
  private:
   Gtk::Window& window_;
+};
+
+// Other schemes' links open in the desktop's default program for the scheme.
+// Sites' "Always allow" answers are kept for the run.
+// Other programs for other schemes; the saved "always allow" answers live in
+// the site permissions.
+class DesktopAppLinks final : public AppLinks {
+ public:
+  explicit DesktopAppLinks(Permissions& permissions) : permissions_(permissions) {}
+  std::optional<std::string> appName(const Url& url) override;
+  void open(const Url& url) override;
+  std::optional<bool> savedDecision(const std::string& site, const std::string& scheme) override;
+  void saveAllowed(const std::string& site, const std::string& scheme) override;
+
+ private:
+  Permissions& permissions_;
 };
 
 }  // namespace quillo

@@ -16,8 +16,9 @@
 #include "core/address.h"
 #include "core/log.h"
 #include "features/one_password_logins.h"
-#include "palette/gtk/palette_view.h"
 #include <csignal>
+#include "page/gtk/icon_decoding.h"
+#include "page/icon_store.h"
 #include "page/site_zoom.h"
 #include "page/webkit/webkit_engine.h"
 #include "page/webkit/webkit_permissions.h"
@@ -119,16 +120,22 @@ void QuilloApplication::on_startup() {
   passwordTool_ = std::make_unique<OnePassword::Tool>(scheduler_);
   logins_ = std::make_unique<OnePasswordLogins>(*browser_, *passwordTool_);
   browser_->attach(*logins_);
+  alerts_ = std::make_unique<WindowAlerts>(*window_);
+  browser_->attach(*alerts_);
+  appLinks_ = std::make_unique<DesktopAppLinks>(*permissions_);
+  browser_->attach(*appLinks_);
+  iconFetcher_ = std::make_unique<SoupIconFetcher>();
+  iconStore_ = std::make_unique<IconStore>(*iconFetcher_, decodesAsImage);
+  browser_->attach(*iconStore_);
   // What the palette list reads beyond the browser: every store in one place.
   if (auto* list = findPaletteList(*window_)) {
     PaletteView::Services services;
+    services.icons = iconStore_.get();
     services.permissions = permissions_.get();
     services.sessionDownloads = [this] { return downloads_->thisSession(); };
     services.loginNotice = [this] { return logins_->notice(); };
-    list->setServices(services);
+    list->setServices(std::move(services));
   }
-  alerts_ = std::make_unique<WindowAlerts>(*window_);
-  browser_->attach(*alerts_);
   browser_->features.makeDefault = [this] {
     makeDefaultBrowser([this](const std::string& error) {
       if (!error.empty()) alerts_->ask(Alert{error, "", {"OK"}}, nullptr);
@@ -202,6 +209,8 @@ void QuilloApplication::on_shutdown() {
   browser_.reset();
   usePermissions(nullptr);
   webkitDownloads_.reset();
+  iconStore_.reset();
+  iconFetcher_.reset();
   siteZoom_.reset();
   history_.reset();
   blockLists_.reset();

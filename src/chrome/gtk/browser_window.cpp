@@ -110,7 +110,7 @@ void BrowserWindow::addActions() {
       {"find-previous", [this] { browser_.findNext(true); }},
       {"back", [page] { if (auto p = page()) p->webView().goBack(); }},
       {"forward", [page] { if (auto p = page()) p->webView().goForward(); }},
-      {"reload", [page] { if (auto p = page()) p->webView().reload(); }},
+      {"reload", [page] { if (auto p = page()) p->reload(); }},
       {"zoom-in", [this] { browser_.zoomIn(); }},
       {"zoom-out", [this] { browser_.zoomOut(); }},
       {"actual-size", [this] { browser_.actualSize(); }},
@@ -211,13 +211,6 @@ void BrowserWindow::installAccels(Gtk::Application& app) {
     app.set_accels_for_action("win.open-pin(" + std::to_string(n) + ")", {"<Control>" + std::to_string(n)});
 }
 
-namespace {
-GtkWidget* viewWidget(const PagePtr& page) {
-  auto* view = page ? dynamic_cast<WebKitView*>(&page->webView()) : nullptr;
-  return view ? view->widget() : nullptr;
-}
-}  // namespace
-
 void BrowserWindow::showCurrentPage() {
   // The title follows the current page, which is the focused side of a split.
   auto page = browser_.current();
@@ -227,13 +220,25 @@ void BrowserWindow::showCurrentPage() {
   PagePtr right = split ? split->right : nullptr;
   shownLeft_ = left;
   shownRight_ = right;
-  pageArea_.show(viewWidget(left), viewWidget(right), split, split && right == page);
+  // A web view lives in one stage at a time: one moving to the other side
+  // leaves its old stage first.
+  if (left && rightStage_.page() == left) rightStage_.show(nullptr);
+  if (right && leftStage_.page() == right) leftStage_.show(nullptr);
+  leftStage_.show(left);
+  rightStage_.show(right);
+  pageArea_.show(left ? GTK_WIDGET(leftStage_.gobj()) : nullptr, right ? GTK_WIDGET(rightStage_.gobj()) : nullptr,
+                 split, split && right == page);
+}
+
+PageStage& BrowserWindow::pageStage() {
+  auto page = browser_.current();
+  return page && page == shownRight_.lock() ? rightStage_ : leftStage_;
 }
 
 bool BrowserWindow::pagePressed(GtkWidget* view, guint button, const Modifiers& modifiers) {
   PagePtr clicked;
-  for (auto& shown : {shownLeft_.lock(), shownRight_.lock()})
-    if (shown && viewWidget(shown) == view) clicked = shown;
+  if (view == GTK_WIDGET(leftStage_.gobj())) clicked = shownLeft_.lock();
+  if (view == GTK_WIDGET(rightStage_.gobj())) clicked = shownRight_.lock();
   if (!clicked) return false;
   // The side clicked becomes current first, so a Shift+click on a link of
   // either side opens it beside that side.

@@ -5,6 +5,7 @@
 
 #include "chrome/gtk/split_view.h"
 #include "core/browser.h"
+#include "page/gtk/page_stage.h"
 #include "palette/gtk/address_bar.h"
 
 namespace quillo {
@@ -31,6 +32,8 @@ class BrowserWindow : public Gtk::ApplicationWindow {
   Gtk::Overlay& pageOverlay() { return pageOverlay_; }
   // The current page's view, or the two of its split.
   SplitView& pageArea() { return pageArea_; }
+  // Where the current page is shown: its web view, or its error view.
+  PageStage& pageStage();
 
  private:
   void addActions();
@@ -50,7 +53,9 @@ class BrowserWindow : public Gtk::ApplicationWindow {
   Glib::RefPtr<Gio::Menu> pageSection_;
   Gtk::Overlay pageOverlay_;
   SplitView pageArea_;
-  // The pages whose views are shown, left then right.
+  // Each side shows its page's web view or, after a failed load, its error.
+  PageStage leftStage_, rightStage_;
+  // The pages shown, left then right.
   std::weak_ptr<Page> shownLeft_, shownRight_;
   std::vector<sigc::connection> connections_;
 };

@@ -17,14 +17,11 @@ namespace {
 constexpr const char* kExtensionModule = "libquilloextension.so";
 constexpr const char* kScriptWorld = "quillo";
 
-void enableFavicons(WebKitNetworkSession* session) {
-  webkit_website_data_manager_set_favicons_enabled(webkit_network_session_get_website_data_manager(session), TRUE);
-}
 
 // What every session gets, persistent or private.
 void prepare(WebKitNetworkSession* session) {
-  enableFavicons(session);
   WebKitDownloads::follow(session);
+  watchDownloads(session);
 }
 
 WebKitNetworkSession* makePersistentSession() {

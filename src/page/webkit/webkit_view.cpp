@@ -1,9 +1,14 @@
 #include "page/webkit/webkit_view.h"
 
+#include <fcntl.h>
+#include <libsoup/soup.h>
+#include <unistd.h>
+
 #include <algorithm>
 
 #include "core/log.h"
 #include "page/extension/protocol.h"
+#include "page/navigation_policy.h"
 #include "page/webkit/webkit_content_filter.h"
 #include "page/webkit/webkit_permissions.h"
 
@@ -41,7 +46,63 @@ struct DialogAnswer {
   GtkWidget* entry = nullptr;
 };
 
+constexpr const char* kPortKey = "quillo-port";
+
+// What a certificate's problems mean, for the error view.
+std::string describeCertificate(GTlsCertificateFlags problems) {
+  std::vector<std::string> reasons;
+  if (problems & G_TLS_CERTIFICATE_UNKNOWN_CA) reasons.push_back("it was issued by an authority that isn't trusted");
+  if (problems & G_TLS_CERTIFICATE_BAD_IDENTITY) reasons.push_back("it belongs to another site");
+  if (problems & G_TLS_CERTIFICATE_NOT_ACTIVATED) reasons.push_back("it isn't valid yet");
+  if (problems & G_TLS_CERTIFICATE_EXPIRED) reasons.push_back("it has expired");
+  if (problems & G_TLS_CERTIFICATE_REVOKED) reasons.push_back("it has been revoked");
+  if (problems & G_TLS_CERTIFICATE_INSECURE) reasons.push_back("it uses an insecure algorithm");
+  if (reasons.empty()) reasons.push_back("it could not be checked");
+  std::string text = "The site's certificate can't be trusted: ";
+  for (size_t i = 0; i < reasons.size(); ++i) {
+    if (i) text += i + 1 == reasons.size() ? " and " : ", ";
+    text += reasons[i];
+  }
+  return text + ".";
+}
+
+// A download as the model follows it.
+class WebKitDownloadItem final : public WebDownload {
+ public:
+  explicit WebKitDownloadItem(WebKitDownload* download) : download_(WEBKIT_DOWNLOAD(g_object_ref(download))) {}
+  ~WebKitDownloadItem() override { g_object_unref(download_); }
+  std::optional<Url> source() const override {
+    WebKitURIRequest* request = webkit_download_get_request(download_);
+    const char* uri = request ? webkit_uri_request_get_uri(request) : nullptr;
+    return uri ? Url::parse(uri) : std::nullopt;
+  }
+  std::string destination() const override {
+    const char* path = webkit_download_get_destination(download_);
+    return path ? path : "";
+  }
+  void cancel() override { webkit_download_cancel(download_); }
+
+ private:
+  WebKitDownload* download_;
+};
+
 }  // namespace
+
+void watchDownloads(WebKitNetworkSession* session) {
+  g_signal_connect(session, "download-started", G_CALLBACK(+[](WebKitNetworkSession*, WebKitDownload* download, gpointer) {
+                     if (WebKitWebView* view = webkit_download_get_web_view(download))
+                       if (WebKitView* port = WebKitView::from(view)) port->startedDownload(download);
+                   }),
+                   nullptr);
+}
+
+WebKitView* WebKitView::from(WebKitWebView* view) {
+  return static_cast<WebKitView*>(g_object_get_data(G_OBJECT(view), kPortKey));
+}
+
+void WebKitView::startedDownload(WebKitDownload* download) {
+  if (events_) events_->webViewStartedDownload(std::make_shared<WebKitDownloadItem>(download));
+}
 
 WebKitView::WebKitView(WebKitWebView* view, std::shared_ptr<DataStore> store,
                        std::vector<std::shared_ptr<ContentFilter>> filters)
@@ -50,6 +111,7 @@ WebKitView::WebKitView(WebKitWebView* view, std::shared_ptr<DataStore> store,
       cancellable_(g_cancellable_new()) {
   for (auto& filter : filters)
     if (filter) filters_[filter->identifier()] = std::move(filter);
+  g_object_set_data(G_OBJECT(view_), kPortKey, this);
 
   auto notify = G_CALLBACK(+[](GObject*, GParamSpec*, gpointer self) { static_cast<WebKitView*>(self)->stateChanged(); });
   for (const char* property : {"notify::uri", "notify::title", "notify::is-loading", "notify::estimated-load-progress"})
@@ -59,8 +121,23 @@ WebKitView::WebKitView(WebKitWebView* view, std::shared_ptr<DataStore> store,
             static_cast<WebKitView*>(self)->stateChanged();
           }));
   connect(view_, "load-changed", G_CALLBACK(+[](WebKitWebView*, WebKitLoadEvent event, gpointer self) {
-            auto* me = static_cast<WebKitView*>(self);
-            if (event == WEBKIT_LOAD_COMMITTED && me->events_) me->events_->webViewCommitted();
+            static_cast<WebKitView*>(self)->loadChanged(event);
+          }));
+  connect(view_, "load-failed",
+          G_CALLBACK(+[](WebKitWebView*, WebKitLoadEvent, const char* uri, GError* error, gpointer self) {
+            static_cast<WebKitView*>(self)->loadFailed(uri, error);
+            return gboolean(TRUE);  // our own error view, never WebKit's page
+          }));
+  connect(view_, "load-failed-with-tls-errors",
+          G_CALLBACK(+[](WebKitWebView*, const char* uri, GTlsCertificate*, GTlsCertificateFlags problems,
+                         gpointer self) {
+            static_cast<WebKitView*>(self)->certificateFailed(uri, problems);
+            return gboolean(TRUE);
+          }));
+  connect(view_, "decide-policy",
+          G_CALLBACK(+[](WebKitWebView*, WebKitPolicyDecision* decision, WebKitPolicyDecisionType type,
+                         gpointer self) {
+            return gboolean(static_cast<WebKitView*>(self)->decidePolicy(decision, type));
           }));
   connect(view_, "notify::is-playing-audio", G_CALLBACK(+[](GObject*, GParamSpec*, gpointer self) {
             auto* me = static_cast<WebKitView*>(self);
@@ -122,6 +199,7 @@ WebKitView::~WebKitView() {
     g_object_unref(chooser);
   }
   pendingChildren_.clear();
+  g_object_set_data(G_OBJECT(view_), kPortKey, nullptr);
   g_object_unref(view_);
 }
 
@@ -148,11 +226,125 @@ bool WebKitView::isLoading() const { return webkit_web_view_is_loading(view_); }
 double WebKitView::progress() const { return webkit_web_view_get_estimated_load_progress(view_); }
 bool WebKitView::canGoBack() const { return webkit_web_view_can_go_back(view_); }
 bool WebKitView::canGoForward() const { return webkit_web_view_can_go_forward(view_); }
+bool WebKitView::hasCurrentItem() const {
+  return webkit_back_forward_list_get_current_item(webkit_web_view_get_back_forward_list(view_)) != nullptr;
+}
 bool WebKitView::isPlayingAudio() const { return webkit_web_view_is_playing_audio(view_); }
 
-void WebKitView::load(const Url& url) {
-  // WebKitGTK offers no per-request time-out; its network stack's own applies.
-  webkit_web_view_load_uri(view_, url.str().c_str());
+void WebKitView::load(const Url& url) { webkit_web_view_load_uri(view_, url.str().c_str()); }
+
+void WebKitView::loadChanged(WebKitLoadEvent event) {
+  if (!events_) return;
+  switch (event) {
+    case WEBKIT_LOAD_STARTED:
+      navigationFailed_ = false;
+      events_->webViewStartedNavigation();
+      break;
+    case WEBKIT_LOAD_COMMITTED:
+      events_->webViewCommitted();
+      break;
+    case WEBKIT_LOAD_FINISHED:
+      if (!navigationFailed_) events_->webViewFinishedNavigation();
+      break;
+    default:
+      break;
+  }
+}
+
+void WebKitView::loadFailed(const char* failingURI, GError* error) {
+  navigationFailed_ = true;
+  if (!events_) return;
+  LoadFailure failure;
+  if (failingURI && *failingURI) failure.failingURL = Url::parse(failingURI);
+  failure.message = error && error->message ? error->message : "The page couldn't be loaded.";
+  if (error && error->domain == WEBKIT_NETWORK_ERROR && error->code == WEBKIT_NETWORK_ERROR_CANCELLED)
+    failure.kind = LoadFailure::Kind::cancelled;
+  else if (error && error->domain == WEBKIT_POLICY_ERROR &&
+           error->code == WEBKIT_POLICY_ERROR_FRAME_LOAD_INTERRUPTED_BY_POLICY_CHANGE)
+    failure.kind = LoadFailure::Kind::interrupted;
+  else if (error && error->domain == WEBKIT_MEDIA_ERROR && error->code == WEBKIT_MEDIA_ERROR_WILL_HANDLE_LOAD)
+    failure.kind = LoadFailure::Kind::handledElsewhere;
+  else if (error && error->domain == WEBKIT_DOWNLOAD_ERROR && error->code == WEBKIT_DOWNLOAD_ERROR_CANCELLED_BY_USER)
+    failure.kind = LoadFailure::Kind::cancelled;
+  else if (error && error->domain == G_IO_ERROR && error->code == G_IO_ERROR_CANCELLED)
+    failure.kind = LoadFailure::Kind::cancelled;
+  events_->webViewFailedNavigation(failure);
+}
+
+void WebKitView::certificateFailed(const char* failingURI, GTlsCertificateFlags problems) {
+  navigationFailed_ = true;
+  if (!events_) return;
+  LoadFailure failure;
+  failure.kind = LoadFailure::Kind::certificate;
+  if (failingURI && *failingURI) failure.failingURL = Url::parse(failingURI);
+  failure.message = describeCertificate(problems);
+  events_->webViewFailedNavigation(failure);
+}
+
+bool WebKitView::decidePolicy(WebKitPolicyDecision* decision, WebKitPolicyDecisionType type) {
+  if (!events_) return false;
+  if (type == WEBKIT_POLICY_DECISION_TYPE_RESPONSE) {
+    auto* responseDecision = WEBKIT_RESPONSE_POLICY_DECISION(decision);
+    WebKitURIResponse* response = webkit_response_policy_decision_get_response(responseDecision);
+    NavigationResponse navigationResponse;
+    if (const char* uri = webkit_uri_response_get_uri(response)) navigationResponse.url = Url::parse(uri);
+    if (SoupMessageHeaders* headers = webkit_uri_response_get_http_headers(response))
+      if (const char* disposition = soup_message_headers_get_one(headers, "Content-Disposition"))
+        navigationResponse.contentDisposition = disposition;
+    navigationResponse.canShowMIMEType = webkit_response_policy_decision_is_mime_type_supported(responseDecision);
+    navigationResponse.isMainFrame = webkit_response_policy_decision_is_main_frame_main_resource(responseDecision);
+    switch (events_->webViewDecideResponse(navigationResponse)) {
+      case NavigationPolicy::allow:
+        webkit_policy_decision_use(decision);
+        break;
+      case NavigationPolicy::download:
+        webkit_policy_decision_download(decision);
+        break;
+      case NavigationPolicy::cancel:
+        webkit_policy_decision_ignore(decision);
+        break;
+    }
+    return true;
+  }
+
+  WebKitNavigationAction* action =
+      webkit_navigation_policy_decision_get_navigation_action(WEBKIT_NAVIGATION_POLICY_DECISION(decision));
+  NavigationAction navigation;
+  WebKitURIRequest* request = webkit_navigation_action_get_request(action);
+  if (const char* uri = request ? webkit_uri_request_get_uri(request) : nullptr) {
+    navigation.target = uri;
+    navigation.url = Url::parse(uri);
+  }
+  navigation.isLinkClick = webkit_navigation_action_get_navigation_type(action) == WEBKIT_NAVIGATION_TYPE_LINK_CLICKED;
+  navigation.isUserGesture = webkit_navigation_action_is_user_gesture(action);
+  navigation.isRedirect = webkit_navigation_action_is_redirect(action);
+  guint modifiers = webkit_navigation_action_get_modifiers(action);
+  navigation.ctrl = modifiers & GDK_CONTROL_MASK;
+  navigation.alt = modifiers & GDK_ALT_MASK;
+  navigation.shift = modifiers & GDK_SHIFT_MASK;
+  navigation.button = int(webkit_navigation_action_get_mouse_button(action));
+  navigation.opensWindow = type == WEBKIT_POLICY_DECISION_TYPE_NEW_WINDOW_ACTION;
+
+  // The answer may come later (the page may ask the user first).
+  g_object_ref(decision);
+  auto answered = std::make_shared<bool>(false);
+  events_->webViewDecideNavigation(navigation, [decision, answered](NavigationPolicy policy) {
+    if (*answered) return;
+    *answered = true;
+    switch (policy) {
+      case NavigationPolicy::allow:
+        webkit_policy_decision_use(decision);
+        break;
+      case NavigationPolicy::download:
+        webkit_policy_decision_download(decision);
+        break;
+      case NavigationPolicy::cancel:
+        webkit_policy_decision_ignore(decision);
+        break;
+    }
+    g_object_unref(decision);
+  });
+  return true;
 }
 
 void WebKitView::loadFile(const Url& file, const Url& readAccessFolder) {

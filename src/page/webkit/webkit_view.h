@@ -2,6 +2,7 @@
 #include <gtk/gtk.h>
 #include <webkit/webkit.h>
 
+#include <filesystem>
 #include <functional>
 #include <map>
 #include <memory>
@@ -37,6 +38,7 @@ class WebKitView final : public WebViewPort {
   double progress() const override;
   bool canGoBack() const override;
   bool canGoForward() const override;
+  bool hasCurrentItem() const override;
   bool isPlayingAudio() const override;
   const std::shared_ptr<DataStore>& store() const override { return store_; }
 
@@ -65,6 +67,11 @@ class WebKitView final : public WebViewPort {
   void focus() override;
   void print() override;
 
+  // The port around a WebKit view, when it is one of ours.
+  static WebKitView* from(WebKitWebView* view);
+  // A download of this view started (the engine hears of every download).
+  void startedDownload(WebKitDownload* download);
+
  private:
   void connect(gpointer instance, const char* signal, GCallback callback);
   void stateChanged();
@@ -74,6 +81,10 @@ class WebKitView final : public WebViewPort {
   bool showScriptDialog(WebKitScriptDialog* dialog);
   bool showFileChooser(WebKitFileChooserRequest* request);
   bool receiveMessage(WebKitUserMessage* message);
+  bool decidePolicy(WebKitPolicyDecision* decision, WebKitPolicyDecisionType type);
+  void loadChanged(WebKitLoadEvent event);
+  void loadFailed(const char* failingURI, GError* error);
+  void certificateFailed(const char* failingURI, GTlsCertificateFlags problems);
   GtkWindow* window() const;
 
   WebKitWebView* view_;
@@ -93,6 +104,13 @@ class WebKitView final : public WebViewPort {
   // Dialogs and choosers on screen for this view, closed with it.
   std::set<GtkWindow*> dialogs_;
   std::set<GtkNativeDialog*> choosers_;
+  // The main frame's navigation in progress has failed.
+  bool navigationFailed_ = false;
 };
+
+// Every download of a network session is handed to its view's page (which
+// closes a tab opened only for it). Where the file goes is the downloads
+// list's choice.
+void watchDownloads(WebKitNetworkSession* session);
 
 }  // namespace quillo

@@ -1,0 +1,10 @@
+#pragma once
+#include "palette/sources.h"
+
+namespace quillo {
+
+// Whether the bytes decode as an image the views can draw (PNG, ICO, JPEG…):
+// what makes a fetched icon usable.
+bool decodesAsImage(const Bytes& bytes);
+
+}  // namespace quillo

@@ -1,0 +1,149 @@
+#include "page/gtk/page_stage.h"
+
+#include "page/webkit/webkit_view.h"
+
+namespace quillo {
+
+namespace {
+
+constexpr const char* kStageCss = R"css(
+.quillo-load-error {
+  background-color: @theme_base_color;
+  color: @theme_text_color;
+}
+.quillo-load-error-icon {
+  color: alpha(currentColor, 0.45);
+}
+.quillo-load-error-title {
+  font-size: 1.5em;
+  font-weight: bold;
+}
+.quillo-load-error-message {
+  color: alpha(currentColor, 0.75);
+}
+.quillo-load-error-warning {
+  color: alpha(currentColor, 0.75);
+  font-size: 0.92em;
+}
+)css";
+
+void ensureStyle() {
+  static bool installed = false;
+  if (installed) return;
+  installed = true;
+  auto provider = Gtk::CssProvider::create();
+  provider->load_from_data(kStageCss);
+  Gtk::StyleContext::add_provider_for_display(Gdk::Display::get_default(), provider,
+                                              GTK_STYLE_PROVIDER_PRIORITY_APPLICATION);
+}
+
+void configureLabel(Gtk::Label& label, const char* cssClass) {
+  label.set_wrap(true);
+  label.set_wrap_mode(Pango::WrapMode::WORD_CHAR);
+  label.set_justify(Gtk::Justification::CENTER);
+  label.set_max_width_chars(60);
+  label.set_selectable(false);
+  label.add_css_class(cssClass);
+}
+
+}  // namespace
+
+LoadErrorView::LoadErrorView() : Gtk::Box(Gtk::Orientation::VERTICAL) {
+  ensureStyle();
+  add_css_class("quillo-load-error");
+  set_hexpand(true);
+  set_vexpand(true);
+  column_.set_valign(Gtk::Align::CENTER);
+  column_.set_halign(Gtk::Align::CENTER);
+  column_.set_vexpand(true);
+  column_.set_spacing(12);
+  column_.set_margin(24);
+  icon_.set_pixel_size(64);
+  icon_.add_css_class("quillo-load-error-icon");
+  configureLabel(title_, "quillo-load-error-title");
+  g_object_set(title_.gobj(), "accessible-role", GTK_ACCESSIBLE_ROLE_HEADING, nullptr);
+  configureLabel(message_, "quillo-load-error-message");
+  configureLabel(warning_, "quillo-load-error-warning");
+  warning_.set_text(LoadError::kInsecureWarning);
+  buttons_.set_spacing(8);
+  buttons_.set_halign(Gtk::Align::CENTER);
+  buttons_.set_margin_top(8);
+  retry_.add_css_class("suggested-action");
+  buttons_.append(retry_);
+  buttons_.append(insecure_);
+  column_.append(icon_);
+  column_.append(title_);
+  column_.append(message_);
+  column_.append(warning_);
+  column_.append(buttons_);
+  append(column_);
+
+  retry_.signal_clicked().connect([this] {
+    if (auto page = page_.lock()) page->retryAfterError();
+  });
+  insecure_.signal_clicked().connect([this] {
+    if (auto page = page_.lock()) page->continueInsecurely();
+  });
+}
+
+void LoadErrorView::show(Page& page, const LoadError& error) {
+  page_ = page.weak_from_this();
+  icon_.set_from_icon_name(error.iconName());
+  title_.set_text(error.title());
+  message_.set_text(error.message);
+  message_.set_visible(!error.message.empty());
+  warning_.set_visible(error.insecureURL.has_value());
+  insecure_.set_visible(error.insecureURL.has_value());
+}
+
+PageStage::PageStage() : Gtk::Box(Gtk::Orientation::HORIZONTAL) {
+  errorView_.set_visible(false);
+  append(errorView_);
+}
+
+PageStage::~PageStage() { pageLink_.disconnect(); }
+
+void PageStage::show(const std::shared_ptr<Page>& page) {
+  if (page == page_.lock() && (page || !webWidget_)) {
+    refresh();
+    return;
+  }
+  pageLink_.disconnect();
+  if (webWidget_) {
+    gtk_box_remove(gobj(), webWidget_);
+    webWidget_ = nullptr;
+  }
+  page_ = page;
+  errorShown_ = false;
+  if (page) {
+    if (auto* view = dynamic_cast<WebKitView*>(&page->webView())) {
+      webWidget_ = view->widget();
+      gtk_widget_set_hexpand(webWidget_, TRUE);
+      gtk_widget_set_vexpand(webWidget_, TRUE);
+      gtk_box_prepend(gobj(), webWidget_);
+    }
+    pageLink_ = page->loadError.changed().connect([this] { refresh(); });
+  }
+  refresh();
+}
+
+void PageStage::refresh() {
+  auto page = page_.lock();
+  const auto* error = page && page->loadError.get() ? &*page->loadError.get() : nullptr;
+  if (error) errorView_.show(*page, *error);
+  bool wasShown = errorShown_;
+  errorShown_ = error != nullptr;
+  if (webWidget_) gtk_widget_set_visible(webWidget_, !errorShown_);
+  errorView_.set_visible(errorShown_);
+  if (errorShown_ && !wasShown) {
+    // The keyboard follows the page: when it was in the page, it moves to
+    // "Try Again"; typing in the bar is never interrupted.
+    auto* root = dynamic_cast<Gtk::Window*>(get_root());
+    auto* focus = root ? root->get_focus() : nullptr;
+    if (!focus || focus->is_ancestor(*this) || !focus->get_mapped()) errorView_.retryButton().grab_focus();
+  } else if (!errorShown_ && wasShown && errorView_.retryButton().has_focus() && webWidget_) {
+    gtk_widget_grab_focus(webWidget_);
+  }
+}
+
+}  // namespace quillo

@@ -1,0 +1,51 @@
+#pragma once
+#include <gtkmm.h>
+
+#include <memory>
+
+#include "page/page.h"
+
+namespace quillo {
+
+// What a failed load shows in place of the page: the failure, and the ways on.
+class LoadErrorView : public Gtk::Box {
+ public:
+  LoadErrorView();
+  void show(Page& page, const LoadError& error);
+
+  Gtk::Button& retryButton() { return retry_; }
+  Gtk::Button& insecureButton() { return insecure_; }
+  Gtk::Label& titleLabel() { return title_; }
+  Gtk::Label& messageLabel() { return message_; }
+
+ private:
+  Gtk::Box column_{Gtk::Orientation::VERTICAL};
+  Gtk::Image icon_;
+  Gtk::Label title_, message_, warning_;
+  Gtk::Box buttons_{Gtk::Orientation::HORIZONTAL};
+  Gtk::Button retry_{"Try Again"}, insecure_{"Continue to HTTP"};
+  std::weak_ptr<Page> page_;
+};
+
+// The area under the bar: the current page's web view, or its error view
+// while its load has failed. The web view stays in the tree, hidden, so it
+// keeps its state.
+class PageStage : public Gtk::Box {
+ public:
+  PageStage();
+  ~PageStage() override;
+  // Shows this page (none: nothing), following its error from now on.
+  void show(const std::shared_ptr<Page>& page);
+  std::shared_ptr<Page> page() const { return page_.lock(); }
+  LoadErrorView& errorView() { return errorView_; }
+
+ private:
+  void refresh();
+  std::weak_ptr<Page> page_;
+  GtkWidget* webWidget_ = nullptr;
+  LoadErrorView errorView_;
+  sigc::connection pageLink_;
+  bool errorShown_ = false;
+};
+
+}  // namespace quillo

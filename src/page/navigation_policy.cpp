@@ -1,0 +1,74 @@
+#include "page/navigation_policy.h"
+
+#include <glib.h>
+
+#include <algorithm>
+#include <array>
+#include <system_error>
+
+#include "core/address.h"
+
+namespace quillo::navigation {
+
+namespace {
+
+std::string lower(std::string_view text) {
+  std::string out(text);
+  std::transform(out.begin(), out.end(), out.begin(), [](unsigned char c) { return char(g_ascii_tolower(c)); });
+  return out;
+}
+
+}  // namespace
+
+bool isWebScheme(std::string_view scheme) {
+  static constexpr std::array<std::string_view, 7> schemes = {"http", "https", "file", "about",
+                                                              "data", "blob", "javascript"};
+  auto folded = lower(scheme);
+  return std::find(schemes.begin(), schemes.end(), folded) != schemes.end();
+}
+
+std::string schemeOf(std::string_view address) {
+  auto colon = address.find(':');
+  if (colon == std::string_view::npos || colon == 0) return {};
+  auto scheme = address.substr(0, colon);
+  if (!g_ascii_isalpha(scheme[0])) return {};
+  for (char c : scheme)
+    if (!g_ascii_isalnum(c) && c != '+' && c != '-' && c != '.') return {};
+  return lower(scheme);
+}
+
+std::optional<Url> upgrade(const Url& url, const std::set<std::string>& insecureHosts) {
+  if (url.scheme() != "http" || !url.hasHost()) return std::nullopt;
+  if (Address::isLocal(url)) return std::nullopt;
+  if (insecureHosts.count(lower(url.host()))) return std::nullopt;
+  // Work on the text so that the path, query and anything escaped in them
+  // stay exactly as they were.
+  const std::string& text = url.str();
+  auto afterScheme = text.find(':');
+  if (afterScheme == std::string::npos || text.compare(afterScheme, 3, "://") != 0) return std::nullopt;
+  size_t authorityStart = afterScheme + 3;
+  size_t authorityEnd = text.find_first_of("/?#", authorityStart);
+  if (authorityEnd == std::string::npos) authorityEnd = text.size();
+  std::string authority = text.substr(authorityStart, authorityEnd - authorityStart);
+  // The port follows the last colon after any user information and outside an IPv6 literal.
+  size_t hostStart = authority.rfind('@');
+  hostStart = hostStart == std::string::npos ? 0 : hostStart + 1;
+  size_t colon = authority.rfind(':');
+  size_t bracket = authority.rfind(']');
+  if (colon != std::string::npos && colon >= hostStart && (bracket == std::string::npos || colon > bracket) &&
+      authority.substr(colon + 1) == "80")
+    authority.erase(colon);
+  return Url::parse("https://" + authority + text.substr(authorityEnd));
+}
+
+NavigationPolicy responsePolicy(const NavigationResponse& response) {
+  if (!response.canShowMIMEType) return NavigationPolicy::download;
+  return lower(response.contentDisposition).rfind("attachment", 0) == 0 ? NavigationPolicy::download
+                                                                          : NavigationPolicy::allow;
+}
+
+bool sameHost(const std::optional<Url>& a, const std::optional<Url>& b) {
+  return a && b && a->hasHost() && lower(a->host()) == lower(b->host());
+}
+
+}  // namespace quillo::navigation

@@ -1,0 +1,414 @@
+// The navigation policy and load errors of a page, on the fake engine:
+// which clicks open tabs, what is upgraded to HTTPS and what happens when
+// that fails, what becomes a download, links to other programs, time-outs.
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <fstream>
+
+#include "core/browser.h"
+#include "page/app_links.h"
+#include "page/navigation_policy.h"
+#include "page/page.h"
+#include "palette/sources.h"
+#include "support/fake_web_view.h"
+#include "support/temp_home.h"
+#include "support/virtual_scheduler.h"
+
+namespace quillo {
+namespace {
+
+using test::FakeWebView;
+
+Url u(const std::string& text) { return *Url::parse(text); }
+
+std::string upgraded(const std::string& text, const std::set<std::string>& insecure = {}) {
+  auto result = navigation::upgrade(u(text), insecure);
+  return result ? result->str() : "none";
+}
+
+TEST(HttpsUpgrade, OnlyTheSchemeChangesAndAnExplicitPort80IsDropped) {
+  EXPECT_EQ(upgraded("HTTP://Example.com:80/a/b%20c?q=1&r=two#top"), "https://Example.com/a/b%20c?q=1&r=two#top");
+  EXPECT_EQ(upgraded("http://example.com:8080/x?y"), "https://example.com:8080/x?y");
+  EXPECT_EQ(upgraded("http://user:pw@example.com:80/"), "https://user:pw@example.com/");
+  EXPECT_EQ(upgraded("http://example.com"), "https://example.com");
+}
+
+TEST(HttpsUpgrade, LocalPrivateSecureAndExemptedAddressesAreLeftAlone) {
+  for (auto* address : {"http://localhost:8080/", "http://127.0.0.1/", "http://192.168.1.10/", "http://10.1.2.3/",
+                        "http://printer.local/", "https://example.com/", "file:///tmp/a.html"})
+    EXPECT_EQ(upgraded(address), "none") << address;
+  EXPECT_EQ(upgraded("http://Example.com/", {"example.com"}), "none");
+}
+
+TEST(ResponsePolicy, AttachmentsInAnyCaseAndTypesTheViewCannotShowAreDownloaded) {
+  NavigationResponse response;
+  response.contentDisposition = "ATTACHMENT; filename=\"a.txt\"";
+  EXPECT_EQ(navigation::responsePolicy(response), NavigationPolicy::download);
+  response.contentDisposition = "inline; filename=\"a.txt\"";
+  EXPECT_EQ(navigation::responsePolicy(response), NavigationPolicy::allow);
+  response.contentDisposition = "";
+  response.canShowMIMEType = false;
+  EXPECT_EQ(navigation::responsePolicy(response), NavigationPolicy::download);
+}
+
+TEST(LoadErrorTexts, TheTitleNamesTheSiteOrThePage) {
+  LoadError error{u("https://www.example.com/a"), "Could not connect", std::nullopt};
+  EXPECT_EQ(error.title(), "Couldn't open example.com");
+  error.insecureURL = u("http://www.example.com/a");
+  EXPECT_EQ(error.title(), "Couldn't open example.com securely");
+  EXPECT_EQ(LoadError{}.title(), "Couldn't open the page");
+}
+
+struct TestAppLinks final : AppLinks {
+  std::map<std::string, std::string> apps;  // scheme -> program
+  std::map<std::pair<std::string, std::string>, bool> saved;
+  std::vector<std::string> opened;
+  std::optional<std::string> appName(const Url& url) override {
+    auto found = apps.find(url.scheme());
+    return found == apps.end() ? std::nullopt : std::optional<std::string>(found->second);
+  }
+  void open(const Url& url) override { opened.push_back(url.str()); }
+  std::optional<bool> savedDecision(const std::string& site, const std::string& scheme) override {
+    auto found = saved.find({site, scheme});
+    return found == saved.end() ? std::nullopt : std::optional<bool>(found->second);
+  }
+  void saveAllowed(const std::string& site, const std::string& scheme) override { saved[{site, scheme}] = true; }
+};
+
+struct TestAlerts final : Alerts {
+  std::vector<Alert> asked;
+  size_t button = 0;
+  bool checked = false;
+  void ask(const Alert& alert, std::function<void(size_t)> answered) override {
+    asked.push_back(alert);
+    if (answered) answered(button);
+  }
+  void askWithCheckbox(const Alert& alert, std::function<void(size_t, bool)> answered) override {
+    asked.push_back(alert);
+    if (answered) answered(button, checked);
+  }
+};
+
+class PagePolicy : public ::testing::Test {
+ protected:
+  PagePolicy() { Page::insecureHosts.clear(); }
+  ~PagePolicy() override { Page::insecureHosts.clear(); }
+
+  std::shared_ptr<Page> makePage(bool isPrivate = false) {
+    auto store = isPrivate ? engine.makePrivateStore() : engine.persistentStore();
+    auto page = std::make_shared<Page>(engine.makeView(ViewConfiguration{store, {}, {}}), scheduler);
+    page->openInBackground = [this](const Url& url) { background.push_back(url.str()); };
+    page->openBeside = [this](const Url& url) { beside.push_back(url.str()); };
+    page->onVisit = [this](const Url& url) { visits.push_back(url.str()); };
+    page->onClose = [this] { ++closes; };
+    page->appLinks = &apps;
+    page->alerts = &alerts;
+    return page;
+  }
+  FakeWebView& view(Page& page) { return static_cast<FakeWebView&>(page.webView()); }
+  static NavigationAction click(const std::string& address) {
+    NavigationAction action;
+    action.target = address;
+    action.url = Url::parse(address);
+    action.isLinkClick = true;
+    action.isUserGesture = true;
+    action.button = 1;
+    action.isMainFrame = true;
+    return action;
+  }
+  static LoadFailure failure(const std::optional<std::string>& address, LoadFailure::Kind kind = LoadFailure::Kind::other) {
+    LoadFailure f;
+    f.kind = kind;
+    if (address) f.failingURL = Url::parse(*address);
+    f.message = "Could not connect: Connection refused";
+    return f;
+  }
+
+  test::VirtualScheduler scheduler;
+  test::FakeEngine engine;
+  TestAppLinks apps;
+  TestAlerts alerts;
+  std::vector<std::string> background, beside, visits;
+  int closes = 0;
+};
+
+TEST_F(PagePolicy, CtrlClickAndMiddleClickOpenInTheBackgroundCtrlAltBesideAltDownloads) {
+  auto page = makePage();
+  page->load(u("https://a.test/"));
+  auto& v = view(*page);
+  auto ctrl = click("https://a.test/one");
+  ctrl.ctrl = true;
+  v.navigate(ctrl);
+  auto middle = click("https://a.test/two");
+  middle.button = 2;
+  v.navigate(middle);
+  auto both = click("https://a.test/three");
+  both.ctrl = both.alt = true;
+  v.navigate(both);
+  auto alt = click("https://a.test/four.zip");
+  alt.alt = true;
+  v.navigate(alt);
+  EXPECT_EQ(background, (std::vector<std::string>{"https://a.test/one", "https://a.test/two"}));
+  EXPECT_EQ(beside, std::vector<std::string>{"https://a.test/three"});
+  ASSERT_EQ(v.decisions.size(), 4u);
+  EXPECT_EQ(v.decisions[3].policy, NavigationPolicy::download);
+  EXPECT_EQ(page->url.get(), u("https://a.test/")) << "none of them navigates the page";
+
+  // Without a closure to take it, a Ctrl+click is cancelled, not followed.
+  page->openInBackground = nullptr;
+  v.navigate(ctrl);
+  EXPECT_EQ(v.decisions.back().policy, NavigationPolicy::cancel);
+  EXPECT_EQ(page->url.get(), u("https://a.test/"));
+}
+
+TEST_F(PagePolicy, APublicPlainAddressIsLoadedOverHttpsAndItsFailureOffersHttp) {
+  auto page = makePage();
+  engine.holdCommits = true;
+  auto& v = view(*page);
+  NavigationAction typed = click("http://Public.example:80/path?q=1");
+  typed.isLinkClick = false;
+  v.navigate(typed);
+  EXPECT_EQ(v.decisions.back().policy, NavigationPolicy::cancel);
+  ASSERT_FALSE(v.loads.empty());
+  EXPECT_EQ(v.loads.back().str(), "https://Public.example/path?q=1");
+  EXPECT_EQ(page->upgradedFrom, u("http://Public.example:80/path?q=1"));
+
+  v.failLoad(failure("https://public.example/path?q=1"));
+  ASSERT_TRUE(page->loadError.get());
+  EXPECT_EQ(page->loadError.get()->insecureURL, u("http://Public.example:80/path?q=1"));
+  EXPECT_EQ(page->loadError.get()->title(), "Couldn't open public.example securely");
+  EXPECT_FALSE(page->upgradedFrom);
+  EXPECT_TRUE(visits.empty());
+
+  page->continueInsecurely();
+  EXPECT_FALSE(page->loadError.get());
+  EXPECT_EQ(v.loads.back().str(), "http://Public.example:80/path?q=1");
+  EXPECT_TRUE(Page::insecureHosts.count("public.example"));
+
+  // From now on, in every tab, that host's plain addresses load as they are.
+  auto other = makePage();
+  auto& w = view(*other);
+  w.navigate(click("http://public.example/other"));
+  EXPECT_EQ(w.decisions.back().policy, NavigationPolicy::allow);
+  EXPECT_EQ(w.loads.back().str(), "http://public.example/other");
+  w.navigate(click("http://another.example/"));
+  EXPECT_EQ(w.loads.back().str(), "https://another.example/");
+}
+
+TEST_F(PagePolicy, ASiteThatSendsTheUpgradeBackToHttpEndsOnTheErrorWithoutLooping) {
+  auto page = makePage();
+  engine.holdCommits = true;
+  auto& v = view(*page);
+  v.navigate(click("http://loop.example/"));
+  EXPECT_EQ(v.loads.back().str(), "https://loop.example/");
+  NavigationAction back = click("http://loop.example/");
+  back.isLinkClick = false;
+  back.isRedirect = true;
+  back.isMainFrame.reset();  // as WebKitGTK reports it
+  size_t loads = v.loads.size();
+  v.navigate(back);
+  EXPECT_EQ(v.decisions.back().policy, NavigationPolicy::cancel);
+  EXPECT_EQ(v.loads.size(), loads) << "no new attempt";
+  ASSERT_TRUE(page->loadError.get());
+  EXPECT_EQ(page->loadError.get()->message, LoadError::kSentBack);
+  EXPECT_EQ(page->loadError.get()->insecureURL, u("http://loop.example/"));
+}
+
+TEST_F(PagePolicy, SubframesNewWindowsAndUnknownFramesAreNeverUpgraded) {
+  auto page = makePage();
+  page->load(u("https://a.test/"));
+  auto& v = view(*page);
+  auto frame = click("http://ads.example/frame");
+  frame.isLinkClick = false;
+  frame.isMainFrame = false;
+  v.navigate(frame);
+  EXPECT_EQ(v.decisions.back().policy, NavigationPolicy::allow);
+  auto unknown = frame;
+  unknown.isMainFrame.reset();
+  v.navigate(unknown);
+  EXPECT_EQ(v.decisions.back().policy, NavigationPolicy::allow);
+  auto window = click("http://b.example/");
+  window.opensWindow = true;
+  v.navigate(window);
+  EXPECT_EQ(v.decisions.back().policy, NavigationPolicy::allow);
+  EXPECT_FALSE(page->upgradedFrom);
+
+  // A click on a link the pointer found in a subframe stays in that frame.
+  FrameMessage hover;
+  hover.name = "quilloHover";
+  hover.isMainFrame = false;
+  hover.payload = "http://c.example/in-frame";
+  v.emitMessage(hover);
+  auto inFrame = click("http://c.example/in-frame");
+  inFrame.isMainFrame.reset();
+  v.navigate(inFrame);
+  EXPECT_EQ(v.decisions.back().policy, NavigationPolicy::allow);
+}
+
+TEST_F(PagePolicy, CancellationsAreNeverShownAndFailuresWithoutAnAddressNameThePage) {
+  auto page = makePage();
+  page->load(u("https://a.test/"));
+  engine.holdCommits = true;
+  auto& v = view(*page);
+  for (auto kind : {LoadFailure::Kind::cancelled, LoadFailure::Kind::interrupted, LoadFailure::Kind::handledElsewhere}) {
+    page->load(u("https://a.test/next"));
+    v.failLoad(failure("https://a.test/next", kind));
+    EXPECT_FALSE(page->loadError.get());
+  }
+  page->load(u("https://a.test/next"));
+  v.failLoad(failure(std::nullopt));
+  ASSERT_TRUE(page->loadError.get());
+  EXPECT_EQ(page->loadError.get()->title(), "Couldn't open the page");
+  EXPECT_FALSE(page->loadError.get()->insecureURL) << "typed as https";
+
+  // "Try Again" without a failing address loads the page's own.
+  page->retryAfterError();
+  EXPECT_FALSE(page->loadError.get());
+  EXPECT_EQ(v.loads.back().str(), "https://a.test/");
+
+  // Any new navigation removes the error at once.
+  v.failLoad(failure("https://a.test/"));
+  ASSERT_TRUE(page->loadError.get());
+  page->load(u("https://b.test/"));
+  EXPECT_FALSE(page->loadError.get());
+}
+
+TEST_F(PagePolicy, ALoadThatHasNotCommittedInTimeIsStoppedAndShownAsTimedOut) {
+  engine.holdCommits = true;
+  auto page = makePage();
+  page->loadTimeout = std::chrono::seconds(5);
+  page->load(u("https://slow.test/"));
+  auto& v = view(*page);
+  scheduler.advance(std::chrono::seconds(4));
+  EXPECT_FALSE(page->loadError.get());
+  EXPECT_TRUE(v.isLoading());
+  scheduler.advance(std::chrono::seconds(2));
+  ASSERT_TRUE(page->loadError.get());
+  EXPECT_EQ(page->loadError.get()->message, LoadError::kTimedOut);
+  EXPECT_EQ(page->loadError.get()->url, u("https://slow.test/"));
+  EXPECT_FALSE(v.isLoading()) << "stopped";
+
+  // A load that commits in time is left alone, however long it then takes.
+  page->retryAfterError();
+  v.commitLoad();
+  scheduler.advance(std::chrono::seconds(60));
+  EXPECT_FALSE(page->loadError.get());
+  EXPECT_EQ(visits, std::vector<std::string>{"https://slow.test/"});
+}
+
+TEST_F(PagePolicy, ReloadAfterAFailureTriesTheFailedAddressAgain) {
+  auto page = makePage();
+  page->load(u("https://a.test/"));
+  engine.holdCommits = true;
+  auto& v = view(*page);
+  page->load(u("https://a.test/gone"));
+  v.failLoad(failure("https://a.test/gone"));
+  ASSERT_TRUE(page->loadError.get());
+  page->reload();
+  EXPECT_FALSE(page->loadError.get());
+  EXPECT_EQ(v.loads.back().str(), "https://a.test/gone");
+}
+
+TEST_F(PagePolicy, EveryLoadTheBrowserStartsIsUnderItsTimeOut) {
+  test::TempHome home;
+  Browser browser(engine, scheduler);
+  browser.loadTimeout = std::chrono::seconds(5);
+  browser.settleBlockLists();
+  engine.holdCommits = true;
+  ASSERT_TRUE(browser.loadTyped("https://typed.test/"));
+  auto typed = browser.current();
+  scheduler.advance(std::chrono::seconds(6));
+  ASSERT_TRUE(typed->loadError.get());
+  EXPECT_EQ(typed->loadError.get()->message, LoadError::kTimedOut);
+
+  browser.openIncoming({u("https://incoming.test/")});
+  auto incoming = browser.current();
+  ASSERT_NE(incoming, typed);
+  scheduler.advance(std::chrono::seconds(6));
+  ASSERT_TRUE(incoming->loadError.get());
+
+  // A closed tab comes back with its list; its reload is timed too.
+  engine.holdCommits = false;
+  incoming->load(u("https://incoming.test/page"));
+  browser.close(incoming);
+  engine.holdCommits = true;
+  browser.reopenClosedTab();
+  auto reopened = browser.current();
+  EXPECT_EQ(reopened->savedURL(), u("https://incoming.test/page"));
+  scheduler.advance(std::chrono::seconds(6));
+  ASSERT_TRUE(reopened->loadError.get());
+  EXPECT_EQ(reopened->loadError.get()->message, LoadError::kTimedOut);
+}
+
+TEST_F(PagePolicy, DownloadsCloseATabWithNoHistoryOnly) {
+  auto page = makePage();
+  engine.holdCommits = true;
+  auto& v = view(*page);
+  page->load(u("https://files.test/a.zip"));
+  NavigationResponse response;
+  response.canShowMIMEType = false;
+  EXPECT_EQ(v.respond(response), NavigationPolicy::download);
+  scheduler.runUntilIdle();
+  EXPECT_EQ(closes, 1);
+  EXPECT_FALSE(page->loadError.get());
+
+  engine.holdCommits = false;
+  auto kept = makePage();
+  kept->load(u("https://files.test/"));
+  engine.holdCommits = true;
+  kept->load(u("https://files.test/b.zip"));
+  view(*kept).respond(response);
+  scheduler.runUntilIdle();
+  EXPECT_EQ(closes, 1);
+}
+
+TEST_F(PagePolicy, OtherSchemesAskBeforeOpeningTheirProgram) {
+  apps.apps["mailto"] = "Mail";
+  auto page = makePage();
+  page->load(u("https://shop.test/"));
+  auto& v = view(*page);
+  alerts.checked = true;
+  v.navigate(click("mailto:someone@shop.test"));
+  EXPECT_EQ(v.decisions.back().policy, NavigationPolicy::cancel);
+  ASSERT_EQ(alerts.asked.size(), 1u);
+  EXPECT_EQ(alerts.asked[0].message, "Open Mail?");
+  EXPECT_EQ(alerts.asked[0].detail, "shop.test wants to open Mail.");
+  EXPECT_EQ(alerts.asked[0].buttons, (std::vector<std::string>{"Open Mail", "Cancel"}));
+  EXPECT_EQ(alerts.asked[0].checkbox, std::optional<std::string>("Always allow shop.test to open Mail"));
+  EXPECT_EQ(apps.opened, std::vector<std::string>{"mailto:someone@shop.test"});
+
+  // Allowed always: no question the second time.
+  v.navigate(click("mailto:other@shop.test"));
+  EXPECT_EQ(alerts.asked.size(), 1u);
+  EXPECT_EQ(apps.opened.size(), 2u);
+
+  // A frame's own navigation without a click is dropped silently.
+  auto unclicked = click("mailto:x@shop.test");
+  unclicked.isLinkClick = false;
+  unclicked.isUserGesture = false;
+  unclicked.isMainFrame = false;
+  v.navigate(unclicked);
+  EXPECT_EQ(v.decisions.back().policy, NavigationPolicy::cancel);
+  EXPECT_EQ(apps.opened.size(), 2u);
+
+  // No program for the scheme: say so.
+  v.navigate(click("zoommtg://join"));
+  ASSERT_EQ(alerts.asked.size(), 2u);
+  EXPECT_EQ(alerts.asked[1].message, "No app on this computer opens \u201czoommtg:\u201d links");
+}
+
+TEST_F(PagePolicy, APrivateTabNeverOffersToRememberAProgram) {
+  apps.apps["mailto"] = "Mail";
+  auto page = makePage(true);
+  page->load(u("https://shop.test/"));
+  alerts.checked = true;
+  view(*page).navigate(click("mailto:someone@shop.test"));
+  ASSERT_EQ(alerts.asked.size(), 1u);
+  EXPECT_FALSE(alerts.asked[0].checkbox);
+  EXPECT_TRUE(apps.saved.empty());
+  EXPECT_EQ(apps.opened.size(), 1u);
+}
+
+}  // namespace
+}  // namespace quillo

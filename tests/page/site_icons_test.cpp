@@ -1,0 +1,191 @@
+// Site icons: which declared icon is tried first, one fetch per host shared
+// by every page, misses remembered, trackers never asked, and how a page
+// gets, shows and reports its icon.
+#include <gtest/gtest.h>
+
+#include "core/browser.h"
+#include "page/icon_store.h"
+#include "page/page.h"
+#include "support/fake_web_view.h"
+#include "support/temp_home.h"
+#include "support/virtual_scheduler.h"
+
+namespace quillo {
+namespace {
+
+Url u(const std::string& text) { return *Url::parse(text); }
+
+std::vector<std::string> ranked(const std::vector<IconLink>& links, const std::string& page = "https://site.example/a/b") {
+  std::vector<std::string> out;
+  for (auto& url : rankIcons(links, u(page))) out.push_back(url.str());
+  return out;
+}
+
+TEST(IconRanking, SmallestOf32OrMoreThenUnknownThenSmallerThenSvgThenFavicon) {
+  EXPECT_EQ(ranked({{"https://site.example/16.png", "16x16", "image/png"},
+                    {"https://site.example/180.png", "180x180", ""},
+                    {"https://site.example/32.png", "32x32", "image/png"}}),
+            (std::vector<std::string>{"https://site.example/32.png", "https://site.example/180.png",
+                                      "https://site.example/16.png", "https://site.example/favicon.ico"}));
+  EXPECT_EQ(ranked({{"https://site.example/any.png", "any", ""},
+                    {"https://site.example/logo.SVG", "", ""},
+                    {"https://site.example/plain.ico", "", ""},
+                    {"https://site.example/24.png", "16x16 24X24", ""},
+                    {"https://site.example/vector", "", "image/svg+xml"},
+                    {"https://site.example/also-plain.png", "", ""}},
+                   "http://site.example:8080/"),
+            (std::vector<std::string>{"https://site.example/plain.ico", "https://site.example/also-plain.png",
+                                      "https://site.example/24.png", "https://site.example/any.png",
+                                      "https://site.example/logo.SVG", "https://site.example/vector",
+                                      "http://site.example:8080/favicon.ico"}));
+}
+
+TEST(IconRanking, SizesAndScriptAnswersAreReadForgivingly) {
+  EXPECT_EQ((IconLink{"a", "16x16 48x48 32x32", ""}.size()), 48);
+  EXPECT_EQ((IconLink{"a", "big", ""}.size()), 0);
+  EXPECT_EQ((IconLink{"a", "x16", ""}.size()), 0);
+  EXPECT_TRUE((IconLink{"a", "any", ""}.isSVG()));
+  EXPECT_TRUE(decodeIconLinks("not json").empty());
+  auto links = decodeIconLinks(R"([{"href":"https://a.example/i.png","sizes":"32x32"},{"sizes":"1x1"},7])");
+  ASSERT_EQ(links.size(), 1u);
+  EXPECT_EQ(links[0].sizes, "32x32");
+  EXPECT_EQ(links[0].type, "");
+}
+
+// Answers fetches when the test says, so overlapping requests can be staged.
+struct HeldFetcher final : IconFetcher {
+  std::map<std::string, std::pair<int, Bytes>> answers;  // by address; others get 404
+  std::vector<std::string> asked;
+  std::vector<std::function<void()>> held;
+  void fetch(const Url& url, std::function<void(int, Bytes)> done) override {
+    asked.push_back(url.str());
+    auto found = answers.find(url.str());
+    auto answer = found == answers.end() ? std::make_pair(404, Bytes{}) : found->second;
+    held.push_back([done, answer] { done(answer.first, answer.second); });
+  }
+  void answerAll() {
+    while (!held.empty()) {
+      auto next = std::move(held.front());
+      held.erase(held.begin());
+      next();
+    }
+  }
+};
+
+const Bytes kImage = {'I', 'M', 'G'};
+const Bytes kNotImage = {'<', 'h', 't', 'm', 'l', '>'};
+bool isImage(const Bytes& bytes) { return bytes == kImage; }
+
+TEST(IconStoreTest, OneFetchPerHostSharedByEveryoneAskingAndMissesAreRemembered) {
+  HeldFetcher fetcher;
+  fetcher.answers["https://a.example/broken.png"] = {200, kNotImage};
+  fetcher.answers["https://a.example/icon.png"] = {200, kImage};
+  IconStore store(fetcher, isImage);
+  std::vector<std::optional<Bytes>> results;
+  auto collect = [&](std::optional<Bytes> image) { results.push_back(std::move(image)); };
+  std::vector<Url> candidates = {u("https://a.example/missing.png"), u("https://a.example/broken.png"),
+                                 u("https://a.example/icon.png"), u("https://a.example/favicon.ico")};
+  store.icon("a.example", candidates, collect);
+  store.icon("a.example", candidates, collect);
+  EXPECT_EQ(fetcher.asked.size(), 1u) << "the second asker waits for the first fetch";
+  fetcher.answerAll();
+  fetcher.answerAll();
+  fetcher.answerAll();
+  EXPECT_EQ(fetcher.asked, (std::vector<std::string>{"https://a.example/missing.png", "https://a.example/broken.png",
+                                                     "https://a.example/icon.png"}));
+  ASSERT_EQ(results.size(), 2u);
+  EXPECT_EQ(results[0], kImage);
+  EXPECT_EQ(results[1], kImage);
+  EXPECT_EQ(store.cached("a.example"), kImage);
+
+  store.icon("a.example", candidates, collect);
+  EXPECT_EQ(fetcher.asked.size(), 3u) << "cached: no fetch";
+
+  store.icon("none.example", {u("https://none.example/favicon.ico")}, collect);
+  fetcher.answerAll();
+  EXPECT_EQ(results.back(), std::nullopt);
+  store.icon("none.example", {u("https://none.example/favicon.ico")}, collect);
+  EXPECT_EQ(fetcher.asked.size(), 4u) << "a miss is not tried again this run";
+}
+
+TEST(IconStoreTest, IconsOnTrackersAreNeverFetched) {
+  HeldFetcher fetcher;
+  fetcher.answers["https://news.example/favicon.ico"] = {200, kImage};
+  IconStore store(fetcher, isImage);
+  std::optional<Bytes> result;
+  store.icon("news.example", {u("https://ad.doubleclick.net/icon.png"), u("https://news.example/favicon.ico")},
+             [&](std::optional<Bytes> image) { result = image; });
+  fetcher.answerAll();
+  EXPECT_EQ(fetcher.asked, std::vector<std::string>{"https://news.example/favicon.ico"});
+  EXPECT_EQ(result, kImage);
+}
+
+class PageIcons : public ::testing::Test {
+ protected:
+  PageIcons() : store(fetcher, isImage) {}
+  std::shared_ptr<Page> makePage(const std::string& links) {
+    auto page = std::make_shared<Page>(engine.makeView({engine.persistentStore(), {}, {}}), scheduler);
+    page->iconStore = &store;
+    page->onIcon = [this](const Bytes&) { ++reported; };
+    auto& view = static_cast<test::FakeWebView&>(page->webView());
+    view.evaluator = [links](const test::FakeWebView::Evaluation&, test::FakeWebView::EvaluationDone done) {
+      done(nlohmann::json(links), "");
+    };
+    return page;
+  }
+  test::VirtualScheduler scheduler;
+  test::FakeEngine engine;
+  HeldFetcher fetcher;
+  IconStore store;
+  int reported = 0;
+};
+
+TEST_F(PageIcons, AFinishedPageGetsItsIconAndASecondTabOfTheHostGetsItWithoutAFetch) {
+  fetcher.answers["https://site.example/32.png"] = {200, kImage};
+  auto page = makePage(R"([{"href":"https://site.example/16.png","sizes":"16x16","type":""},)"
+                       R"({"href":"https://site.example/32.png","sizes":"32x32","type":""}])");
+  page->load(u("https://site.example/"));
+  scheduler.runUntilIdle();
+  fetcher.answerAll();
+  EXPECT_EQ(fetcher.asked, std::vector<std::string>{"https://site.example/32.png"});
+  EXPECT_EQ(page->icon.get(), kImage);
+  EXPECT_EQ(reported, 1);
+
+  auto second = makePage("[]");
+  second->load(u("https://site.example/other"));
+  EXPECT_EQ(second->icon.get(), kImage) << "shown from the store at commit";
+  scheduler.runUntilIdle();
+  fetcher.answerAll();
+  EXPECT_EQ(fetcher.asked.size(), 1u);
+  EXPECT_EQ(reported, 2);
+
+  // Another site: the old icon goes at once.
+  page->load(u("https://elsewhere.example/"));
+  EXPECT_FALSE(page->icon.get());
+}
+
+TEST_F(PageIcons, APinKeepsTheFirstIconItsPageFindsInPinsJson) {
+  test::TempHome home;
+  Browser browser(engine, scheduler);
+  browser.attach(store);
+  browser.settleBlockLists();
+  fetcher.answers["https://pinned.example/favicon.ico"] = {200, kImage};
+  auto page = browser.makePage(false);
+  page->load(u("https://pinned.example/"));
+  browser.add(page, true);
+  browser.pin(page);
+  ASSERT_EQ(browser.pins->size(), 1u);
+  EXPECT_FALSE(browser.pins->front().iconData);
+  scheduler.runUntilIdle();
+  fetcher.answerAll();
+  EXPECT_EQ(browser.pins->front().iconData, kImage);
+  EXPECT_EQ(browser.icon(browser.pins->front()), kImage);
+
+  Browser again(engine, scheduler);
+  again.loadPins();
+  ASSERT_EQ(again.pins->size(), 1u);
+  EXPECT_EQ(again.icon(again.pins->front()), kImage) << "shown before any page loads";
+}
+
+}  // namespace
+}  // namespace quillo
