@@ -4,6 +4,7 @@
 
 #include "core/address.h"
 #include "core/log.h"
+#include "core/save_delay.h"
 #include "scripts/resources.h"
 
 namespace quillo {
@@ -380,7 +381,10 @@ void Browser::findNext(bool backwards) {
 // ---- Session ----
 
 void Browser::scheduleSessionSave() {
-  pendingSessionSave_ = scheduler_.after(kSessionSaveDelay, [this] { saveSession(); });
+  auto now = scheduler_.now();
+  if (!pendingSessionSave_.pending()) firstUnsavedSessionChange_ = now;
+  pendingSessionSave_ =
+      scheduler_.after(saveDelay(now, firstUnsavedSessionChange_, kSessionSaveDelay), [this] { saveSession(); });
 }
 
 void Browser::saveSession() {

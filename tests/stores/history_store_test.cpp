@@ -67,6 +67,16 @@ TEST_F(HistoryTest, SavesOnceTwoSecondsAfterTheLastChange) {
   EXPECT_EQ(writes, 1);
 }
 
+TEST_F(HistoryTest, VisitsThatNeverStopAreStillWrittenWithinFourSeconds) {
+  auto& h = open();
+  for (int i = 0; i < 8; ++i) {
+    h.recordVisit(url("https://busy.example/" + std::to_string(i)));
+    scheduler.advance(std::chrono::milliseconds(1000));
+  }
+  waitForWrites(2);
+  EXPECT_EQ(writes, 2) << "at 4 s and at 8 s";
+}
+
 TEST_F(HistoryTest, SaveNowWritesBeforeReturningAndCancelsThePendingSave) {
   auto& h = open();
   h.recordVisit(url("https://a.example/"));

@@ -23,9 +23,8 @@ void enableFavicons(WebKitNetworkSession* session) {
 WebKitNetworkSession* makePersistentSession() {
   std::filesystem::path data = AppSupport::folder() / "website-data";
   std::filesystem::path cache = AppSupport::cacheFolder() / "website-cache";
-  std::error_code error;
-  std::filesystem::create_directories(data, error);
-  if (error) logLine("couldn't create " + data.string() + ": " + error.message());
+  AppSupport::makeFolder(data);
+  AppSupport::makeFolder(cache);
   WebKitNetworkSession* session = webkit_network_session_new(data.c_str(), cache.c_str());
   // Without this WebKit keeps cookies in memory only, even here.
   webkit_cookie_manager_set_persistent_storage(webkit_network_session_get_cookie_manager(session),
