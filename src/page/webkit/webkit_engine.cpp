@@ -80,6 +80,10 @@ WebKitEngine::WebKitEngine() {
   settings_ = webkit_settings_new();
   webkit_settings_set_enable_developer_extras(settings_, TRUE);
   webkit_settings_set_enable_fullscreen(settings_, TRUE);
+  // A local page reads no other local file, and no page reads any: these are
+  // WebKit's defaults, held here so they never change by accident.
+  webkit_settings_set_allow_file_access_from_file_urls(settings_, FALSE);
+  webkit_settings_set_allow_universal_access_from_file_urls(settings_, FALSE);
   webkit_settings_set_user_agent(settings_, withSafariToken(webkit_settings_get_user_agent(settings_)).c_str());
 
   persistent_ = std::make_shared<WebKitDataStore>(makePersistentSession());

@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "page/frame_origins.h"
 #include "page/web_view_port.h"
 
 namespace quillo {
@@ -93,6 +94,8 @@ class WebKitView final : public WebViewPort {
   // Dialogs and choosers on screen for this view, closed with it.
   std::set<GtkWindow*> dialogs_;
   std::set<GtkNativeDialog*> choosers_;
+  // Which origins the view's frames show, for naming who a dialog is from.
+  FrameOrigins frames_;
 };
 
 }  // namespace quillo
