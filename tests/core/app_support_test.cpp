@@ -123,5 +123,37 @@ TEST_F(AppSupportFiles, AFailedWriteLeavesTheOldFileAndSaysWhy) {
   EXPECT_EQ(AppSupport::read(std::string_view("zoom.json")).value, (nlohmann::json{{"a", 1}}));
 }
 
+// Found by fuzzing the settings reader: a hand-edited number far outside
+// long long's range was converted anyway (undefined behaviour).
+TEST_F(AppSupportFiles, SettingsNumbersOutsideTheIntegerRangeAreNoIntegers) {
+  std::filesystem::create_directories(Settings::defaultFile().parent_path());
+  std::ofstream(Settings::defaultFile())
+      << R"({"a": 1e300, "b": -1e300, "c": 4.7, "d": 18446744073709551615, "e": -3, "f": "9"})";
+  Settings settings(Settings::defaultFile());
+  EXPECT_FALSE(settings.integer("a"));
+  EXPECT_FALSE(settings.integer("b"));
+  EXPECT_EQ(settings.integer("c"), 4);
+  EXPECT_FALSE(settings.integer("d"));
+  EXPECT_EQ(settings.integer("e"), -3);
+  EXPECT_FALSE(settings.integer("f"));
+  EXPECT_EQ(settings.number("a"), 1e300);
+}
+
+// A settings file that is not an object is kept aside once; the next change
+// starts a new one and never overwrites the kept copy.
+TEST_F(AppSupportFiles, AnUnreadableSettingsFileIsKeptAsideOnce) {
+  std::filesystem::create_directories(Settings::defaultFile().parent_path());
+  for (const char* text : {"[1, 2]", "{broken"}) {
+    std::ofstream(Settings::defaultFile()) << text;
+    Settings settings(Settings::defaultFile());
+    EXPECT_FALSE(settings.value("QuickPinCount"));
+    settings.set("QuickPinCount", 3);
+  }
+  EXPECT_EQ(textOf(AppSupport::configFolder() / "settings.json.unreadable"), "[1, 2]");
+  EXPECT_EQ(textOf(AppSupport::configFolder() / "settings.json.unreadable.2"), "{broken");
+  EXPECT_EQ(log_.size(), 2u);
+  EXPECT_EQ(Settings(Settings::defaultFile()).integer("QuickPinCount"), 3);
+}
+
 }  // namespace
 }  // namespace quillo
