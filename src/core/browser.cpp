@@ -223,7 +223,9 @@ void Browser::dissolveSplit(const PagePtr& page) {
   splits.erase(std::remove(splits.begin(), splits.end(), split), splits.end());
 }
 
-void Browser::close(const PagePtr& page) {
+void Browser::close(const PagePtr& closing) {
+  // The caller's reference may be an element of a list emptied below.
+  const PagePtr page = closing;
   dissolveSplit(page);
   remember(page);
   bool wasCurrent = current() == page;
