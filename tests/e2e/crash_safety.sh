@@ -44,10 +44,12 @@ now() { date +%s.%N; }
 # the kill must be in it. Loss bounds: the session is written 1 s after the
 # last change and at most 2 s after the first unsaved one; history 2 s and
 # 4 s. Each bound gets a second of slack for a machine under load.
+# What an earlier round found saved must still be there: restoring and
+# saving again never drops a tab or a visit.
 check() {  # check KILL_TIME
-  python3 - "$data" "$work/opened" "$1" "$XDG_CONFIG_HOME/quillo" <<'PY'
+  python3 - "$data" "$work/opened" "$1" "$XDG_CONFIG_HOME/quillo" "$work/kept" <<'PY'
 import json, os, sys
-data, opened, killed, config = sys.argv[1], sys.argv[2], float(sys.argv[3]), sys.argv[4]
+data, opened, killed, config, kept_file = sys.argv[1], sys.argv[2], float(sys.argv[3]), sys.argv[4], sys.argv[5]
 for root in (data, config):
     for name in os.listdir(root) if os.path.isdir(root) else []:
         path = os.path.join(root, name)
@@ -66,6 +68,13 @@ session = json.load(open(os.path.join(data, "session.json"))) if os.path.exists(
 tabs = {t["url"] for t in session["tabs"]}
 history = json.load(open(os.path.join(data, "history.json"))) if os.path.exists(os.path.join(data, "history.json")) else []
 visited = {e["url"] for e in history}
+kept = json.load(open(kept_file)) if os.path.exists(kept_file) else {"tabs": [], "visits": []}
+for url in kept["tabs"]:
+    if url not in tabs:
+        sys.exit("tab %s, saved in an earlier round, was lost" % url)
+for url in kept["visits"]:
+    if url not in visited:
+        sys.exit("visit to %s, saved in an earlier round, was lost" % url)
 for line in open(opened):
     when, url = line.split()
     age = killed - float(when)
@@ -73,13 +82,16 @@ for line in open(opened):
         sys.exit("tab %s opened %.1f s before the kill is not in session.json" % (url, age))
     if age > 6.0 and url not in visited:
         sys.exit("visit to %s %.1f s before the kill is not in history.json" % (url, age))
+    if url in tabs: kept["tabs"].append(url)
+    if url in visited: kept["visits"].append(url)
+json.dump(kept, open(kept_file, "w"))
 print("  %d tabs, %d history entries, all files parse" % (len(tabs), len(visited)))
 PY
 }
 
-: > "$work/opened"
 n=0
 for round in $(seq "$rounds"); do
+  : > "$work/opened"  # this round's tabs; the last moments before a kill may be lost
   "$quillo" 2>>"$work/log" & pid=$!
   wait_for 60 running
   # Open a few tabs at random intervals, then kill at a random moment.
