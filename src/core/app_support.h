@@ -16,6 +16,21 @@ std::filesystem::path file(std::string_view name);
 std::filesystem::path configFolder();
 std::filesystem::path cacheFolder();
 
+// Only the user may read what Quillo keeps: folders it makes are 0700 and
+// files it writes 0600.
+inline constexpr int kFolderMode = 0700;
+inline constexpr int kFileMode = 0600;
+
+// Creates a folder (and missing parents) readable by the user only; an
+// existing folder is left as it is. False, logged, when it cannot be made.
+bool makeFolder(const std::filesystem::path& path);
+// Creates the data, config and cache folders and takes every permission
+// for group and others off them and everything below (files and folders
+// others made there before, or that the web engine wrote). Symbolic links
+// are not followed.
+void secureFolders();
+void secure(const std::filesystem::path& root);
+
 // Writes bytes to path through a temporary file that replaces it, creating
 // the parent folders. On failure logs "couldn't save <name>: <why>" and
 // leaves the old file as it was.
@@ -32,8 +47,10 @@ ReadResult read(const std::filesystem::path& path);
 inline ReadResult read(std::string_view name) { return read(file(name)); }
 
 // Before a store overwrites a file it could not read, the file is moved to
-// "<name>.unreadable" so the user's data is never destroyed silently.
-// Returns the path it was kept as.
-std::optional<std::filesystem::path> keepAside(const std::filesystem::path& path);
+// "<name>.unreadable" (or ".unreadable.2", ".3", … when an earlier copy is
+// already kept: kept copies are never overwritten) so the user's data is
+// never destroyed silently. Logs one line, with `why` when given. Returns
+// the path it was kept as.
+std::optional<std::filesystem::path> keepAside(const std::filesystem::path& path, std::string_view why = {});
 
 }  // namespace quillo::AppSupport

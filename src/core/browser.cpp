@@ -5,6 +5,7 @@
 #include "core/address.h"
 #include "core/log.h"
 #include "page/icon_store.h"
+#include "core/save_delay.h"
 #include "scripts/resources.h"
 
 namespace quillo {
@@ -276,7 +277,9 @@ bool Browser::anyPrivatePage() const {
   return std::any_of(pinnedPages.begin(), pinnedPages.end(), [](auto& entry) { return entry.second->isPrivate(); });
 }
 
-void Browser::close(const PagePtr& page) {
+void Browser::close(const PagePtr& closing) {
+  // The caller's reference may be an element of a list emptied below.
+  const PagePtr page = closing;
   dissolveSplit(page);
   remember(page);
   bool wasCurrent = current() == page;
@@ -443,7 +446,10 @@ void Browser::findNext(bool backwards) {
 // ---- Session ----
 
 void Browser::scheduleSessionSave() {
-  pendingSessionSave_ = scheduler_.after(kSessionSaveDelay, [this] { saveSession(); });
+  auto now = scheduler_.now();
+  if (!pendingSessionSave_.pending()) firstUnsavedSessionChange_ = now;
+  pendingSessionSave_ =
+      scheduler_.after(saveDelay(now, firstUnsavedSessionChange_, kSessionSaveDelay), [this] { saveSession(); });
 }
 
 void Browser::saveSession() {

@@ -289,6 +289,7 @@ class Browser {
   std::vector<std::shared_ptr<ContentFilter>> blockLists_;
   TaskHandle flashTask_;
   TaskHandle pendingSessionSave_;
+  Clock::time_point firstUnsavedSessionChange_{};
   TaskHandle focusTask_;
   sigc::connection currentPageConnection_;
   std::shared_ptr<bool> aliveToken_ = std::make_shared<bool>(true);

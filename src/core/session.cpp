@@ -6,6 +6,7 @@
 #include <memory>
 
 #include "core/app_support.h"
+#include "core/log.h"
 
 namespace quillo {
 namespace {
@@ -126,15 +127,29 @@ Session Session::fromText(std::string_view text) {
 }
 
 Session Session::read() {
-  auto result = AppSupport::read(kFileName);
   using Status = AppSupport::ReadResult::Status;
+  auto result = AppSupport::read(kFileName);
   if (result.status == Status::ok && result.value.is_object()) return fromJSON(result.value);
+  if (result.status == Status::missing) return {};
   // The next save would overwrite a file we could not make sense of; keep it
-  // for the user instead.
-  if (result.status != Status::missing) AppSupport::keepAside(AppSupport::file(kFileName));
+  // for the user instead, and bring back the last good one.
+  AppSupport::keepAside(AppSupport::file(kFileName),
+                        result.status == Status::ok ? "not a session" : result.error);
+  auto previous = AppSupport::read(kPreviousFileName);
+  if (previous.status == Status::ok && previous.value.is_object()) {
+    logLine("restored the open tabs from " + std::string(kPreviousFileName));
+    return fromJSON(previous.value);
+  }
   return {};
 }
 
-bool Session::save() const { return AppSupport::save(toJSON(), kFileName); }
+bool Session::save() const {
+  // The file being replaced was written by a save that succeeded (or read
+  // back whole at start); it becomes the fallback for a bad write.
+  auto current = AppSupport::read(kFileName);
+  if (current.status == AppSupport::ReadResult::Status::ok && current.value.is_object())
+    AppSupport::save(current.value, kPreviousFileName);
+  return AppSupport::save(toJSON(), kFileName);
+}
 
 }  // namespace quillo

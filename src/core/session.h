@@ -32,6 +32,8 @@ struct Session {
   bool operator==(const Session&) const = default;
 
   static constexpr std::string_view kFileName = "session.json";
+  // The session as it was before the last save.
+  static constexpr std::string_view kPreviousFileName = "session.json.previous";
 
   // Optional fields that are absent are left out; "navigation" is base64.
   nlohmann::json toJSON() const;
@@ -41,9 +43,12 @@ struct Session {
   static Session fromJSON(const nlohmann::json& json);
   static Session fromText(std::string_view text);
 
-  // Reads the saved session: empty when the file is missing or doesn't decode.
+  // Reads the saved session: empty when the file is missing. A file that
+  // doesn't decode is kept aside and the session before the last save is
+  // read instead, when there is one.
   static Session read();
-  // Writes it whole; a failure is logged and the old file stays.
+  // Writes it whole, keeping the file it replaces as kPreviousFileName; a
+  // failure is logged and the old file stays.
   bool save() const;
 };
 

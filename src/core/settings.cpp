@@ -1,5 +1,7 @@
 #include "core/settings.h"
 
+#include <climits>
+
 #include "core/app_support.h"
 #include "core/log.h"
 
@@ -33,6 +35,15 @@ std::optional<double> Settings::number(const std::string& key) const {
 std::optional<long long> Settings::integer(const std::string& key) const {
   auto v = value(key);
   if (!v || !v->is_number()) return std::nullopt;
+  if (v->is_number_float()) {
+    // Whole part only; a number past long long's range (a hand-edited 1e300)
+    // is no integer at all rather than undefined behaviour.
+    double d = v->get<double>();
+    if (!(d >= -9.2e18 && d <= 9.2e18)) return std::nullopt;
+    return static_cast<long long>(d);
+  }
+  if (v->is_number_unsigned() && v->get<unsigned long long>() > static_cast<unsigned long long>(LLONG_MAX))
+    return std::nullopt;
   return v->get<long long>();
 }
 

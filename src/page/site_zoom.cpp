@@ -62,14 +62,21 @@ void SiteZoom::load() {
   auto read = AppSupport::read(file_);
   if (read.status == AppSupport::ReadResult::Status::missing) return;
   fileUnreadable_ = true;
-  if (read.status != AppSupport::ReadResult::Status::ok || !read.value.is_object()) return;
-  std::map<std::string, double> loaded;
-  for (auto& [site, value] : read.value.items()) {
-    if (!value.is_number() || !(value.get<double>() > 0)) return;
-    loaded[site] = value.get<double>();
-  }
-  saved_ = std::move(loaded);
+  if (read.status != AppSupport::ReadResult::Status::ok) return;
+  auto loaded = decode(read.value);
+  if (!loaded) return;
+  saved_ = std::move(*loaded);
   fileUnreadable_ = false;
+}
+
+std::optional<std::map<std::string, double>> SiteZoom::decode(const nlohmann::json& json) {
+  if (!json.is_object()) return std::nullopt;
+  std::map<std::string, double> levels;
+  for (auto& [site, value] : json.items()) {
+    if (!value.is_number() || !(value.get<double>() > 0)) return std::nullopt;
+    levels[site] = value.get<double>();
+  }
+  return levels;
 }
 
 void SiteZoom::save() {

@@ -1,4 +1,5 @@
 #pragma once
+#include <nlohmann/json.hpp>
 #include <sigc++/signal.h>
 
 #include <filesystem>
@@ -37,6 +38,10 @@ class SiteZoom {
   // site. Saved levels at 1.0 are removed; a private 1.0 is kept, so a
   // private reset overrides the saved level until quit.
   void set(double level, const std::string& site, bool isPrivate);
+
+  // The levels of "zoom.json": an object of site to level, every level a
+  // number above zero; anything else is unreadable as a whole.
+  static std::optional<std::map<std::string, double>> decode(const nlohmann::json& json);
 
   const std::map<std::string, double>& saved() const { return saved_; }
   const std::map<std::string, double>& untilQuit() const { return untilQuit_; }

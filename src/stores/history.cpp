@@ -10,6 +10,7 @@
 #include <thread>
 
 #include "core/log.h"
+#include "core/save_delay.h"
 #include "stores/serial_queue.h"
 
 namespace quillo {
@@ -188,7 +189,9 @@ const HistoryEntry* History::find(const Url& url) const {
 // --- Saving ---------------------------------------------------------------
 
 void History::scheduleSave() {
-  pendingSave_ = scheduler_.after(kSaveDelay, [this] { save(); });
+  auto now = scheduler_.now();
+  if (!pendingSave_.pending()) firstUnsavedChange_ = now;
+  pendingSave_ = scheduler_.after(saveDelay(now, firstUnsavedChange_, kSaveDelay), [this] { save(); });
 }
 
 std::optional<std::vector<History::EntryPtr>> History::keptEntries() {

@@ -88,6 +88,7 @@ class History {
   std::filesystem::path file_;
   HistoryRecords records_;
   TaskHandle pendingSave_;
+  Clock::time_point firstUnsavedChange_{};
   bool isLoaded_ = false;
   bool clearedWhileLoading_ = false;
   // The file on disk could not be read: it is kept aside before the first

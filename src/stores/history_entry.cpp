@@ -16,18 +16,46 @@ bool isAscii(std::string_view text) {
   return true;
 }
 
-// Text as valid UTF-8: broken sequences become U+FFFD.
+// GLib counts a NUL byte as invalid UTF-8, but JSON carries one ("\u0000")
+// and it must come back as it went: each run between NULs is checked alone.
+template <class Piece>
+void eachRunBetweenNuls(std::string_view text, Piece piece) {
+  for (std::size_t start = 0;;) {
+    auto nul = text.find('\0', start);
+    piece(text.substr(start, nul == std::string_view::npos ? std::string_view::npos : nul - start));
+    if (nul == std::string_view::npos) return;
+    start = nul + 1;
+  }
+}
+
+bool isValidUtf8(std::string_view text) {
+  bool valid = true;
+  eachRunBetweenNuls(text, [&](std::string_view run) {
+    valid = valid && (run.empty() || g_utf8_validate(run.data(), gssize(run.size()), nullptr));
+  });
+  return valid;
+}
+
+// Text as valid UTF-8: broken sequences become U+FFFD; NULs stay.
 std::string validUtf8(std::string_view text) {
-  if (isAscii(text) || g_utf8_validate(text.data(), gssize(text.size()), nullptr)) return std::string(text);
-  std::unique_ptr<char, decltype(&g_free)> fixed(g_utf8_make_valid(text.data(), gssize(text.size())), g_free);
-  return std::string(fixed.get());
+  if (isAscii(text) || isValidUtf8(text)) return std::string(text);
+  std::string out;
+  bool first = true;
+  eachRunBetweenNuls(text, [&](std::string_view run) {
+    if (!first) out += '\0';
+    first = false;
+    if (run.empty()) return;
+    std::unique_ptr<char, decltype(&g_free)> fixed(g_utf8_make_valid(run.data(), gssize(run.size())), g_free);
+    out += fixed.get();
+  });
+  return out;
 }
 
 void appendJsonString(std::string& out, std::string_view raw) {
   static constexpr char hex[] = "0123456789abcdef";
   std::string owned;
   std::string_view text = raw;
-  if (!isAscii(raw) && !g_utf8_validate(raw.data(), gssize(raw.size()), nullptr)) {
+  if (!isAscii(raw) && !isValidUtf8(raw)) {
     owned = validUtf8(raw);
     text = owned;
   }

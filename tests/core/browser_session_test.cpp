@@ -2,8 +2,10 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
+#include <fstream>
 
 #include "core/browser.h"
+#include "core/log.h"
 #include "support/fake_web_view.h"
 #include "support/temp_home.h"
 #include "support/virtual_scheduler.h"
@@ -46,6 +48,42 @@ TEST_F(BrowserSession, ABurstOfChangesIsWrittenOnceASecondAfterTheLast) {
   scheduler.advance(1ms);
   ASSERT_TRUE(std::filesystem::exists(file()));
   EXPECT_EQ(Session::read().tabs.size(), 10u);
+}
+
+TEST_F(BrowserSession, ChangesThatNeverStopAreStillWrittenWithinTwoSeconds) {
+  auto browser = start();
+  auto page = open(*browser, "https://ticker.example/");
+  // A page that retitles itself twice a second would put a plain debounce off for good.
+  int written = 0;
+  for (int i = 0; i < 40; ++i) {
+    page->load(*Url::parse("https://ticker.example/" + std::to_string(i)));
+    scheduler.advance(500ms);
+    if (std::filesystem::exists(file())) {
+      written++;
+      std::filesystem::remove(file());
+    }
+  }
+  EXPECT_EQ(written, 10) << "one write every two seconds";
+}
+
+TEST_F(BrowserSession, AFailedWriteKeepsTheTabsAndTriesAgainAtTheNextChange) {
+  std::vector<std::string> log;
+  auto previousSink = setLogSink([&](const std::string& line) { log.push_back(line); });
+  auto browser = start();
+  // The folder cannot be made: a file is where it should be.
+  std::filesystem::create_directories(file().parent_path().parent_path());
+  std::ofstream(file().parent_path()) << "in the way";
+  open(*browser, "https://a.example/");
+  scheduler.advance(1s);
+  ASSERT_FALSE(log.empty());
+  EXPECT_NE(log.back().find("couldn't save session.json"), std::string::npos) << log.back();
+  EXPECT_EQ(browser->pages->size(), 1u);
+
+  std::filesystem::remove(file().parent_path());
+  open(*browser, "https://b.example/");
+  scheduler.advance(1s);
+  EXPECT_EQ(Session::read().tabs.size(), 2u);
+  setLogSink(previousSink);
 }
 
 TEST_F(BrowserSession, PrivateTabsAreNeverWritten) {

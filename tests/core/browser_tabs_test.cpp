@@ -63,6 +63,19 @@ TEST_F(BrowserTabs, ClosingTheCurrentTabShowsThePreviouslyShownOne) {
   EXPECT_EQ(browser.pages->size(), 1u);
 }
 
+// Found by the sanitizer run: closing through a reference into one of the
+// browser's own lists read that element after the list had dropped it.
+TEST_F(BrowserTabs, ClosingAPageNamedByAnElementOfTheBrowsersOwnLists) {
+  open("https://a.example/");
+  open("https://b.example/");
+  open("https://c.example/");
+  browser.close(browser.pages->front());
+  browser.close(browser.recent->back());
+  browser.close(browser.current());
+  EXPECT_EQ(browser.recentlyClosed->size(), 3u);
+  EXPECT_TRUE(browser.isComposingNewTab.get());
+}
+
 TEST_F(BrowserTabs, ClosingTheLastTabComposesANewOneAndCancellingHides) {
   auto a = open("https://a.example/");
   int hides = 0;

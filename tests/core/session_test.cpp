@@ -192,5 +192,40 @@ TEST_F(SessionFile, AnUnreadableFileIsKeptAsideAndReadsAsEmpty) {
   EXPECT_NE(log_[0].find("session.json"), std::string::npos);
 }
 
+TEST_F(SessionFile, EachSaveKeepsTheOneBeforeAndABadFileRestoresFromIt) {
+  Session first = fullSession();
+  Session second;
+  second.tabs.push_back(first.tabs[0]);
+  second.recent = {0};
+  ASSERT_TRUE(first.save());
+  EXPECT_FALSE(std::filesystem::exists(AppSupport::file(Session::kPreviousFileName))) << "nothing to keep yet";
+  ASSERT_TRUE(second.save());
+  EXPECT_EQ(Session::fromJSON(AppSupport::read(Session::kPreviousFileName).value), first);
+
+  // A torn write, a full disk, a hand edit: the tabs of the save before come back.
+  std::ofstream(sessionFile(), std::ios::trunc) << "{\"tabs\": [{\"url\": \"https://a.exa";
+  EXPECT_EQ(Session::read(), first);
+  EXPECT_TRUE(std::filesystem::exists(folder_ / "quillo" / "session.json.unreadable"));
+  ASSERT_EQ(log_.size(), 2u);
+  EXPECT_NE(log_[0].find("kept it as session.json.unreadable"), std::string::npos) << log_[0];
+  EXPECT_EQ(log_[1], "Quillo: restored the open tabs from session.json.previous");
+
+  // An empty file counts as unreadable too; the earlier kept copy stays.
+  log_.clear();
+  std::ofstream(sessionFile(), std::ios::trunc).flush();
+  EXPECT_EQ(Session::read(), first);
+  EXPECT_TRUE(std::filesystem::exists(folder_ / "quillo" / "session.json.unreadable.2"));
+
+  // A bad file is never kept as the previous one.
+  std::ofstream(sessionFile(), std::ios::trunc) << "[1, 2";
+  ASSERT_TRUE(second.save());
+  EXPECT_EQ(Session::fromJSON(AppSupport::read(Session::kPreviousFileName).value), first);
+
+  // Both unreadable: an empty window.
+  std::ofstream(sessionFile(), std::ios::trunc) << "{";
+  std::ofstream(AppSupport::file(Session::kPreviousFileName), std::ios::trunc) << "{";
+  EXPECT_EQ(Session::read(), Session());
+}
+
 }  // namespace
 }  // namespace quillo

@@ -67,6 +67,16 @@ TEST_F(HistoryTest, SavesOnceTwoSecondsAfterTheLastChange) {
   EXPECT_EQ(writes, 1);
 }
 
+TEST_F(HistoryTest, VisitsThatNeverStopAreStillWrittenWithinFourSeconds) {
+  auto& h = open();
+  for (int i = 0; i < 8; ++i) {
+    h.recordVisit(url("https://busy.example/" + std::to_string(i)));
+    scheduler.advance(std::chrono::milliseconds(1000));
+  }
+  waitForWrites(2);
+  EXPECT_EQ(writes, 2) << "at 4 s and at 8 s";
+}
+
 TEST_F(HistoryTest, SaveNowWritesBeforeReturningAndCancelsThePendingSave) {
   auto& h = open();
   h.recordVisit(url("https://a.example/"));
@@ -216,6 +226,24 @@ TEST_F(HistoryTest, AnUnreadableFileIsKeptAsideOnlyWhenASaveWouldReplaceIt) {
   EXPECT_EQ(fileText(aside), garbage);
   EXPECT_EQ(readFile().size(), 2u);
   setLogSink(previous);
+}
+
+// Found by fuzzing: a title holding a NUL next to non-ASCII text was taken
+// for broken UTF-8, and its NUL turned into U+FFFD at the next write.
+TEST(HistoryFile, TitlesRoundTripWithNulsAndBrokenText) {
+  auto read = decodeHistory(
+      R"([{"url":"https://a.example/","title":"caf\u00e9\u0000end","visits":2,"lastVisited":1}])");
+  ASSERT_TRUE(read);
+  EXPECT_EQ((*read)[0].title, std::string("caf\xc3\xa9\0end", 9));
+  auto again = decodeHistory(encodeHistory(*read));
+  ASSERT_TRUE(again);
+  EXPECT_EQ((*again)[0].title, (*read)[0].title);
+
+  // Broken bytes on either side of a NUL are mended; the NUL stays.
+  std::vector<HistoryEntry> broken{{*Url::parse("https://b.example/"), std::string("a\xff\0\xc3", 4), 1, 1}};
+  auto mended = decodeHistory(encodeHistory(broken));
+  ASSERT_TRUE(mended);
+  EXPECT_EQ((*mended)[0].title, std::string("a\xef\xbf\xbd\0\xef\xbf\xbd", 8));
 }
 
 TEST(HistoryFile, DecodingIsAllOrNothing) {

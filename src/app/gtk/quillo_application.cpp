@@ -14,6 +14,7 @@
 #include "blocking/webkit/webkit_filter_store.h"
 #include "chrome/gtk/browser_window.h"
 #include "core/address.h"
+#include "core/app_support.h"
 #include "core/log.h"
 #include "features/one_password_logins.h"
 #include <csignal>
@@ -94,6 +95,9 @@ void QuilloApplication::on_startup() {
           return G_SOURCE_CONTINUE;
         },
         this);
+  // Only the user may read what Quillo keeps, also what older versions or
+  // the web engine left readable to others.
+  AppSupport::secureFolders();
   settings_ = std::make_unique<Settings>(Settings::defaultFile());
   engine_ = std::make_unique<WebKitEngine>();
   browser_ = std::make_unique<Browser>(*engine_, scheduler_);
@@ -216,6 +220,8 @@ void QuilloApplication::on_shutdown() {
   blockLists_.reset();
   filterStore_.reset();
   engine_.reset();
+  // The web engine writes its files with the usual modes.
+  AppSupport::secureFolders();
   Gtk::Application::on_shutdown();
 }
 

@@ -81,10 +81,11 @@ void writeSource(gpointer data, gpointer) {
   if (!bytes) bytes = "";
   std::string digest = sourceDigest(std::string_view(bytes, size));
   GError* error = nullptr;
-  std::error_code ignored;
-  std::filesystem::create_directories(write->source.parent_path(), ignored);
-  if (!g_file_set_contents(write->source.c_str(), bytes, gssize(size), &error) ||
-      !g_file_set_contents(write->digest.c_str(), digest.data(), gssize(digest.size()), &error)) {
+  AppSupport::makeFolder(write->source.parent_path());
+  auto flags = G_FILE_SET_CONTENTS_CONSISTENT;
+  if (!g_file_set_contents_full(write->source.c_str(), bytes, gssize(size), flags, AppSupport::kFileMode, &error) ||
+      !g_file_set_contents_full(write->digest.c_str(), digest.data(), gssize(digest.size()), flags,
+                                AppSupport::kFileMode, &error)) {
     logLine("couldn't save " + write->source.filename().string() + ": " + errorText(error));
     g_clear_error(&error);
   }

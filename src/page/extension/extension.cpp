@@ -19,7 +19,27 @@ struct KnownFrame {
 };
 std::unordered_map<guint64, KnownFrame> frames;
 
-void forgetFrame(gpointer id, GObject*) { frames.erase(static_cast<guint64>(GPOINTER_TO_SIZE(id))); }
+void sendToView(guint64 pageID, const char* name, GVariant* parameters) {
+  WebKitWebPage* page = webkit_web_process_extension_get_page(theExtension, pageID);
+  if (!page) {
+    g_variant_unref(g_variant_ref_sink(parameters));
+    return;
+  }
+  webkit_web_page_send_message_to_view(page, webkit_user_message_new(name, parameters), nullptr, nullptr, nullptr);
+}
+
+void forgetFrame(gpointer data, GObject*) {
+  auto id = static_cast<guint64>(GPOINTER_TO_SIZE(data));
+  auto found = frames.find(id);
+  if (found == frames.end()) return;
+  guint64 pageID = found->second.pageID;
+  frames.erase(found);
+  sendToView(pageID, quillo::extension::kFrameGone, g_variant_new("(t)", id));
+}
+
+// Tells the view which document each frame shows, so it can tell whether a
+// frame of another origin is on the page (dialogs don't say who asked).
+void frameCleared(WebKitScriptWorld*, WebKitWebPage* page, WebKitFrame* frame, gpointer);
 
 void remember(WebKitWebPage* page, WebKitFrame* frame) {
   guint64 id = webkit_frame_get_id(frame);
@@ -120,6 +140,13 @@ gboolean receive(WebKitWebPage* page, WebKitUserMessage* message, gpointer) {
   return TRUE;
 }
 
+void frameCleared(WebKitScriptWorld*, WebKitWebPage* page, WebKitFrame* frame, gpointer) {
+  remember(page, frame);
+  const char* uri = webkit_frame_get_uri(frame);
+  sendToView(webkit_web_page_get_id(page), quillo::extension::kFrameLoaded,
+             g_variant_new("(tsb)", webkit_frame_get_id(frame), uri ? uri : "", webkit_frame_is_main_frame(frame)));
+}
+
 }  // namespace
 
 extern "C" G_MODULE_EXPORT void webkit_web_process_extension_initialize(WebKitWebProcessExtension* extension) {
@@ -127,11 +154,7 @@ extern "C" G_MODULE_EXPORT void webkit_web_process_extension_initialize(WebKitWe
   quilloWorld = webkit_script_world_new_with_name(quillo::extension::kWorld);
   g_signal_connect(quilloWorld, "window-object-cleared", G_CALLBACK(installPost), nullptr);
   // Frames that never run one of our scripts still need to be reachable.
-  g_signal_connect(webkit_script_world_get_default(), "window-object-cleared",
-                   G_CALLBACK(+[](WebKitScriptWorld*, WebKitWebPage* page, WebKitFrame* frame, gpointer) {
-                     remember(page, frame);
-                   }),
-                   nullptr);
+  g_signal_connect(webkit_script_world_get_default(), "window-object-cleared", G_CALLBACK(frameCleared), nullptr);
   g_signal_connect(extension, "page-created", G_CALLBACK(+[](WebKitWebProcessExtension*, WebKitWebPage* page, gpointer) {
                      g_signal_connect(page, "user-message-received", G_CALLBACK(receive), nullptr);
                    }),

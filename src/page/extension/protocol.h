@@ -18,4 +18,11 @@ inline constexpr char kPost[] = "quillo-post";
 // the error text.
 inline constexpr char kEvalInFrame[] = "quillo-eval-in-frame";
 
+// Web process to view: a frame began showing a document. Parameters
+// "(tsb)": frame id, the document's address, whether it is the main frame.
+// Sent by the extension itself, never on a page's behalf.
+inline constexpr char kFrameLoaded[] = "quillo-frame-loaded";
+// Web process to view: a frame went away. Parameters "(t)": frame id.
+inline constexpr char kFrameGone[] = "quillo-frame-gone";
+
 }  // namespace quillo::extension

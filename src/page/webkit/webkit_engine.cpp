@@ -27,9 +27,8 @@ void prepare(WebKitNetworkSession* session) {
 WebKitNetworkSession* makePersistentSession() {
   std::filesystem::path data = AppSupport::folder() / "website-data";
   std::filesystem::path cache = AppSupport::cacheFolder() / "website-cache";
-  std::error_code error;
-  std::filesystem::create_directories(data, error);
-  if (error) logLine("couldn't create " + data.string() + ": " + error.message());
+  AppSupport::makeFolder(data);
+  AppSupport::makeFolder(cache);
   WebKitNetworkSession* session = webkit_network_session_new(data.c_str(), cache.c_str());
   // Without this WebKit keeps cookies in memory only, even here.
   webkit_cookie_manager_set_persistent_storage(webkit_network_session_get_cookie_manager(session),
@@ -85,6 +84,10 @@ WebKitEngine::WebKitEngine() {
   settings_ = webkit_settings_new();
   webkit_settings_set_enable_developer_extras(settings_, TRUE);
   webkit_settings_set_enable_fullscreen(settings_, TRUE);
+  // A local page reads no other local file, and no page reads any: these are
+  // WebKit's defaults, held here so they never change by accident.
+  webkit_settings_set_allow_file_access_from_file_urls(settings_, FALSE);
+  webkit_settings_set_allow_universal_access_from_file_urls(settings_, FALSE);
   webkit_settings_set_user_agent(settings_, withSafariToken(webkit_settings_get_user_agent(settings_)).c_str());
 
   persistent_ = std::make_shared<WebKitDataStore>(makePersistentSession());

@@ -9,6 +9,8 @@
 #include "core/log.h"
 #include "page/extension/protocol.h"
 #include "page/navigation_policy.h"
+#include "page/frame_message.h"
+#include "page/webkit/frame_notes.h"
 #include "page/webkit/webkit_content_filter.h"
 #include "page/webkit/webkit_permissions.h"
 
@@ -34,7 +36,7 @@ std::optional<nlohmann::json> parseResult(const char* json) {
   return value;
 }
 
-std::string hostOf(const char* uri) {
+[[maybe_unused]] std::string hostOf(const char* uri) {
   if (!uri) return {};
   auto url = Url::parse(uri);
   return url ? url->host() : std::string();
@@ -520,6 +522,7 @@ void WebKitView::evaluate(const std::string& script, uint64_t frameID, bool isol
 }
 
 bool WebKitView::receiveMessage(WebKitUserMessage* message) {
+  if (noteFrame(frames_, message)) return true;
   if (g_strcmp0(webkit_user_message_get_name(message), extension::kPost) != 0) return false;
   GVariant* parameters = webkit_user_message_get_parameters(message);
   if (!parameters || !g_variant_is_of_type(parameters, G_VARIANT_TYPE("(stsbs)"))) return true;
@@ -527,13 +530,7 @@ bool WebKitView::receiveMessage(WebKitUserMessage* message) {
   guint64 frameID = 0;
   gboolean isMain = FALSE;
   g_variant_get(parameters, "(&st&sb&s)", &name, &frameID, &frameURL, &isMain, &payload);
-  FrameMessage frameMessage;
-  frameMessage.name = name;
-  frameMessage.frameID = frameID;
-  frameMessage.frameURL = frameURL;
-  frameMessage.isMainFrame = isMain;
-  frameMessage.payload = nlohmann::json::parse(payload, nullptr, false);
-  if (frameMessage.payload.is_discarded()) frameMessage.payload = nullptr;
+  auto frameMessage = decodeFrameMessage(name, frameID, frameURL, isMain, payload);
   if (frameMessage.name == "quilloMediaAsked") return noteMediaAsker(view_, frameURL), true;
   if (events_) events_->webViewMessage(frameMessage);
   return true;
@@ -573,8 +570,8 @@ GtkWindow* WebKitView::window() const {
 
 bool WebKitView::showScriptDialog(WebKitScriptDialog* dialog) {
   if (events_) events_->webViewNeedsAttention();
-  std::string host = hostOf(webkit_web_view_get_uri(view_));
-  std::string heading = host.empty() ? "This page says" : host + " says";
+  const char* uri = webkit_web_view_get_uri(view_);
+  std::string heading = frames_.dialogHeading(uri ? uri : "");
   WebKitScriptDialogType type = webkit_script_dialog_get_dialog_type(dialog);
 
   GtkWindow* parent = window();

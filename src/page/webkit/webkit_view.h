@@ -10,6 +10,7 @@
 #include <string>
 #include <vector>
 
+#include "page/frame_origins.h"
 #include "page/web_view_port.h"
 
 namespace quillo {
@@ -106,6 +107,8 @@ class WebKitView final : public WebViewPort {
   std::set<GtkNativeDialog*> choosers_;
   // The main frame's navigation in progress has failed.
   bool navigationFailed_ = false;
+  // Which origins the view's frames show, for naming who a dialog is from.
+  FrameOrigins frames_;
 };
 
 // Every download of a network session is handed to its view's page (which

@@ -1,0 +1,19 @@
+#pragma once
+#include <cstddef>
+#include <cstdint>
+#include <string_view>
+
+// Shared by the fuzz targets: quiet logging, and a check that stops the run
+// (and so reports the input) when an invariant breaks.
+namespace quillo::fuzz {
+
+void quietLog();
+[[noreturn]] void fail(const char* what);
+inline void check(bool ok, const char* what) {
+  if (!ok) fail(what);
+}
+inline std::string_view text(const uint8_t* data, size_t size) {
+  return std::string_view(reinterpret_cast<const char*>(data), size);
+}
+
+}  // namespace quillo::fuzz

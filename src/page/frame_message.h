@@ -1,0 +1,19 @@
+#pragma once
+#include <cstdint>
+#include <string_view>
+
+#include "page/web_view_port.h"
+
+namespace quillo {
+
+// Builds a frame's message from what the web process extension sent: the
+// name the script gave, the frame's id and address (which the extension
+// reads itself, so a page cannot claim another frame), and the payload as
+// JSON text. A payload that is not JSON, or nests deeper than any of our
+// scripts' messages do, arrives as null.
+FrameMessage decodeFrameMessage(std::string_view name, uint64_t frameID, std::string_view frameURL, bool isMainFrame,
+                                std::string_view payload);
+
+inline constexpr int kMaxPayloadDepth = 32;
+
+}  // namespace quillo

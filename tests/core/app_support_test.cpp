@@ -1,0 +1,159 @@
+// The files Quillo keeps: who may read them, and what happens to ones it
+// cannot read.
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+
+#include "core/app_support.h"
+#include "core/log.h"
+#include "core/settings.h"
+#include "support/temp_home.h"
+
+namespace quillo {
+namespace {
+
+int modeOf(const std::filesystem::path& path) {
+  struct stat info;
+  EXPECT_EQ(lstat(path.c_str(), &info), 0) << path;
+  return info.st_mode & 07777;
+}
+
+std::string textOf(const std::filesystem::path& path) {
+  std::ifstream in(path, std::ios::binary);
+  return std::string(std::istreambuf_iterator<char>(in), {});
+}
+
+class AppSupportFiles : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    oldSink_ = setLogSink([this](const std::string& line) { log_.push_back(line); });
+  }
+  void TearDown() override { setLogSink(oldSink_); }
+
+  test::TempHome home;
+  std::vector<std::string> log_;
+  LogSink oldSink_;
+};
+
+TEST_F(AppSupportFiles, EverythingWrittenIsForTheUserOnly) {
+  ASSERT_TRUE(AppSupport::save(nlohmann::json::array(), "pins.json"));
+  EXPECT_EQ(modeOf(AppSupport::folder()), 0700);
+  EXPECT_EQ(modeOf(AppSupport::file("pins.json")), 0600);
+
+  // Replacing a file that others could read leaves one they cannot.
+  chmod(AppSupport::file("pins.json").c_str(), 0644);
+  ASSERT_TRUE(AppSupport::save(nlohmann::json::array(), "pins.json"));
+  EXPECT_EQ(modeOf(AppSupport::file("pins.json")), 0600);
+
+  Settings settings(Settings::defaultFile());
+  settings.set("QuickPinCount", 4);
+  EXPECT_EQ(modeOf(AppSupport::configFolder()), 0700);
+  EXPECT_EQ(modeOf(Settings::defaultFile()), 0600);
+
+  EXPECT_TRUE(AppSupport::makeFolder(AppSupport::cacheFolder() / "website-cache"));
+  EXPECT_EQ(modeOf(AppSupport::cacheFolder()), 0700);
+  EXPECT_EQ(modeOf(AppSupport::cacheFolder() / "website-cache"), 0700);
+}
+
+TEST_F(AppSupportFiles, StartingTightensWhatOthersCouldReadButFollowsNoLinks) {
+  auto data = AppSupport::folder();
+  std::filesystem::create_directories(data / "website-data" / "storage");
+  std::ofstream(data / "history.json") << "[]";
+  std::ofstream(data / "website-data" / "storage" / "salt") << "x";
+  std::ofstream(home.root() / "elsewhere.txt") << "not ours";
+  std::filesystem::create_symlink(home.root() / "elsewhere.txt", data / "link");
+  auto script = data / "website-data" / "tool";
+  std::ofstream(script) << "#!/bin/sh";
+  for (const auto& [path, mode] : std::vector<std::pair<std::filesystem::path, int>>{
+           {data, 0755}, {data / "website-data", 0775}, {data / "website-data" / "storage", 0777},
+           {data / "history.json", 0644}, {data / "website-data" / "storage" / "salt", 0666},
+           {home.root() / "elsewhere.txt", 0644}, {script, 0755}})
+    chmod(path.c_str(), mode);
+  std::filesystem::remove_all(AppSupport::configFolder());
+
+  AppSupport::secureFolders();
+
+  EXPECT_EQ(modeOf(data), 0700);
+  EXPECT_EQ(modeOf(data / "website-data"), 0700);
+  EXPECT_EQ(modeOf(data / "website-data" / "storage"), 0700);
+  EXPECT_EQ(modeOf(data / "history.json"), 0600);
+  EXPECT_EQ(modeOf(data / "website-data" / "storage" / "salt"), 0600);
+  EXPECT_EQ(modeOf(script), 0700) << "only the bits of group and others go";
+  EXPECT_EQ(modeOf(home.root() / "elsewhere.txt"), 0644) << "a link's target is not ours";
+  EXPECT_EQ(modeOf(AppSupport::configFolder()), 0700) << "made when missing";
+  EXPECT_EQ(modeOf(AppSupport::cacheFolder()), 0700);
+  EXPECT_TRUE(log_.empty());
+}
+
+TEST_F(AppSupportFiles, KeptCopiesAreNeverOverwritten) {
+  auto file = AppSupport::file("zoom.json");
+  std::vector<std::string> contents = {"{first", "[second", "third"};
+  std::vector<std::filesystem::path> kept;
+  for (const auto& text : contents) {
+    ASSERT_TRUE(AppSupport::writeAtomically(file, text, "zoom.json"));
+    auto aside = AppSupport::keepAside(file, "syntax error");
+    ASSERT_TRUE(aside);
+    kept.push_back(*aside);
+  }
+  EXPECT_EQ(kept[0].filename(), "zoom.json.unreadable");
+  EXPECT_EQ(kept[1].filename(), "zoom.json.unreadable.2");
+  EXPECT_EQ(kept[2].filename(), "zoom.json.unreadable.3");
+  for (size_t i = 0; i < kept.size(); ++i) EXPECT_EQ(textOf(kept[i]), contents[i]);
+  EXPECT_FALSE(std::filesystem::exists(file));
+  ASSERT_EQ(log_.size(), 3u);
+  EXPECT_EQ(log_[1], "Quillo: couldn't read zoom.json (syntax error); kept it as zoom.json.unreadable.2");
+
+  // Nothing to move: said once, and nothing is made up.
+  log_.clear();
+  EXPECT_FALSE(AppSupport::keepAside(file));
+  EXPECT_EQ(log_.size(), 1u);
+  EXPECT_FALSE(std::filesystem::exists(AppSupport::file("zoom.json.unreadable.4")));
+}
+
+TEST_F(AppSupportFiles, AFailedWriteLeavesTheOldFileAndSaysWhy) {
+  ASSERT_TRUE(AppSupport::save(nlohmann::json{{"a", 1}}, "zoom.json"));
+  // A folder in the file's place cannot be replaced by it.
+  std::filesystem::create_directories(AppSupport::file("blocked.json"));
+  EXPECT_FALSE(AppSupport::save(nlohmann::json::object(), "blocked.json"));
+  ASSERT_FALSE(log_.empty());
+  EXPECT_EQ(log_.back().rfind("Quillo: couldn't save blocked.json: ", 0), 0u) << log_.back();
+  EXPECT_EQ(AppSupport::read(std::string_view("zoom.json")).value, (nlohmann::json{{"a", 1}}));
+}
+
+// Found by fuzzing the settings reader: a hand-edited number far outside
+// long long's range was converted anyway (undefined behaviour).
+TEST_F(AppSupportFiles, SettingsNumbersOutsideTheIntegerRangeAreNoIntegers) {
+  std::filesystem::create_directories(Settings::defaultFile().parent_path());
+  std::ofstream(Settings::defaultFile())
+      << R"({"a": 1e300, "b": -1e300, "c": 4.7, "d": 18446744073709551615, "e": -3, "f": "9"})";
+  Settings settings(Settings::defaultFile());
+  EXPECT_FALSE(settings.integer("a"));
+  EXPECT_FALSE(settings.integer("b"));
+  EXPECT_EQ(settings.integer("c"), 4);
+  EXPECT_FALSE(settings.integer("d"));
+  EXPECT_EQ(settings.integer("e"), -3);
+  EXPECT_FALSE(settings.integer("f"));
+  EXPECT_EQ(settings.number("a"), 1e300);
+}
+
+// A settings file that is not an object is kept aside once; the next change
+// starts a new one and never overwrites the kept copy.
+TEST_F(AppSupportFiles, AnUnreadableSettingsFileIsKeptAsideOnce) {
+  std::filesystem::create_directories(Settings::defaultFile().parent_path());
+  for (const char* text : {"[1, 2]", "{broken"}) {
+    std::ofstream(Settings::defaultFile()) << text;
+    Settings settings(Settings::defaultFile());
+    EXPECT_FALSE(settings.value("QuickPinCount"));
+    settings.set("QuickPinCount", 3);
+  }
+  EXPECT_EQ(textOf(AppSupport::configFolder() / "settings.json.unreadable"), "[1, 2]");
+  EXPECT_EQ(textOf(AppSupport::configFolder() / "settings.json.unreadable.2"), "{broken");
+  EXPECT_EQ(log_.size(), 2u);
+  EXPECT_EQ(Settings(Settings::defaultFile()).integer("QuickPinCount"), 3);
+}
+
+}  // namespace
+}  // namespace quillo

@@ -1,0 +1,134 @@
+#!/usr/bin/env bash
+# Kills the real browser (kill -9) at random moments while tabs open and
+# pages are visited, and checks after each kill that every file it keeps
+# still parses and that it lost no more than the last moments of changes.
+# Then damages session.json and sees the tabs come back from the copy of
+# the save before. Runs under tools/with-display.
+#   QUILLO_CRASH_ROUNDS (default 4), QUILLO_CRASH_SEED (default random)
+set -euo pipefail
+quillo=$1
+rounds=${QUILLO_CRASH_ROUNDS:-4}
+seed=${QUILLO_CRASH_SEED:-$(( $(date +%s) % 32768 ))}
+RANDOM=$seed
+echo "seed $seed, $rounds rounds"
+work=$(mktemp -d)
+trap 'kill -9 $(jobs -p) 2>/dev/null || true; rm -rf "$work"' EXIT
+data="$XDG_DATA_HOME/quillo"
+
+cat > "$work/server.py" <<'PY'
+import http.server, sys
+class H(http.server.BaseHTTPRequestHandler):
+    def do_GET(self):
+        body = ("<html><head><title>Page %s</title></head><body>%s</body></html>" % (self.path, self.path)).encode()
+        self.send_response(200); self.send_header("Content-Type", "text/html")
+        self.send_header("Content-Length", str(len(body))); self.end_headers(); self.wfile.write(body)
+    def log_message(self, *a): pass
+s = http.server.ThreadingHTTPServer(("127.0.0.1", 0), H)
+open(sys.argv[1], "w").write(str(s.server_address[1]))
+s.serve_forever()
+PY
+python3 "$work/server.py" "$work/port" &
+for _ in $(seq 100); do [ -s "$work/port" ] && break; sleep 0.1; done
+base="http://127.0.0.1:$(cat "$work/port")"
+
+wait_for() {  # wait_for SECONDS command...
+  local limit=$1; shift
+  for _ in $(seq $((limit * 10))); do "$@" && return 0; sleep 0.1; done
+  echo "timed out waiting for: $*" >&2; return 1
+}
+running() { gdbus introspect --session --dest org.quillo.Quillo --object-path /org/quillo/Quillo >/dev/null 2>&1; }
+gone() { ! running; }
+now() { date +%s.%N; }
+
+# Every file kept must parse; tabs opened and visits made long enough before
+# the kill must be in it. Loss bounds: the session is written 1 s after the
+# last change and at most 2 s after the first unsaved one; history 2 s and
+# 4 s. Each bound gets a second of slack for a machine under load.
+# What an earlier round found saved must still be there: restoring and
+# saving again never drops a tab or a visit.
+check() {  # check KILL_TIME
+  python3 - "$data" "$work/opened" "$1" "$XDG_CONFIG_HOME/quillo" "$work/kept" <<'PY'
+import json, os, sys
+data, opened, killed, config, kept_file = sys.argv[1], sys.argv[2], float(sys.argv[3]), sys.argv[4], sys.argv[5]
+for root in (data, config):
+    for name in os.listdir(root) if os.path.isdir(root) else []:
+        path = os.path.join(root, name)
+        if name.endswith(".json") or name.endswith(".previous"):
+            with open(path) as f:
+                text = f.read()
+            if not text.strip():
+                sys.exit("empty file: " + path)
+            try:
+                json.loads(text)
+            except ValueError as e:
+                sys.exit("torn file %s: %s" % (path, e))
+        if ".unreadable" in name:
+            sys.exit("a file was found unreadable: " + path)
+session = json.load(open(os.path.join(data, "session.json"))) if os.path.exists(os.path.join(data, "session.json")) else {"tabs": []}
+tabs = {t["url"] for t in session["tabs"]}
+history = json.load(open(os.path.join(data, "history.json"))) if os.path.exists(os.path.join(data, "history.json")) else []
+visited = {e["url"] for e in history}
+kept = json.load(open(kept_file)) if os.path.exists(kept_file) else {"tabs": [], "visits": []}
+for url in kept["tabs"]:
+    if url not in tabs:
+        sys.exit("tab %s, saved in an earlier round, was lost" % url)
+for url in kept["visits"]:
+    if url not in visited:
+        sys.exit("visit to %s, saved in an earlier round, was lost" % url)
+for line in open(opened):
+    when, url = line.split()
+    age = killed - float(when)
+    if age > 3.0 and url not in tabs:
+        sys.exit("tab %s opened %.1f s before the kill is not in session.json" % (url, age))
+    if age > 6.0 and url not in visited:
+        sys.exit("visit to %s %.1f s before the kill is not in history.json" % (url, age))
+    if url in tabs: kept["tabs"].append(url)
+    if url in visited: kept["visits"].append(url)
+json.dump(kept, open(kept_file, "w"))
+print("  %d tabs, %d history entries, all files parse" % (len(tabs), len(visited)))
+PY
+}
+
+n=0
+for round in $(seq "$rounds"); do
+  : > "$work/opened"  # this round's tabs; the last moments before a kill may be lost
+  "$quillo" 2>>"$work/log" & pid=$!
+  wait_for 60 running
+  # Open a few tabs at random intervals, then kill at a random moment.
+  for _ in $(seq $((1 + RANDOM % 3))); do
+    n=$((n + 1))
+    url="$base/r$round/t$n"
+    timeout 30 "$quillo" "$url"
+    echo "$(now) $url" >> "$work/opened"
+    sleep "0.$((RANDOM % 10))"
+  done
+  sleep "$((RANDOM % 4)).$((RANDOM % 10))"
+  killed=$(now)
+  kill -9 $pid
+  wait $pid 2>/dev/null || true
+  wait_for 30 gone
+  echo "round $round: killed $(awk -v k="$killed" '{t=$1} END {printf "%.1f", k - t}' "$work/opened") s after the last tab"
+  check "$killed"
+done
+
+echo "a normal quit, so the save before is kept too"
+"$quillo" 2>>"$work/log" & pid=$!
+wait_for 60 running
+timeout 30 "$quillo" "$base/last"
+wait_for 30 grep -q "$base/last" "$data/session.json"
+kill -TERM $pid
+wait $pid
+[ -s "$data/session.json.previous" ] || { echo "no session.json.previous"; exit 1; }
+expected=$(python3 -c 'import json,sys; print(sorted(t["url"] for t in json.load(open(sys.argv[1]))["tabs"]))' "$data/session.json.previous")
+
+echo "a damaged session.json restores from session.json.previous"
+head -c 40 "$data/session.json" > "$work/torn" && cp "$work/torn" "$data/session.json"
+"$quillo" 2>"$work/restart.log" & pid=$!
+wait_for 60 running
+wait_for 10 grep -q "restored the open tabs from session.json.previous" "$work/restart.log"
+kill -TERM $pid
+wait $pid
+cmp -s "$work/torn" "$data/session.json.unreadable" || { echo "the damaged file was not kept"; exit 1; }
+actual=$(python3 -c 'import json,sys; print(sorted(t["url"] for t in json.load(open(sys.argv[1]))["tabs"]))' "$data/session.json")
+[ "$actual" = "$expected" ] || { echo "restored $actual, expected $expected"; exit 1; }
+echo "ok"

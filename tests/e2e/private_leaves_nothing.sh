@@ -1,0 +1,131 @@
+#!/usr/bin/env bash
+# A private tab, driven by real key presses, stores a cookie, local and
+# session storage, an IndexedDB record and a cached file, and is zoomed.
+# After quit no file under the data, config or cache folders holds any
+# trace of it, and session.json, history.json and zoom.json know nothing of
+# the site. The same page in a normal tab does leave traces the search
+# finds, so the search is known to look where the engine writes.
+# Runs under tools/with-display.
+set -euo pipefail
+quillo=$1
+work=$(mktemp -d)
+trap 'kill $(jobs -p) 2>/dev/null || true; rm -rf "$work"' EXIT
+data="$XDG_DATA_HOME/quillo"
+
+cat > "$work/server.py" <<'PY'
+import http.server, sys, urllib.parse
+class H(http.server.BaseHTTPRequestHandler):
+    def do_GET(self):
+        with open(sys.argv[1], "a") as log: log.write(self.path + "\n")
+        path = urllib.parse.urlparse(self.path).path
+        mark = path.split("/")[1] if path.count("/") > 1 else ""
+        headers = []
+        if path.endswith("/page.html"):
+            kind = "text/html"
+            headers.append(("Set-Cookie", mark + "-header=" + mark + "-hc; Max-Age=86400"))
+            body = ("""<!doctype html><html><head><title>%(m)s-title</title>
+<script src="/%(m)s/asset.js"></script></head><body>%(m)s-body<script>
+document.cookie = "%(m)s-cookie=%(m)s-jc; max-age=86400";
+localStorage.setItem("k", "%(m)s-local");
+sessionStorage.setItem("k", "%(m)s-session");
+let open = indexedDB.open("%(m)s-db", 1);
+open.onupgradeneeded = () => open.result.createObjectStore("s");
+open.onsuccess = () => {
+  let tx = open.result.transaction("s", "readwrite");
+  tx.objectStore("s").put("%(m)s-idb", "k");
+  tx.oncomplete = () => {
+    let read = open.result.transaction("s").objectStore("s").get("k");
+    read.onsuccess = () => fetch("/%(m)s/done?" + new URLSearchParams({
+      cookie: document.cookie, local: localStorage.getItem("k"), idb: read.result, asset: window.assetLoaded}));
+  };
+};
+addEventListener("resize", () => fetch("/%(m)s/zoomed"));
+</script></body></html>""" % {"m": mark}).encode()
+        elif path.endswith("/asset.js"):
+            kind = "text/javascript"
+            headers.append(("Cache-Control", "max-age=3600"))
+            body = ("window.assetLoaded = '%s-asset';" % mark).encode()
+        else:
+            kind, body = "text/plain", b"ok"
+        self.send_response(200); self.send_header("Content-Type", kind)
+        for k, v in headers: self.send_header(k, v)
+        self.send_header("Content-Length", str(len(body))); self.end_headers(); self.wfile.write(body)
+    def log_message(self, *a): pass
+s = http.server.ThreadingHTTPServer(("127.0.0.1", 0), H)
+open(sys.argv[2], "w").write(str(s.server_address[1]))
+s.serve_forever()
+PY
+python3 "$work/server.py" "$work/requests.log" "$work/port" &
+for _ in $(seq 100); do [ -s "$work/port" ] && break; sleep 0.1; done
+port=$(cat "$work/port")
+touch "$work/requests.log"
+
+wait_for() {
+  local limit=$1; shift
+  for _ in $(seq $((limit * 10))); do "$@" && return 0; sleep 0.1; done
+  echo "timed out waiting for: $*" >&2; tail -5 "$work/requests.log" >&2; return 1
+}
+running() { gdbus introspect --session --dest org.quillo.Quillo --object-path /org/quillo/Quillo >/dev/null 2>&1; }
+requested() { grep -q "$1" "$work/requests.log"; }
+keys() { xdotool key --clearmodifiers "$@"; }
+traces() {  # files under the three folders that contain $1, as UTF-8 or UTF-16 (SQLite keeps both)
+  python3 - "$1" "$XDG_DATA_HOME" "$XDG_CONFIG_HOME" "$XDG_CACHE_HOME" <<'PY'
+import os, sys
+text = sys.argv[1]
+forms = [text.encode("utf-8"), text.encode("utf-16-le"), text.encode("utf-16-be")]
+for root in sys.argv[2:]:
+    for folder, _, files in os.walk(root):
+        for name in files:
+            path = os.path.join(folder, name)
+            if os.path.islink(path) or not os.path.isfile(path):
+                continue
+            try:
+                content = open(path, "rb").read()
+            except OSError:
+                continue
+            if any(form in content for form in forms):
+                print(path)
+PY
+}
+
+# One run: open the page in a new tab of the given kind (keys), zoom it,
+# quit with Ctrl+Q.
+visit() {  # visit MARK NEW_TAB_KEYS
+  local mark=$1 newtab=$2
+  "$quillo" & pid=$!
+  wait_for 60 running
+  wait_for 10 xdotool search --name . >/dev/null
+  xdotool mousemove 200 200
+  keys "$newtab"
+  sleep 0.3  # the palette opens on the next frame
+  xdotool type --delay 5 "http://127.0.0.1:$port/$mark/page.html"
+  keys Return
+  wait_for 30 requested "/$mark/done"
+  grep "/$mark/done" "$work/requests.log" | grep -q "idb=$mark-idb" || { echo "the page stored nothing"; grep "/$mark/" "$work/requests.log"; exit 1; }
+  grep "/$mark/done" "$work/requests.log" | grep -q "$mark-local" || { echo "no local storage"; exit 1; }
+  keys ctrl+plus
+  wait_for 10 requested "/$mark/zoomed"
+  keys ctrl+q
+  wait $pid
+}
+
+mark="prv$RANDOM$RANDOM"
+echo "private tab ($mark)"
+visit "$mark" ctrl+shift+n
+found=$(traces "$mark")
+[ -z "$found" ] || { echo "the private site left traces in:"; echo "$found"; exit 1; }
+found=$(traces "127.0.0.1:$port")
+[ -z "$found" ] || { echo "the private site's address was kept in:"; echo "$found"; exit 1; }
+for f in session.json history.json zoom.json; do
+  ! grep -qs "127.0.0.1" "$data/$f" || { echo "$f knows the private site"; cat "$data/$f"; exit 1; }
+done
+echo "  no trace in $(find "$XDG_DATA_HOME" "$XDG_CONFIG_HOME" "$XDG_CACHE_HOME" -type f | wc -l) files"
+
+normal="nrm$RANDOM$RANDOM"
+echo "the same in a normal tab ($normal) is found"
+visit "$normal" ctrl+t
+for what in "$normal-hc" "$normal-local" "127.0.0.1:$port/$normal/page.html"; do
+  [ -n "$(traces "$what")" ] || { echo "the search found no $what: it does not look where the engine writes"; exit 1; }
+done
+grep -q "127.0.0.1" "$data/zoom.json" || { echo "the normal tab's zoom was not kept"; exit 1; }
+echo "ok"

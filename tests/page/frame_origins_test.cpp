@@ -1,0 +1,65 @@
+// Who may be named as the asker of a page's dialog, and what frames' messages
+// carry.
+#include <gtest/gtest.h>
+
+#include "page/frame_message.h"
+#include "page/frame_origins.h"
+
+namespace quillo {
+namespace {
+
+TEST(FrameOrigins, OriginsCompareSchemeHostAndPort) {
+  EXPECT_EQ(FrameOrigins::origin("HTTPS://Example.COM/a?b"), "https://example.com");
+  EXPECT_EQ(FrameOrigins::origin("http://127.0.0.1:8080/x"), "http://127.0.0.1:8080");
+  EXPECT_NE(FrameOrigins::origin("http://a.example/"), FrameOrigins::origin("https://a.example/"));
+  EXPECT_NE(FrameOrigins::origin("http://a.example:81/"), FrameOrigins::origin("http://a.example/"));
+  EXPECT_EQ(FrameOrigins::origin("about:blank"), "");
+  EXPECT_EQ(FrameOrigins::origin("not a url"), "");
+  EXPECT_NE(FrameOrigins::origin("data:text/html,a"), FrameOrigins::origin("data:text/html,b"));
+}
+
+TEST(FrameOrigins, ADialogNamesTheHostOnlyWhileNoForeignFrameCouldHaveAsked) {
+  FrameOrigins frames;
+  const std::string top = "https://bank.example/login";
+  EXPECT_EQ(frames.dialogHeading(top), "bank.example says");
+  frames.frameLoaded(1, top, true);
+  frames.frameLoaded(2, "about:blank", false);          // a frame's first, empty document
+  frames.frameLoaded(3, "https://bank.example/help", false);
+  EXPECT_EQ(frames.dialogHeading(top), "bank.example says");
+
+  frames.frameLoaded(2, "https://ads.example/slot", false);  // the empty frame navigates away
+  EXPECT_TRUE(frames.hasForeignFrames());
+  EXPECT_EQ(frames.dialogHeading(top), "A frame on this page says");
+  frames.frameLoaded(2, "data:text/html,<p>hi", false);
+  EXPECT_EQ(frames.dialogHeading(top), "A frame on this page says") << "opaque documents are another origin";
+  frames.frameGone(2);
+  EXPECT_EQ(frames.dialogHeading(top), "bank.example says");
+
+  frames.frameLoaded(4, "https://ads.example/", false);
+  frames.frameLoaded(1, "https://bank.example/account", true);  // a new main document drops the old frames
+  EXPECT_EQ(frames.dialogHeading("https://bank.example/account"), "bank.example says");
+  frames.frameLoaded(1, "file:///home/me/page.html", true);
+  EXPECT_EQ(frames.dialogHeading("file:///home/me/page.html"), "This page says");
+}
+
+TEST(FrameMessages, TheExtensionsFieldsPassAndThePayloadIsJSONOrNull) {
+  auto message = decodeFrameMessage("quilloHover", 42, "https://a.example/f", false, R"("https://b.example/")");
+  EXPECT_EQ(message.name, "quilloHover");
+  EXPECT_EQ(message.frameID, 42u);
+  EXPECT_EQ(message.frameURL, "https://a.example/f");
+  EXPECT_FALSE(message.isMainFrame);
+  EXPECT_EQ(message.payload, "https://b.example/");
+
+  EXPECT_TRUE(decodeFrameMessage("x", 1, "", true, "{not json").payload.is_null());
+  EXPECT_TRUE(decodeFrameMessage("x", 1, "", true, "").payload.is_null());
+  std::string deep(kMaxPayloadDepth + 1, '[');
+  deep += std::string(kMaxPayloadDepth + 1, ']');
+  EXPECT_TRUE(decodeFrameMessage("x", 1, "", true, deep).payload.is_null());
+  std::string fine(kMaxPayloadDepth, '[');
+  fine += "1";
+  fine += std::string(kMaxPayloadDepth, ']');
+  EXPECT_TRUE(decodeFrameMessage("x", 1, "", true, fine).payload.is_array());
+}
+
+}  // namespace
+}  // namespace quillo
