@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <ctime>
+#include <future>
 #include <string>
 #include <vector>
 
@@ -85,10 +86,25 @@ void QuilloApplication::on_startup() {
           return G_SOURCE_CONTINUE;
         },
         this);
+  // The session is read and parsed on a worker while the engine and the
+  // window are built; the history loads on a worker of its own.
+  auto session = std::async(std::launch::async, [] { return Session::read(); });
   settings_ = std::make_unique<Settings>(Settings::defaultFile());
   engine_ = std::make_unique<WebKitEngine>();
   browser_ = std::make_unique<Browser>(*engine_, scheduler_);
   history_ = std::make_unique<History>(scheduler_);
+  // The stored block lists are looked up meanwhile too; the first page
+  // loads once they are installed.
+  filterStore_ = std::make_unique<WebKitFilterStore>();
+  // QUILLO_EASYPRIVACY_URL points updates at another copy (tests, mirrors).
+  const char* source = g_getenv("QUILLO_EASYPRIVACY_URL");
+  blockLists_ = std::make_unique<BlockLists>(*filterStore_, *settings_, scheduler_, nullptr,
+                                             source && *source ? source : EasyPrivacy::defaultSource);
+  blockLists_->installed().connect([this](const auto&) { browser_->installBlockLists(blockLists_->lists()); });
+  blockLists_->isSettled.changed().connect([this] {
+    if (blockLists_->isSettled.get()) browser_->settleBlockLists();
+  });
+  blockLists_->start();
   clipboard_ = std::make_unique<DesktopClipboard>();
   browser_->attach(*history_);
   browser_->attach(*settings_);
@@ -123,21 +139,12 @@ void QuilloApplication::on_startup() {
             Glib::PRIORITY_LOW);
       });
     });
-  // Pins first, so restored tabs find the pins they belong to.
+  // Pins first, so restored tabs find the pins they belong to. Restoring
+  // makes no web views: each page makes its own when first shown.
   browser_->loadPins();
-  browser_->restoreSession();
+  browser_->restoreSession(session.get());
+  if (browser_->isBlockListSettled.get()) browser_->showCurrent();
 
-  // The first page loads once the stored block lists are installed.
-  filterStore_ = std::make_unique<WebKitFilterStore>();
-  // QUILLO_EASYPRIVACY_URL points updates at another copy (tests, mirrors).
-  const char* source = g_getenv("QUILLO_EASYPRIVACY_URL");
-  blockLists_ = std::make_unique<BlockLists>(*filterStore_, *settings_, scheduler_, nullptr,
-                                             source && *source ? source : EasyPrivacy::defaultSource);
-  blockLists_->installed().connect([this](const auto&) { browser_->installBlockLists(blockLists_->lists()); });
-  blockLists_->isSettled.changed().connect([this] {
-    if (blockLists_->isSettled.get()) browser_->settleBlockLists();
-  });
-  blockLists_->start();
   // A week-old EasyPrivacy list is refreshed whenever the window comes back.
   window_->property_is_active().signal_changed().connect([this] {
     if (window_->is_active()) blockLists_->updateEasyPrivacyIfStale();
