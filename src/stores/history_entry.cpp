@@ -33,8 +33,13 @@ void appendJsonString(std::string& out, std::string_view raw) {
     text = owned;
   }
   out += '"';
-  for (char ch : text) {
-    auto c = static_cast<unsigned char>(ch);
+  // Runs that need no escaping are copied whole; most text is one run.
+  size_t run = 0;
+  for (size_t i = 0; i < text.size(); ++i) {
+    auto c = static_cast<unsigned char>(text[i]);
+    if (c >= 0x20 && c != '"' && c != '\\') continue;
+    out.append(text.data() + run, i - run);
+    run = i + 1;
     switch (c) {
       case '"': out += "\\\""; break;
       case '\\': out += "\\\\"; break;
@@ -44,15 +49,12 @@ void appendJsonString(std::string& out, std::string_view raw) {
       case '\b': out += "\\b"; break;
       case '\f': out += "\\f"; break;
       default:
-        if (c < 0x20) {
-          out += "\\u00";
-          out += hex[c >> 4];
-          out += hex[c & 0xf];
-        } else {
-          out += ch;
-        }
+        out += "\\u00";
+        out += hex[c >> 4];
+        out += hex[c & 0xf];
     }
   }
+  out.append(text.data() + run, text.size() - run);
   out += '"';
 }
 
