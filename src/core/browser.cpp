@@ -65,6 +65,10 @@ ViewConfiguration Browser::makeConfiguration(const std::shared_ptr<DataStore>& s
   configuration.store = store;
   configuration.filters = blockLists_;
   configuration.scripts.push_back(UserScript{std::string(scripts::resource("hover.js")), true, true, true});
+  // Form detection shares its helpers with the fill scripts run later.
+  configuration.scripts.push_back(UserScript{
+      std::string(scripts::resource("form_helpers.js")) + "\n" + std::string(scripts::resource("forms.js")), true,
+      true, true});
   return configuration;
 }
 

@@ -199,6 +199,7 @@ void Page::webViewStateChanged() {
 
 void Page::webViewCommitted() {
   hoveredLink.reset();
+  formFrames.clear();
   applySiteZoom();
   sync();
   if (auto current = webView_->url(); current && onVisit) onVisit(*current);
@@ -215,6 +216,12 @@ void Page::webViewMessage(const FrameMessage& message) {
       hoveredLink = Url::parse(message.payload.get<std::string>());
     else
       hoveredLink.reset();
+  } else if (message.name == "quilloForms" && !message.isMainFrame && message.payload.is_object()) {
+    auto flag = [&](const char* key) {
+      auto found = message.payload.find(key);
+      return found != message.payload.end() && found->is_boolean() && found->get<bool>();
+    };
+    noteFormFrame(message.frameID, message.frameURL, flag("login"), flag("code"));
   }
 }
 

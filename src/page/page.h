@@ -2,7 +2,9 @@
 #include <sigc++/connection.h>
 #include <sigc++/signal.h>
 
+#include <cstdint>
 #include <functional>
+#include <map>
 #include <memory>
 #include <optional>
 #include <string>
@@ -75,6 +77,17 @@ class Page : public WebViewEvents, public std::enable_shared_from_this<Page> {
   std::optional<Url> pendingURL;
   std::optional<std::string> pendingNavigation;
 
+  // A subframe that reported a login form or a one-time-code field.
+  struct FormFrame {
+    uint64_t frame = 0;
+    std::string host;  // lower case, as the frame's address gives it
+    bool hasLogin = false;
+    bool hasCode = false;
+  };
+  // By frame id; emptied when the page commits a new address.
+  std::map<uint64_t, FormFrame> formFrames;
+  void noteFormFrame(uint64_t frame, const std::string& frameURL, bool hasLogin, bool hasCode);
+
   // Published state.
   Published<std::optional<Url>> url;
   Published<std::string> title;
@@ -95,6 +108,20 @@ class Page : public WebViewEvents, public std::enable_shared_from_this<Page> {
   void loadFile(const Url& file);
   void find(const std::string& text, bool backwards, std::function<void(bool found)> done);
   void applyMuted();
+
+  // Fills a login into one frame (0: the main frame) that still shows
+  // `host`; answers whether a username and a password field took a value.
+  // The secrets go to that frame only and are not kept here.
+  struct FillResult {
+    bool username = false;
+    bool password = false;
+  };
+  void fill(const std::optional<std::string>& username, const std::optional<std::string>& password,
+            uint64_t frame, const std::string& host, std::function<void(FillResult)> done);
+  // With no code, whether the frame shows a one-time-code field; with one,
+  // fills it and answers whether it could.
+  void oneTimeCodeField(const std::optional<std::string>& code, uint64_t frame, const std::string& host,
+                        std::function<void(bool)> done);
 
   // Site zoom: the page follows the store's level for its site from now on.
   void attach(SiteZoom& siteZoom);

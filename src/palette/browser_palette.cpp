@@ -369,8 +369,10 @@ bool Browser::submit(const std::string& fieldText, bool beside) {
   if (active && *active >= 0 && size_t(*active) < rows.size()) {
     const auto& row = rows[size_t(*active)];
     // A permission walks its decision and a download shows its file: the
-    // list they belong to stays.
-    changesInPlace = row.kind() == PaletteItem::Kind::permission || row.kind() == PaletteItem::Kind::download;
+    // list they belong to stays. A login stays until it is filled: the fill
+    // closes the palette itself, and leaving the scope would cancel it.
+    changesInPlace = row.kind() == PaletteItem::Kind::permission || row.kind() == PaletteItem::Kind::download ||
+                     row.kind() == PaletteItem::Kind::login;
     choose(row, beside);
   } else if (!palette::trimSpaces(fieldText).empty()) {
     search(fieldText);

@@ -103,6 +103,11 @@ std::optional<std::string> PaletteList::emptyNotice(const Browser& browser, cons
       return typed ? "No sites match" : "No site has asked for anything yet · open a site to set its permissions";
     case PaletteCommand::downloads:
       return typed ? "No downloads match" : "Nothing downloaded yet";
+    // An empty list must still say why it is empty.
+    case PaletteCommand::history:
+      return typed ? "No history matches" : "Nothing in history yet";
+    case PaletteCommand::pins:
+      return typed ? "No pins match" : "No pins yet · " + keyLabel(kCtrl, "D") + " pins the page you are on";
     case PaletteCommand::login: {
       if (extras.loginNotice) return extras.loginNotice;
       auto page = browser.current();

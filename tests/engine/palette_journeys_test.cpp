@@ -42,6 +42,14 @@ class PaletteJourney : public Journey {
     return waitFor([&] { return address() == url(path) && pageHasFocus() && !listShown(); });
   }
   std::string row(const std::string& title) { return title + ", 127.0.0.1"; }
+  // Ctrl+E, the typed text, then Down onto the first row: the one titled so.
+  void highlight(const std::string& typed, const std::string& title) {
+    openPalette();
+    type(typed);
+    ASSERT_TRUE(waitFor([&] { return rowShown(row(title)); })) << fieldText();
+    key("Down");
+    ASSERT_TRUE(waitFor([&] { return highlightIs(row(title)); }));
+  }
 
   PagePtr alpha, beta, gamma;
 };
@@ -58,9 +66,7 @@ TEST_F(PaletteJourney, ReturnOpensTheHighlightedTabAndAltReturnToo) {
   EXPECT_EQ(browser->pages->size(), 3u);
   EXPECT_EQ(fieldText(), "127.0.0.1") << "the idle field shows the short address";
 
-  openPalette();
-  type("beta");
-  key("Down");
+  highlight("beta", "Beta page");
   key("alt+Return");
   EXPECT_TRUE(onPage("/beta.html")) << "beside opens like Return while nothing can be beside";
 
@@ -108,9 +114,7 @@ TEST_F(PaletteJourney, CommandsRunAndScopesKeepTheKeyboard) {
 
 TEST_F(PaletteJourney, AScopeIsTypedIntoAndLeftWithBackspaceAndEscape) {
   // Alpha holds a text field: typed letters must not land in it.
-  openPalette();
-  type("alpha");
-  key("Down");
+  highlight("alpha", "Alpha page");
   key("Return");
   ASSERT_TRUE(onPage("/alpha.html"));
   ASSERT_EQ(pageScript(alpha, "document.getElementById('field').focus(); document.activeElement.id"), "field");
@@ -149,33 +153,23 @@ TEST_F(PaletteJourney, ReturnOnHistoryAndPinRowsAndThePinKeys) {
   // Gamma leaves the tabs but stays in history.
   key("ctrl+w");
   ASSERT_TRUE(waitFor([&] { return browser->pages->size() == 2; }));
-  openPalette();
-  type("gamma");
-  ASSERT_TRUE(waitFor([&] { return rowShown(row("Gamma page")); }));
-  key("Down");
+  highlight("gamma", "Gamma page");
   key("Return");
   EXPECT_TRUE(onPage("/gamma.html")) << "the history row loads in the current tab";
   EXPECT_EQ(browser->pages->size(), 2u);
 
   key("ctrl+d");
   ASSERT_TRUE(waitFor([&] { return browser->pins->size() == 1; })) << "Ctrl+D pins the page";
-  openPalette();
-  type("alpha");
-  key("Down");
+  highlight("alpha", "Alpha page");
   key("Return");
   ASSERT_TRUE(onPage("/alpha.html"));
 
-  openPalette();
-  type("gamma");
-  ASSERT_TRUE(waitFor([&] { return rowShown(row("Gamma page")); }));
-  key("Down");
+  highlight("gamma", "Gamma page");
   key("Return");
   ASSERT_TRUE(onPage("/gamma.html")) << "the pin row opens the pin";
   ASSERT_TRUE(browser->current()->pinID);
 
-  openPalette();
-  type("alpha");
-  key("Down");
+  highlight("alpha", "Alpha page");
   key("Return");
   ASSERT_TRUE(onPage("/alpha.html"));
   key("ctrl+1");
@@ -375,9 +369,7 @@ TEST_F(PaletteJourney, PrivateTabsFindKeysCopyAndRemove) {
   ASSERT_TRUE(waitFor([&] { return fieldText() == "/" && fieldHasFocus(); }));
   key("Escape");
   ASSERT_TRUE(onPage("/gamma.html"));
-  openPalette();
-  type("beta");
-  key("Down");
+  highlight("beta", "Beta page");
   ASSERT_TRUE(waitFor([&] { return highlightIs(row("Beta page")); }));
   key("ctrl+c");
   EXPECT_TRUE(waitFor([&] { return clipboardText() == url("/beta.html"); })) << "the row's address is copied";
@@ -387,10 +379,7 @@ TEST_F(PaletteJourney, PrivateTabsFindKeysCopyAndRemove) {
   key("Escape Escape");
   key("ctrl+w");
   ASSERT_TRUE(waitFor([&] { return browser->pages->size() == 2; }));
-  openPalette();
-  type("gamma");
-  ASSERT_TRUE(waitFor([&] { return rowShown(row("Gamma page")); }));
-  key("Down");
+  highlight("gamma", "Gamma page");
   key("shift+Delete");
   EXPECT_TRUE(waitFor([&] { return history->find(*Url::parse(url("/gamma.html"))) == nullptr; }))
       << "removed from history";

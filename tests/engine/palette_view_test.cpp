@@ -80,7 +80,8 @@ class PaletteViewTest : public ::testing::Test {
   }
   // Lets the list catch up (its update and the frame after it); it must be showing.
   void settle() {
-    runFor(std::chrono::milliseconds(40));
+    view->update();
+    runUntil([&] { return view->get_visible() && view->get_mapped(); }, std::chrono::seconds(5));
     ASSERT_TRUE(view->get_visible() && view->get_mapped())
         << "held open " << browser.chrome.isHeldOpen.get() << ", renaming " << browser.isEditingInList()
         << ", scope " << bool(browser.scope.get()) << ", query \"" << browser.query.get() << "\"";

@@ -114,6 +114,17 @@ TEST_F(PaletteListTest, PermissionsAreGroupedBySiteAndAnEmptyScopeExplainsItself
   EXPECT_EQ(outline(), Strings{"notice: No downloads match"});
 
   browser->leaveScope();
+  browser->enter(PaletteCommand::history);
+  EXPECT_EQ(outline(), Strings{"notice: Nothing in history yet"});
+  type("report");
+  EXPECT_EQ(outline(), Strings{"notice: No history matches"});
+  browser->leaveScope();
+  browser->enter(PaletteCommand::pins);
+  EXPECT_EQ(outline(), Strings{"notice: No pins yet · Ctrl+D pins the page you are on"});
+  type("report");
+  EXPECT_EQ(outline(), Strings{"notice: No pins match"});
+
+  browser->leaveScope();
   browser->enter(PaletteCommand::login);
   EXPECT_EQ(outline(), Strings{"notice: Open a site first, then use /login there."});
   open("https://www.bank.example/login", "Bank");

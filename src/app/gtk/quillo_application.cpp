@@ -16,6 +16,8 @@
 #include "chrome/gtk/browser_window.h"
 #include "core/address.h"
 #include "core/log.h"
+#include "features/one_password_logins.h"
+#include "palette/gtk/palette_view.h"
 #include <csignal>
 #include "page/site_zoom.h"
 #include "page/webkit/webkit_engine.h"
@@ -116,6 +118,14 @@ void QuilloApplication::on_startup() {
   add_window(*window_);
   window_->installAccels(*this);
   window_->addressBar().completion = [this](const std::string& typed) { return browser_->completion(typed); };
+  passwordTool_ = std::make_unique<OnePassword::Tool>(scheduler_);
+  logins_ = std::make_unique<OnePasswordLogins>(*browser_, *passwordTool_);
+  browser_->attach(*logins_);
+  if (auto* list = findPaletteList(*window_)) {
+    PaletteView::Services services;
+    services.loginNotice = [this] { return logins_->notice(); };
+    list->setServices(services);
+  }
   alerts_ = std::make_unique<WindowAlerts>(*window_);
   browser_->attach(*alerts_);
   browser_->features.makeDefault = [this] {
@@ -185,6 +195,8 @@ void QuilloApplication::on_shutdown() {
     remove_window(*window_);
     window_.reset();
   }
+  logins_.reset();
+  passwordTool_.reset();
   browser_.reset();
   siteZoom_.reset();
   history_.reset();

@@ -10,6 +10,10 @@
 namespace quillo {
 
 class BlockLists;
+class OnePasswordLogins;
+namespace OnePassword {
+class Tool;
+}
 class DesktopClipboard;
 class History;
 class SiteZoom;
@@ -50,6 +54,8 @@ class QuilloApplication : public Gtk::Application {
   std::unique_ptr<WebKitFilterStore> filterStore_;
   std::unique_ptr<BlockLists> blockLists_;
   std::unique_ptr<Browser> browser_;
+  std::unique_ptr<OnePassword::Tool> passwordTool_;
+  std::unique_ptr<OnePasswordLogins> logins_;
   std::unique_ptr<BrowserWindow> window_;
 };
 

@@ -253,6 +253,7 @@ bool BrowserWindow::onKeyPressed(guint keyval, guint, Gdk::ModifierType state) {
   press.alt = (state & Gdk::ModifierType::ALT_MASK) == Gdk::ModifierType::ALT_MASK;
   press.super = (state & Gdk::ModifierType::SUPER_MASK) == Gdk::ModifierType::SUPER_MASK;
   auto& entry = addressBar_.entry();
+  addressBar_.flushSelection();
   auto* focus = get_focus();
   press.inField = focus && (focus == &entry || focus->is_ancestor(entry));
   press.fieldText = entry.get_text();

@@ -144,11 +144,7 @@ void AddressBar::honourFocusRequest() {
     entry_.select_region(0, -1);
     // Focus may land now or a little later; select again once it has.
     selectAllOnFocus_ = !entry_.has_focus();
-    selectTail_.disconnect();
-    selectTail_ = Glib::signal_idle().connect([this] {
-      entry_.select_region(0, -1);
-      return false;
-    });
+    selectLater([this] { entry_.select_region(0, -1); });
   }
   settingText_ = false;
   typedText_ = entry_.get_text();
@@ -180,11 +176,7 @@ void AddressBar::onFocusChanged(bool focused) {
     if (selectAllOnFocus_) {
       // GTK places the caret when focus lands; select after it has.
       selectAllOnFocus_ = false;
-      selectTail_.disconnect();
-      selectTail_ = Glib::signal_idle().connect([this] {
-        entry_.select_region(0, -1);
-        return false;
-      });
+      selectLater([this] { entry_.select_region(0, -1); });
     }
   }
 }
@@ -216,11 +208,27 @@ void AddressBar::complete() {
   entry_.set_text(full);
   settingText_ = false;
   // Select the completed tail on the next turn, so typing on replaces it.
-  selectTail_.disconnect();
-  selectTail_ = Glib::signal_idle().connect([this, full, typedLength] {
+  selectLater([this, full, typedLength] {
     if (std::string(entry_.get_text()) == full) entry_.select_region(typedLength, -1);
+  });
+}
+
+void AddressBar::selectLater(std::function<void()> select) {
+  // GTK places the caret after the change that led here; select once it has.
+  pendingSelection_ = std::move(select);
+  selectTail_.disconnect();
+  selectTail_ = Glib::signal_idle().connect([this] {
+    flushSelection();
     return false;
   });
+}
+
+void AddressBar::flushSelection() {
+  selectTail_.disconnect();
+  if (auto select = std::move(pendingSelection_)) {
+    pendingSelection_ = nullptr;
+    select();
+  }
 }
 
 void AddressBar::onActivate() {
@@ -249,6 +257,9 @@ void AddressBar::onPressed() {
 }
 
 bool AddressBar::onKeyPressed(guint keyval, guint, Gdk::ModifierType state) {
+  // A key typed before a pending selection was made must act on it: the
+  // next letter replaces a completed tail, not lands inside it.
+  flushSelection();
   auto mods = state & (Gdk::ModifierType::SHIFT_MASK | Gdk::ModifierType::CONTROL_MASK | Gdk::ModifierType::ALT_MASK);
   deleting_ = keyval == GDK_KEY_BackSpace || keyval == GDK_KEY_Delete;
   if (keyval == GDK_KEY_Escape) {

@@ -23,6 +23,9 @@ class AddressBar : public Gtk::Box {
 
   // Recomputes the placeholder, caption and idle text from the browser.
   void refresh();
+  // Makes a selection still waiting for the next turn of the loop now, so a
+  // key that arrives first sees it.
+  void flushSelection();
   // The caption and placeholder the field shows for the browser's state.
   std::string caption() const;
   std::string placeholder() const;
@@ -36,6 +39,7 @@ class AddressBar : public Gtk::Box {
   void honourFocusRequest();
   void refreshText();
   void complete();
+  void selectLater(std::function<void()> select);
 
   Browser& browser_;
   Gtk::Entry entry_;
@@ -49,6 +53,7 @@ class AddressBar : public Gtk::Box {
   std::optional<std::string> pendingPrefill_;
   std::vector<sigc::connection> connections_;
   sigc::connection selectTail_;
+  std::function<void()> pendingSelection_;
 };
 
 }  // namespace quillo

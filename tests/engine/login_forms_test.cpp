@@ -1,0 +1,183 @@
+// Logins filled by the real engine: the form scripts in the main frame and
+// in a cross-origin frame (through the web process extension), with the
+// tests' stand-in for the 1Password tool.
+#include <gtest/gtest.h>
+
+#include "core/browser.h"
+#include "engine/support/engine_support.h"
+#include "features/one_password_logins.h"
+#include "page/webkit/webkit_engine.h"
+#include "support/fake_op.h"
+#include "support/test_server.h"
+
+namespace quillo::test {
+namespace {
+
+using namespace std::chrono_literals;
+
+constexpr const char* kLoginForm =
+    "<form action='/signed-in'><input id=user name=username><input id=pass type=password>"
+    "<button>Sign in</button></form>";
+
+Login loginNamed(const std::string& id, const std::string& title, const std::string& host) {
+  return Login{id, title, std::nullopt, {host}};
+}
+const Login kAdmin = loginNamed("ad2k7q4wm3x8pv6nz5rj2cb4te", "Admin panel", "127.0.0.1");
+const Login kFramed = loginNamed("fr3q7x2mk5w8pv4nz6rj2cb4ya", "Framed shop", "127.0.0.2");
+const Login kCamera = loginNamed("cm5x8q2wk3p7vz4nr6jt2db4ua", "Camera", "127.0.0.1");
+
+class LoginForms : public ::testing::Test {
+ protected:
+  LoginForms() {
+    ensureGtk();
+    browser.settleBlockLists();
+    browser.attach(logins);
+  }
+  ~LoginForms() override {
+    while (!browser.pages->empty()) browser.close(browser.pages->front());
+    runFor(50ms);
+  }
+
+  PagePtr open(const std::string& address) {
+    auto page = browser.makePage(false);
+    page->load(mustParse(address));
+    browser.add(page, true);
+    EXPECT_TRUE(runUntil([&] { return page->url.get() && !page->isLoading.get(); }));
+    return page;
+  }
+
+  // A field's value as the page itself sees it, in a frame (0: the main one).
+  std::string value(const PagePtr& page, const std::string& id, uint64_t frame = 0) {
+    auto answer = evaluateAndWait(page->webView(), "document.getElementById('" + id + "').value", frame, false);
+    return answer.result && answer.result->is_string() ? answer.result->get<std::string>() : "<" + answer.error + ">";
+  }
+  std::string flash() const { return browser.flash.get().value_or(""); }
+
+  uint64_t loginFrame(const PagePtr& page) {
+    EXPECT_TRUE(runUntil([&] {
+      for (const auto& [id, frame] : page->formFrames)
+        if (frame.hasLogin) return true;
+      return false;
+    })) << "the frame reported its form";
+    for (const auto& [id, frame] : page->formFrames)
+      if (frame.hasLogin) return id;
+    return 0;
+  }
+
+  FakeOp op;
+  GLibScheduler scheduler;
+  Browser browser{sharedEngine(), scheduler};
+  OnePassword::Tool tool{scheduler};
+  OnePasswordLogins logins{browser, tool};
+  TestServer top;
+  TestServer other{"127.0.0.2"};
+};
+
+TEST_F(LoginForms, FillsTheLoginFormOfThePageAsTypingWould) {
+  top.html("/login", std::string("<!doctype html><title>Sign in</title>") + kLoginForm +
+                         "<script>window.seen = []; document.addEventListener('input', e => seen.push(e.target.id));"
+                         "document.addEventListener('change', e => seen.push('change:' + e.target.id));</script>");
+  auto page = open(top.url("/login"));
+  browser.enter(PaletteCommand::login);
+  ASSERT_TRUE(runUntil([&] { return logins.logins().size() == 3; })) << logins.notice().value_or("");
+  EXPECT_EQ(logins.logins()[0].title, "Admin panel");
+
+  logins.fill(kAdmin);
+  EXPECT_EQ(flash(), "Filling from 1Password…");
+  ASSERT_TRUE(runUntil([&] { return value(page, "pass") == "admin-secret"; })) << flash();
+  EXPECT_EQ(value(page, "user"), "admin");
+  auto seen = evaluateAndWait(page->webView(), "seen.join(' ')", 0, false);
+  EXPECT_EQ(*seen.result, "user change:user pass change:pass") << "the page heard input and change";
+  EXPECT_FALSE(browser.scope.get()) << "back to the page";
+  auto hidden = evaluateAndWait(page->webView(), "[typeof quilloSet, typeof quilloFormInputs, typeof quillo]", 0, false);
+  EXPECT_EQ(*hidden.result, (nlohmann::json{"undefined", "undefined", "undefined"})) << "the page sees none of it";
+}
+
+TEST_F(LoginForms, FillsALoginInACrossOriginFrameAndNowhereElse) {
+  other.html("/frame", std::string("<!doctype html><title>framed</title>") + kLoginForm);
+  top.html("/host", std::string("<!doctype html><title>host</title>") + kLoginForm + "<iframe src='" +
+                        other.url("/frame") + "'></iframe>");
+  auto page = open(top.url("/host"));
+  uint64_t frame = loginFrame(page);
+  ASSERT_NE(frame, 0u);
+  EXPECT_EQ(page->formFrames[frame].host, "127.0.0.2");
+  EXPECT_FALSE(page->formFrames[frame].hasCode);
+
+  browser.enter(PaletteCommand::login);
+  ASSERT_TRUE(runUntil([&] { return logins.logins().size() == 4; })) << "the frame's site adds its login";
+  logins.fill(kFramed);
+  ASSERT_TRUE(runUntil([&] { return value(page, "pass", frame) == "fr@med"; })) << flash();
+  EXPECT_EQ(value(page, "user", frame), "frame-user");
+  EXPECT_EQ(value(page, "user"), "") << "the top page is another site: it gets nothing";
+  EXPECT_EQ(value(page, "pass"), "");
+}
+
+TEST_F(LoginForms, RefusesALoginOfAnotherSite) {
+  top.html("/login", std::string("<!doctype html><title>Sign in</title>") + kLoginForm);
+  auto page = open(top.url("/login"));
+  logins.fill(loginNamed("sh8n4c2tjq6v5wpm3xzk7db2ru", "Shop", "shop.example.co.uk"));
+  EXPECT_EQ(flash(), "That login is for a different site.");
+  runFor(300ms);
+  EXPECT_EQ(value(page, "user"), "");
+  EXPECT_TRUE(op.calls().empty()) << "the tool was never asked for it";
+}
+
+TEST_F(LoginForms, SkipsASearchBoxBeforeTheForm) {
+  top.html("/login",
+           "<!doctype html><title>Sign in</title>"
+           "<form action='/find'><input id=usersearch name=q placeholder='Search users'></form>"
+           "<form action='/in'><input id=who name=who><input id=pass type=password></form>");
+  auto page = open(top.url("/login"));
+  logins.fill(kAdmin);
+  ASSERT_TRUE(runUntil([&] { return value(page, "pass") == "admin-secret"; })) << flash();
+  EXPECT_EQ(value(page, "who"), "admin");
+  EXPECT_EQ(value(page, "usersearch"), "");
+}
+
+TEST_F(LoginForms, SaysSoWhenThereIsNoLoginForm) {
+  top.html("/about", "<!doctype html><title>About</title><p>Nothing to sign in to.</p><input type=search>");
+  auto page = open(top.url("/about"));
+  logins.fill(kAdmin);
+  EXPECT_TRUE(runUntil([&] { return flash() == "No login form found on this page."; })) << flash();
+  EXPECT_TRUE(browser.flashIsError.get());
+}
+
+TEST_F(LoginForms, FindsANamedCodeFieldAndSixSingleCharacterBoxes) {
+  top.html("/named", "<!doctype html><title>Code</title><input id=code autocomplete=one-time-code name=c>"
+                     "<input type=email id=mail>");
+  top.html("/boxes", "<!doctype html><title>Code</title><input id=find type=search>" +
+                         [] {
+                           std::string boxes;
+                           for (int i = 0; i < 6; ++i) boxes += "<input maxlength=1 id=b" + std::to_string(i) + ">";
+                           return boxes;
+                         }());
+  top.html("/three", "<!doctype html><title>Code</title><input maxlength=1><input maxlength=1><input maxlength=1>");
+
+  auto ask = [&](const PagePtr& page, std::optional<std::string> code) {
+    std::optional<bool> answer;
+    page->oneTimeCodeField(code, 0, "127.0.0.1", [&](bool found) { answer = found; });
+    EXPECT_TRUE(runUntil([&] { return answer.has_value(); }));
+    return answer.value_or(false);
+  };
+  auto named = open(top.url("/named"));
+  EXPECT_TRUE(ask(named, std::nullopt));
+  EXPECT_TRUE(ask(named, "123456"));
+  EXPECT_EQ(value(named, "code"), "123456");
+  EXPECT_EQ(value(named, "mail"), "");
+
+  auto three = open(top.url("/three"));
+  EXPECT_FALSE(ask(three, std::nullopt)) << "three boxes are not a code field";
+
+  // Filling a login whose item has a code, on a page that asks for the code.
+  auto boxes = open(top.url("/boxes"));
+  EXPECT_TRUE(ask(boxes, std::nullopt));
+  logins.fill(kCamera);
+  ASSERT_TRUE(runUntil([&] { return value(boxes, "b5") == "4"; })) << flash();
+  std::string typed;
+  for (int i = 0; i < 6; ++i) typed += value(boxes, "b" + std::to_string(i));
+  EXPECT_EQ(typed, "615204");
+  EXPECT_EQ(value(boxes, "find"), "");
+}
+
+}  // namespace
+}  // namespace quillo::test

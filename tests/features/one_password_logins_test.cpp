@@ -1,0 +1,375 @@
+// The login scope and filling, on the fake engine and virtual time, with the
+// tests' stand-in for the 1Password tool. Pages are played by a small model
+// of their frames that answers the fill and code scripts.
+#include <gtest/gtest.h>
+
+#include <glib.h>
+#include <signal.h>
+
+#include <map>
+
+#include "core/browser.h"
+#include "core/log.h"
+#include "features/one_password_logins.h"
+#include "support/fake_op.h"
+#include "support/fake_web_view.h"
+#include "support/temp_home.h"
+#include "support/virtual_scheduler.h"
+
+namespace quillo::test {
+namespace {
+
+using namespace std::chrono_literals;
+using Strings = std::vector<std::string>;
+
+// What one frame of the page shows, and what the browser typed into it.
+struct FrameForm {
+  std::string host;
+  bool login = false;
+  bool code = false;
+  std::vector<nlohmann::json> filled;  // the arguments of each fill that landed
+};
+
+// The arguments a form script was called with: the array after "(...".
+nlohmann::json argumentsOf(const std::string& script) {
+  auto start = script.rfind(")(...");
+  auto end = script.rfind(");");
+  if (start == std::string::npos || end == std::string::npos || end < start) return nullptr;
+  return nlohmann::json::parse(script.substr(start + 5, end - start - 5), nullptr, false);
+}
+
+class LoginsTest : public ::testing::Test {
+ protected:
+  LoginsTest() {
+    browser.settleBlockLists();
+    browser.attach(logins);
+  }
+
+  PagePtr open(const std::string& address, bool isPrivate = false) {
+    auto page = browser.makePage(isPrivate);
+    page->load(*Url::parse(address));
+    browser.add(page, true);
+    auto* view = engine.lastView();
+    frames[0] = FrameForm{Url::parse(address)->host(), false, false, {}};
+    view->evaluator = [this](const FakeWebView::Evaluation& evaluation, FakeWebView::EvaluationDone done) {
+      done(answer(evaluation), "");
+    };
+    return page;
+  }
+
+  // A subframe reports what it holds, as the form-detection script does.
+  void frameReports(uint64_t id, const std::string& address, bool login, bool code) {
+    frames[id] = FrameForm{Url::parse(address)->host(), login, code, {}};
+    FrameMessage message{"quilloForms", id, address, false, {{"login", login}, {"code", code}}};
+    engine.lastView()->emitMessage(message);
+  }
+
+  nlohmann::json answer(const FakeWebView::Evaluation& evaluation) {
+    auto arguments = argumentsOf(evaluation.script);
+    auto found = frames.find(evaluation.frameID);
+    if (!arguments.is_array() || found == frames.end()) return nullptr;
+    FrameForm& frame = found->second;
+    const bool isFill = evaluation.script.find("loginUsername") != std::string::npos;
+    const std::string host = arguments.back().get<std::string>();
+    if (host != frame.host) return isFill ? nlohmann::json{{"refused", true}} : nlohmann::json(false);
+    if (isFill) {
+      if (!frame.login) return {{"username", false}, {"password", false}};
+      frame.filled.push_back(arguments);
+      return {{"username", true}, {"password", true}};
+    }
+    if (arguments[0].is_null()) return frame.code;
+    if (frame.code) frame.filled.push_back(arguments);
+    return frame.code;
+  }
+
+  // Runs what the tool hands back until nothing more is asked of it.
+  void answered() {
+    auto deadline = std::chrono::steady_clock::now() + 30s;
+    scheduler.runUntilIdle();
+    while (logins.isAsking() && std::chrono::steady_clock::now() < deadline) scheduler.waitForWorkers(1, 20ms);
+    EXPECT_FALSE(logins.isAsking()) << "the tool answered";
+  }
+
+  // Opens the login scope and waits for the tool's list.
+  void enterScope() {
+    browser.enter(PaletteCommand::login);
+    answered();
+  }
+
+  Strings listed() const {
+    Strings out;
+    for (const auto& row : browser.results())
+      if (row.login()) out.push_back(row.login()->title);
+    return out;
+  }
+  std::string flash() const { return browser.flash.get().value_or(""); }
+  size_t toolCalls() const { return op.calls().size(); }
+
+  TempHome home;
+  FakeOp op;
+  VirtualScheduler scheduler;
+  FakeEngine engine;
+  Browser browser{engine, scheduler};
+  OnePassword::Tool tool{scheduler};
+  OnePasswordLogins logins{browser, tool};
+  std::map<uint64_t, FrameForm> frames;
+};
+
+// ---- The list ----
+
+TEST_F(LoginsTest, TheScopeListsTheSitesLoginsInTitleOrder) {
+  open("https://www.bank.example/login");
+  browser.enter(PaletteCommand::login);
+  EXPECT_EQ(logins.notice(), "Asking 1Password…");
+  EXPECT_TRUE(listed().empty());
+  answered();
+  EXPECT_EQ(listed(), (Strings{"alpha mail", "Bank", "Work account"})) << "a bare host counts; others' logins don't";
+  EXPECT_FALSE(logins.notice());
+  EXPECT_EQ(logins.loginsHost(), "www.bank.example");
+  EXPECT_EQ(op.calls(), std::vector<Strings>{OnePassword::listArguments()});
+
+  browser.leaveScope();
+  enterScope();
+  EXPECT_EQ(toolCalls(), 1u) << "the same site keeps its list";
+  open("https://shop.example.co.uk/");
+  enterScope();
+  EXPECT_EQ(listed(), Strings{"Shop"});
+  EXPECT_EQ(toolCalls(), 2u);
+}
+
+TEST_F(LoginsTest, ASiteWithoutLoginsSaysSo) {
+  open("https://www.nothing.example/");
+  enterScope();
+  EXPECT_TRUE(listed().empty());
+  EXPECT_EQ(logins.notice(), "No logins in 1Password for nothing.example");
+  open("https://bob.github.io/");
+  enterScope();
+  EXPECT_TRUE(listed().empty()) << "alice.github.io is another site";
+  open("http://192.168.1.1/");
+  enterScope();
+  EXPECT_TRUE(listed().empty()) << "10.1.1.1 is another site";
+}
+
+TEST_F(LoginsTest, PrivateTabsAndPagesWithoutASiteNeverAskTheTool) {
+  browser.enter(PaletteCommand::login);
+  EXPECT_EQ(logins.notice(), "Open a site first, then use /login there.");
+  open("about:blank");
+  enterScope();
+  EXPECT_EQ(logins.notice(), "Open a site first, then use /login there.");
+  open("https://www.bank.example/", true);
+  enterScope();
+  EXPECT_EQ(logins.notice(), "1Password is off in private tabs.");
+  logins.fill(Login{"bk3xq7lrq4a2nfd6wgxhmxw5ya", "Bank", std::nullopt, {"bank.example"}});
+  EXPECT_EQ(flash(), "1Password is off in private tabs.");
+  scheduler.runUntilIdle();
+  EXPECT_EQ(toolCalls(), 0u);
+}
+
+TEST_F(LoginsTest, AToolFailureIsTheNoticeAndTheNextOpeningAsksAgain) {
+  open("https://www.bank.example/");
+  op.fail("[ERROR] account is not signed in\n");
+  enterScope();
+  EXPECT_EQ(logins.notice(), "[ERROR] account is not signed in");
+  op.behave();
+  browser.leaveScope();
+  enterScope();
+  EXPECT_EQ(listed().size(), 3u);
+}
+
+TEST_F(LoginsTest, LeavingTheScopeEndsTheWait) {
+  open("https://www.bank.example/");
+  op.hang();
+  browser.enter(PaletteCommand::login);
+  for (int i = 0; i < 500 && op.lastPid() == 0; ++i) g_usleep(10000);  // the tool has started
+  ASSERT_NE(op.lastPid(), 0);
+  browser.leaveScope();
+  scheduler.waitForWorkers(1);  // the worker says so once the process is reaped
+  EXPECT_NE(kill(op.lastPid(), 0), 0) << "the waiting tool was ended";
+  EXPECT_FALSE(logins.notice());
+  op.behave();
+  enterScope();
+  EXPECT_EQ(listed().size(), 3u) << "asked afresh";
+}
+
+TEST_F(LoginsTest, ALockedToolEndsInAMessageAfterThirtySeconds) {
+  open("https://www.bank.example/");
+  op.hang();
+  browser.enter(PaletteCommand::login);
+  scheduler.advance(29s);
+  EXPECT_EQ(logins.notice(), "Asking 1Password…");
+  scheduler.advance(1s);
+  answered();
+  EXPECT_EQ(logins.notice(), "1Password didn't answer within 30 seconds. Unlock it and try again.");
+}
+
+TEST_F(LoginsTest, AFrameWithALoginFormAddsItsSitesLogins) {
+  auto page = open("https://news.example/");
+  frameReports(7, "https://login.bank.example/frame", true, false);
+  frameReports(8, "https://ads.example/", false, false);
+  FrameMessage fromTop{"quilloForms", 1, "https://news.example/", true, {{"login", true}}};
+  engine.lastView()->emitMessage(fromTop);
+  EXPECT_EQ(page->formFrames.size(), 2u) << "the top frame is asked, never taken at its word";
+  enterScope();
+  EXPECT_EQ(listed(), (Strings{"alpha mail", "Bank", "Work account"}));
+  page->load(*Url::parse("https://news.example/next"));
+  EXPECT_TRUE(page->formFrames.empty()) << "a new page forgets the old one's frames";
+}
+
+// ---- Filling ----
+
+TEST_F(LoginsTest, FillingTypesIntoTheMainFrameAndReturnsToThePage) {
+  open("https://www.bank.example/login");
+  frames[0].login = true;
+  enterScope();
+  browser.selectedResult = 0;
+  browser.choose(browser.results()[0]);  // alpha mail
+  EXPECT_EQ(flash(), "Filling from 1Password…");
+  answered();
+  ASSERT_EQ(frames[0].filled.size(), 1u);
+  EXPECT_EQ(frames[0].filled[0], (nlohmann::json{"ann", "mail-pass-1", "www.bank.example"}));
+  EXPECT_EQ(op.calls().back(), OnePassword::credentialsArguments("ml2v6y4kqb7sbz3dhe5c2pjz3q"));
+  EXPECT_FALSE(browser.scope.get()) << "the palette closed";
+  EXPECT_TRUE(browser.query->empty());
+  EXPECT_FALSE(logins.isWatchingForCode()) << "the item has no code";
+}
+
+TEST_F(LoginsTest, AnotherSitesLoginIsRefused) {
+  open("https://www.bank.example/login");
+  frames[0].login = true;
+  logins.fill(Login{"sh8n4c2tjq6v5wpm3xzk7db2ru", "Shop", std::nullopt, {"shop.example.co.uk"}});
+  EXPECT_EQ(flash(), "That login is for a different site.");
+  EXPECT_TRUE(browser.flashIsError.get());
+  scheduler.runUntilIdle();
+  EXPECT_EQ(toolCalls(), 0u);
+  EXPECT_TRUE(frames[0].filled.empty());
+}
+
+TEST_F(LoginsTest, OnlyFramesOfTheLoginsSiteSeeItsSecrets) {
+  open("https://news.example/");
+  frames[0].login = true;  // the news site has a login form of its own
+  frameReports(7, "https://login.bank.example/frame", true, false);
+  frameReports(9, "https://ads.example/", true, false);
+  std::vector<std::string> logged;
+  auto previous = setLogSink([&](const std::string& line) { logged.push_back(line); });
+  logins.fill(Login{"wk5r2d7hxp3u6fyq4mn2lbc7ae", "Work account", std::nullopt, {"sso.bank.example"}});
+  answered();
+  setLogSink(previous);
+  ASSERT_EQ(frames[7].filled.size(), 1u);
+  EXPECT_EQ(frames[7].filled[0], (nlohmann::json{"ann.work", "w0rk!", "login.bank.example"}));
+  EXPECT_TRUE(frames[0].filled.empty());
+  EXPECT_TRUE(frames[9].filled.empty());
+  for (const auto& evaluation : engine.lastView()->evaluations) {
+    if (evaluation.frameID == 7) continue;
+    EXPECT_EQ(evaluation.script.find("w0rk!"), std::string::npos) << evaluation.frameID;
+  }
+  for (const auto& line : logged) {
+    EXPECT_EQ(line.find("w0rk!"), std::string::npos) << line;
+  }
+}
+
+TEST_F(LoginsTest, APageWithoutALoginFormSaysSo) {
+  open("https://www.bank.example/about");
+  enterScope();
+  browser.choose(browser.results()[2]);  // Work account: no code to look for either
+  answered();
+  EXPECT_EQ(flash(), "No login form found on this page.");
+  EXPECT_TRUE(browser.flashIsError.get());
+  EXPECT_EQ(browser.scope.get(), PaletteCommand::login) << "the list stays for another try";
+}
+
+TEST_F(LoginsTest, APageThatChangedSiteMeanwhileIsNotFilled) {
+  auto page = open("https://www.bank.example/login");
+  frames[0].login = true;
+  logins.fill(Login{"ml2v6y4kqb7sbz3dhe5c2pjz3q", "alpha mail", std::nullopt, {"mail.bank.example"}});
+  page->load(*Url::parse("https://elsewhere.example/"));
+  answered();
+  EXPECT_EQ(flash(), "The page changed before the login could be filled.");
+  EXPECT_TRUE(frames[0].filled.empty());
+}
+
+TEST_F(LoginsTest, AToolFailureWhileFillingIsAnErrorFlash) {
+  open("https://www.bank.example/login");
+  frames[0].login = true;
+  op.fail("[ERROR] 2026/11/23 10:00:00 connecting to desktop app: timed out\n");
+  logins.fill(Login{"ml2v6y4kqb7sbz3dhe5c2pjz3q", "alpha mail", std::nullopt, {"mail.bank.example"}});
+  answered();
+  EXPECT_EQ(flash(), "connecting to desktop app: timed out");
+  EXPECT_TRUE(browser.flashIsError.get());
+}
+
+// ---- One-time codes ----
+
+class CodesTest : public LoginsTest {
+ protected:
+  // Fills Bank (an item with a code) into a login page.
+  PagePtr fillBank() {
+    auto page = open("https://www.bank.example/login");
+    frames[0].login = true;
+    logins.fill(Login{"bk3xq7lrq4a2nfd6wgxhmxw5ya", "Bank", std::nullopt, {"www.bank.example"}});
+    answered();
+    EXPECT_EQ(frames[0].filled.size(), 1u);
+    EXPECT_TRUE(logins.isWatchingForCode());
+    frames[0].login = false;  // on to the code step
+    return page;
+  }
+};
+
+TEST_F(CodesTest, ACodeFieldShowingUpTwoMinutesLaterIsFilled) {
+  fillBank();
+  scheduler.advance(120s);
+  EXPECT_TRUE(logins.isWatchingForCode());
+  frames[0].code = true;
+  scheduler.advance(1s);
+  EXPECT_EQ(flash(), "Getting the code from 1Password…");
+  answered();
+  EXPECT_EQ(op.calls().back(), OnePassword::oneTimeCodeArguments("bk3xq7lrq4a2nfd6wgxhmxw5ya"));
+  ASSERT_EQ(frames[0].filled.size(), 2u);
+  EXPECT_EQ(frames[0].filled[1], (nlohmann::json{"482913", "www.bank.example"}));
+  EXPECT_FALSE(browser.flash.get()) << "no success text";
+  EXPECT_FALSE(logins.isWatchingForCode());
+}
+
+TEST_F(CodesTest, ACodeFieldAfterThreeMinutesIsLeftAlone) {
+  fillBank();
+  scheduler.advance(180s);
+  frames[0].code = true;
+  scheduler.advance(5s);
+  EXPECT_FALSE(logins.isWatchingForCode());
+  EXPECT_EQ(frames[0].filled.size(), 1u);
+  EXPECT_EQ(op.calls().size(), 1u);
+}
+
+TEST_F(CodesTest, ACodeFieldInAFrameOfTheSiteIsFilledOneOfAnotherSiteIsNot) {
+  fillBank();
+  frameReports(5, "https://ads.example/", false, true);
+  scheduler.advance(3s);
+  EXPECT_TRUE(logins.isWatchingForCode()) << "another site's code field is not the one";
+  frameReports(6, "https://verify.bank.example/", false, true);
+  scheduler.advance(1s);
+  answered();
+  ASSERT_EQ(frames[6].filled.size(), 1u);
+  EXPECT_EQ(frames[6].filled[0][0], "482913");
+  EXPECT_TRUE(frames[5].filled.empty());
+}
+
+TEST_F(CodesTest, GoingToAnotherSiteEndsTheWatchQuietly) {
+  auto page = fillBank();
+  page->load(*Url::parse("https://news.example/"));
+  frames[0] = FrameForm{"news.example", false, true, {}};
+  scheduler.advance(2s);
+  EXPECT_FALSE(logins.isWatchingForCode());
+  EXPECT_TRUE(frames[0].filled.empty());
+  EXPECT_EQ(op.calls().size(), 1u);
+}
+
+TEST_F(CodesTest, FillingOnAPageThatAlreadyAsksForTheCodeFillsTheCode) {
+  open("https://www.bank.example/verify");
+  frames[0].code = true;
+  logins.fill(Login{"bk3xq7lrq4a2nfd6wgxhmxw5ya", "Bank", std::nullopt, {"www.bank.example"}});
+  answered();  // the credentials, then the code
+  ASSERT_EQ(frames[0].filled.size(), 1u);
+  EXPECT_EQ(frames[0].filled[0][0], "482913");
+}
+
+}  // namespace
+}  // namespace quillo::test

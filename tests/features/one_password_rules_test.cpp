@@ -1,0 +1,183 @@
+// The rules of 1Password logins that need no tool and no page: sites, the
+// tool's error texts, its answers, and where it is looked for.
+#include <gtest/gtest.h>
+
+#include <set>
+
+#include "features/one_password.h"
+
+namespace quillo::OnePassword {
+namespace {
+
+using Strings = std::vector<std::string>;
+
+Strings titles(const std::vector<Login>& logins) {
+  Strings out;
+  for (const auto& login : logins) out.push_back(login.title);
+  return out;
+}
+
+Login loginFor(Strings hosts, std::string title = "x") { return Login{title, title, std::nullopt, std::move(hosts)}; }
+
+// ---- Sites ----
+
+TEST(OnePasswordSites, WwwAndSubdomainsAreTheSameSite) {
+  EXPECT_TRUE(sameSite("www.bank.example", "bank.example"));
+  EXPECT_TRUE(sameSite("BANK.example", "www.bank.EXAMPLE"));
+  EXPECT_TRUE(sameSite("login.bank.example", "bank.example"));
+  EXPECT_TRUE(sameSite("bank.example", "a.b.bank.example"));
+  EXPECT_TRUE(sameSite("mail.bank.example", "sso.bank.example")) << "one registrable domain";
+  EXPECT_FALSE(sameSite("bank.example", "notbank.example")) << "a subdomain ends at a dot";
+  EXPECT_FALSE(sameSite("bank.example", "bank.example.evil"));
+  EXPECT_FALSE(sameSite("", "bank.example"));
+}
+
+TEST(OnePasswordSites, RegistrableDomainsComeFromThePublicSuffixList) {
+  EXPECT_EQ(registrableDomain("mail.example.co.uk"), "example.co.uk");
+  EXPECT_EQ(registrableDomain("a.b.example.com"), "example.com");
+  EXPECT_EQ(registrableDomain("alice.github.io"), "alice.github.io");
+  EXPECT_EQ(registrableDomain("co.uk"), "co.uk") << "a public suffix is its own";
+  EXPECT_EQ(registrableDomain("localhost"), "localhost");
+  EXPECT_TRUE(sameSite("shop.example.co.uk", "www.example.co.uk"));
+  EXPECT_FALSE(sameSite("example.co.uk", "other.co.uk")) << "three labels under co.uk";
+  EXPECT_TRUE(sameSite("shop.example.com.au", "example.com.au"));
+  EXPECT_FALSE(sameSite("alice.github.io", "bob.github.io")) << "one user's pages are not another's";
+  EXPECT_FALSE(sameSite("alice.blogspot.com", "bob.blogspot.com"));
+}
+
+TEST(OnePasswordSites, IPAddressesAreTheSameSiteOnlyAsThemselves) {
+  EXPECT_TRUE(isIPAddress("10.1.1.1"));
+  EXPECT_TRUE(isIPAddress("[::1]"));
+  EXPECT_FALSE(isIPAddress("1.example"));
+  EXPECT_FALSE(sameSite("10.1.1.1", "192.168.1.1")) << "a shared tail is no site";
+  EXPECT_FALSE(sameSite("1.1", "10.1.1.1"));
+  EXPECT_FALSE(sameSite("127.0.0.1", "127.0.0.2"));
+  EXPECT_TRUE(sameSite("127.0.0.1", "127.0.0.1"));
+  EXPECT_TRUE(sameSite("[::1]", "::1"));
+  EXPECT_EQ(registrableDomain("10.1.1.1"), "10.1.1.1");
+}
+
+TEST(OnePasswordSites, ALoginBelongsWhenAnyOfItsHostsIsTheSameSite) {
+  auto login = loginFor({"intranet.work.example", "sso.bank.example"});
+  EXPECT_TRUE(belongs(login, "www.bank.example"));
+  EXPECT_TRUE(belongs(login, "work.example"));
+  EXPECT_FALSE(belongs(login, "shop.example"));
+  EXPECT_FALSE(belongs(loginFor({}), "bank.example"));
+}
+
+// ---- The tool's errors ----
+
+TEST(OnePasswordErrors, OnlyARealDateAndTimeAreTakenOffTheHeader) {
+  EXPECT_EQ(errorText("[ERROR] 2024/05/01 10:11:12 \"x\" isn't an item.\n"), "\"x\" isn't an item.");
+  EXPECT_EQ(errorText("[ERROR] 2024-05-01 10:11:12 connecting to desktop app: timeout"),
+            "connecting to desktop app: timeout");
+  EXPECT_EQ(errorText("[ERROR] account is not signed in"), "[ERROR] account is not signed in")
+      << "an undated message reaches the user whole";
+  EXPECT_EQ(errorText("[ERROR] 2024/05/01 not a time here"), "[ERROR] 2024/05/01 not a time here");
+  EXPECT_EQ(errorText("[ERROR] 24/5/1 10:11:12 short date"), "[ERROR] 24/5/1 10:11:12 short date");
+  EXPECT_EQ(errorText("  \n plain words \n"), "plain words");
+}
+
+TEST(OnePasswordErrors, FailuresNameWhatTheUserCanDo) {
+  EXPECT_EQ(failureFromError("[ERROR] 2024/05/01 10:11:12 No accounts configured for use with 1Password CLI.").kind,
+            Failure::Kind::notConnected);
+  EXPECT_EQ(failureFromError("[ERROR] account is not signed in"), Failure::op("[ERROR] account is not signed in"));
+  EXPECT_EQ(failureFromError(" \n").description(), "1Password couldn't be reached.");
+  EXPECT_EQ(failureFromError("[ERROR] 2024/05/01 10:11:12 \n").description(), "1Password couldn't be reached.");
+  EXPECT_EQ((Failure{Failure::Kind::notInstalled, {}}.description()),
+            "The 1Password CLI (op) isn't installed. Install the 1password-cli package from 1Password's Linux "
+            "repository.");
+  EXPECT_EQ((Failure{Failure::Kind::notConnected, {}}.description()),
+            "1Password isn't connected to its CLI. Turn on 1Password > Settings > Developer > Integrate with "
+            "1Password CLI.");
+}
+
+// ---- Its answers ----
+
+TEST(OnePasswordAnswers, ListedItemsGiveTheirHostsBareOnesIncluded) {
+  auto logins = decodeLogins(R"([
+    {"id": "a", "title": "Bank", "additional_information": "ann", "category": "LOGIN",
+     "urls": [{"primary": true, "href": "https://WWW.Bank.example/login"}, {"href": "mail.bank.example"},
+              {"href": "https://www.bank.example/other"}, {"href": ""}]},
+    {"id": "b", "title": "No addresses"},
+    {"title": "no id"},
+    "not an item",
+    {"id": "c", "title": "Odd", "additional_information": 7, "urls": [{"label": "no href"}, "text"]}
+  ])");
+  ASSERT_TRUE(logins);
+  ASSERT_EQ(logins->size(), 3u);
+  EXPECT_EQ((*logins)[0].hosts, (Strings{"www.bank.example", "mail.bank.example"}));
+  EXPECT_EQ((*logins)[0].username, "ann");
+  EXPECT_TRUE((*logins)[1].hosts.empty());
+  EXPECT_FALSE((*logins)[2].username) << "a summary that is not text is none";
+  EXPECT_FALSE(decodeLogins("{\"id\": \"a\"}"));
+  EXPECT_FALSE(decodeLogins("[ERROR] not json"));
+}
+
+TEST(OnePasswordAnswers, OnlyTheSitesLoginsAreKeptInTitleOrderIgnoringCase) {
+  std::vector<Login> all{loginFor({"mail.bank.example"}, "work"), loginFor({"shop.example"}, "Shop"),
+                         loginFor({"www.bank.example"}, "Bank"), loginFor({"bank.example"}, "alpha"),
+                         loginFor({"10.1.1.1"}, "Router")};
+  EXPECT_EQ(titles(forHosts(all, {"bank.example"})), (Strings{"alpha", "Bank", "work"}));
+  EXPECT_EQ(titles(forHosts(all, {"192.168.1.1"})), Strings{});
+  EXPECT_EQ(titles(forHosts(all, {"bank.example", "shop.example"})), (Strings{"alpha", "Bank", "Shop", "work"}))
+      << "a frame's host adds its logins";
+}
+
+TEST(OnePasswordAnswers, CredentialsAreTheFirstUsernameAndPasswordFields) {
+  std::string item = R"({"id": "a", "fields": [
+    {"id": "notesPlain", "purpose": "NOTES", "value": "notes"},
+    {"id": "username", "type": "STRING", "purpose": "USERNAME", "value": "ann"},
+    {"id": "password", "type": "CONCEALED", "purpose": "PASSWORD", "value": "s3cret"},
+    {"id": "second", "type": "CONCEALED", "purpose": "PASSWORD", "value": "other"},
+    {"id": "TOTP_1", "type": "OTP", "label": "one-time password", "totp": "123456"}]})";
+  auto credentials = decodeCredentials(item);
+  ASSERT_TRUE(credentials);
+  EXPECT_EQ(credentials->username, "ann");
+  EXPECT_EQ(credentials->password, "s3cret");
+  EXPECT_TRUE(credentials->hasOneTimeCode);
+  EXPECT_TRUE(item.empty()) << "the tool's answer is wiped once read";
+  credentials->wipe();
+  EXPECT_FALSE(credentials->username);
+  EXPECT_FALSE(credentials->password);
+
+  std::string bare = R"({"id": "b", "fields": [{"purpose": "USERNAME"}]})";
+  auto none = decodeCredentials(bare);
+  ASSERT_TRUE(none);
+  EXPECT_FALSE(none->username) << "a field without a value sets nothing";
+  EXPECT_FALSE(none->hasOneTimeCode);
+  std::string broken = "[1, 2]";
+  EXPECT_FALSE(decodeCredentials(broken));
+}
+
+TEST(OnePasswordAnswers, ACodeIsTheTrimmedOutputAndAnEmptyOneIsNoCode) {
+  EXPECT_EQ(decodeOneTimeCode(" 123456\n").output, "123456");
+  EXPECT_EQ(decodeOneTimeCode("\n").failure->description(), "That login has no one-time code saved.");
+}
+
+// ---- Finding and calling the tool ----
+
+TEST(OnePasswordTool, FoundOnThePathFirstThenInTheUsualPlaces) {
+  std::set<std::string> executables;
+  auto exists = [&](const std::string& file) { return executables.count(file) > 0; };
+  EXPECT_FALSE(findExecutable("/home/ann/bin:/usr/bin", exists)) << "nowhere: not installed";
+  executables = {"/usr/local/bin/op"};
+  EXPECT_EQ(findExecutable("/home/ann/bin", exists), "/usr/local/bin/op");
+  executables.insert("/usr/bin/op");
+  EXPECT_EQ(findExecutable("", exists), "/usr/bin/op");
+  executables.insert("/opt/1password/op");
+  EXPECT_EQ(findExecutable("/home/ann/bin::/opt/1password", exists), "/opt/1password/op");
+  executables.insert("./op");
+  executables.insert("bin/op");
+  EXPECT_EQ(findExecutable(".:bin:/opt/1password", exists), "/opt/1password/op")
+      << "relative folders of PATH are never used";
+}
+
+TEST(OnePasswordTool, CommandsAreArgumentVectors) {
+  EXPECT_EQ(listArguments(), (Strings{"item", "list", "--categories", "Login", "--format", "json"}));
+  EXPECT_EQ(credentialsArguments("a b;c"), (Strings{"item", "get", "a b;c", "--reveal", "--format", "json"}));
+  EXPECT_EQ(oneTimeCodeArguments("x"), (Strings{"item", "get", "x", "--otp"}));
+}
+
+}  // namespace
+}  // namespace quillo::OnePassword

@@ -1,0 +1,119 @@
+// The 1Password tool as a child process: the tests' stand-in answers, fails,
+// or hangs, and the runner must neither block nor lose what it said.
+#include <gtest/gtest.h>
+#include <glib.h>
+#include <signal.h>
+#include <sys/stat.h>
+
+#include <fstream>
+
+#include "features/one_password_tool.h"
+#include "support/fake_op.h"
+#include "support/virtual_scheduler.h"
+
+namespace quillo::OnePassword {
+namespace {
+
+using namespace std::chrono_literals;
+
+class ToolTest : public ::testing::Test {
+ protected:
+  // Runs one call and waits for its answer.
+  Outcome runOnce(std::vector<std::string> arguments) {
+    std::optional<Outcome> answer;
+    auto call = tool.run(std::move(arguments), [&](Outcome outcome) { answer = std::move(outcome); });
+    scheduler.runUntilIdle();
+    if (!answer) scheduler.waitForWorkers(1);
+    EXPECT_TRUE(answer) << "the tool answered";
+    return answer.value_or(Outcome::failed(Failure::op("no answer")));
+  }
+
+  // Until the stand-in is running, so there is a process to end.
+  void waitForTheToolToStart() {
+    for (int i = 0; i < 500 && op.lastPid() == 0; ++i) g_usleep(10000);
+    ASSERT_NE(op.lastPid(), 0);
+  }
+
+  test::FakeOp op;
+  test::VirtualScheduler scheduler;
+  Tool tool{scheduler};
+};
+
+TEST_F(ToolTest, AnswersWithTheStandardOutput) {
+  auto outcome = runOnce(listArguments());
+  ASSERT_TRUE(outcome.output) << outcome.failure->description();
+  EXPECT_NE(outcome.output->find("\"Backup user\""), std::string::npos);
+  EXPECT_EQ(op.calls(), std::vector<std::vector<std::string>>{listArguments()});
+}
+
+TEST_F(ToolTest, ArgumentsReachTheToolAsGivenWithNoShellBetween) {
+  const std::string id = "x y; touch pwned $(id) `id` \"q\" 'r' ]";
+  auto outcome = runOnce(credentialsArguments(id));
+  ASSERT_TRUE(outcome.failure);
+  EXPECT_EQ(op.calls().back(), credentialsArguments(id));
+  EXPECT_NE(outcome.failure->description().find("isn't an item"), std::string::npos);
+  EXPECT_EQ(outcome.failure->description().find("[ERROR]"), std::string::npos) << "the dated header is gone";
+}
+
+TEST_F(ToolTest, ANonZeroExitFailsWithTheErrorText) {
+  op.fail("[ERROR] account is not signed in\n", 1);
+  EXPECT_EQ(runOnce(listArguments()).failure, Failure::op("[ERROR] account is not signed in"));
+  op.fail("[ERROR] 2026/11/23 09:14:55 No accounts configured for use with 1Password CLI.", 1);
+  EXPECT_EQ(runOnce(listArguments()).failure->kind, Failure::Kind::notConnected);
+  op.fail("", 3);
+  EXPECT_EQ(runOnce(listArguments()).failure->description(), "1Password couldn't be reached.");
+}
+
+TEST_F(ToolTest, MissingToolSaysHowToInstallIt) {
+  Tool absent{scheduler, [] { return std::optional<std::string>(); }};
+  std::optional<Outcome> answer;
+  auto call = absent.run(listArguments(), [&](Outcome outcome) { answer = std::move(outcome); });
+  EXPECT_FALSE(answer) << "answers later, never from inside run()";
+  scheduler.runUntilIdle();
+  ASSERT_TRUE(answer);
+  EXPECT_EQ(answer->failure->kind, Failure::Kind::notInstalled);
+}
+
+TEST_F(ToolTest, LargeOutputOnBothPipesDoesNotStallTheTool) {
+  // A tool that writes more than a pipe holds to each stream before exiting.
+  std::string script = op.folder() + "/chatty";
+  std::ofstream(script) << "#!/bin/sh\nhead -c 300000 /dev/zero | tr '\\0' e >&2\n"
+                           "head -c 300000 /dev/zero | tr '\\0' o\nexit 0\n";
+  ASSERT_EQ(chmod(script.c_str(), 0755), 0);
+  Tool chatty{scheduler, [script] { return std::optional<std::string>(script); }};
+  std::optional<Outcome> answer;
+  auto call = chatty.run({}, [&](Outcome outcome) { answer = std::move(outcome); });
+  scheduler.waitForWorkers(1);
+  ASSERT_TRUE(answer && answer->output);
+  EXPECT_EQ(answer->output->size(), 300000u);
+}
+
+TEST_F(ToolTest, AToolThatHangsIsEndedAfterThirtySeconds) {
+  op.hang();
+  std::optional<Outcome> answer;
+  auto call = tool.run(listArguments(), [&](Outcome outcome) { answer = std::move(outcome); });
+  waitForTheToolToStart();
+  scheduler.advance(29s);
+  EXPECT_FALSE(answer);
+  scheduler.advance(1s);  // may already run the worker's answer
+  for (int i = 0; i < 1500 && !answer; ++i) scheduler.waitForWorkers(1, 20ms);
+  ASSERT_TRUE(answer);
+  EXPECT_EQ(answer->failure->description(), "1Password didn't answer within 30 seconds. Unlock it and try again.");
+  EXPECT_NE(kill(op.lastPid(), 0), 0) << "the tool's process is gone";
+}
+
+TEST_F(ToolTest, ACancelledCallEndsTheProcessAndNeverAnswers) {
+  op.hang();
+  bool answered = false;
+  auto call = tool.run(listArguments(), [&](Outcome) { answered = true; });
+  waitForTheToolToStart();
+  EXPECT_TRUE(call.pending());
+  call.cancel();
+  scheduler.waitForWorkers(1);  // the worker reports back once the process has been reaped
+  EXPECT_FALSE(answered);
+  EXPECT_NE(kill(op.lastPid(), 0), 0);
+  EXPECT_FALSE(call.pending());
+}
+
+}  // namespace
+}  // namespace quillo::OnePassword
