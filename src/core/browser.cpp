@@ -19,8 +19,11 @@ bool trimmedEmpty(const std::string& s) {
 }  // namespace
 
 Browser::Browser(WebEngine& engine, Scheduler& scheduler) : engine_(engine), scheduler_(scheduler) {
+  // Choosing what goes beside a page is a way of composing: it ends with it.
   isComposingNewTab.changed().connect([this] {
-    if (!isComposingNewTab.get() && isComposingPrivateTab.get()) isComposingPrivateTab = false;
+    if (isComposingNewTab.get()) return;
+    if (isComposingPrivateTab.get()) isComposingPrivateTab = false;
+    if (isChoosingSplitPartner.get()) isChoosingSplitPartner = false;
   });
   chrome.onCommandReleased = [this] {
     if (!cycleIndex.get()) return;
@@ -69,6 +72,9 @@ ViewConfiguration Browser::makeConfiguration(const std::shared_ptr<DataStore>& s
   configuration.scripts.push_back(UserScript{
       std::string(scripts::resource("form_helpers.js")) + "\n" + std::string(scripts::resource("forms.js")), true,
       true, true});
+  // Which frame asks for the camera or microphone (page/webkit/webkit_permissions).
+  configuration.scripts.push_back(UserScript{std::string(scripts::resource("media-asked.js")), true, true, false});
+  configuration.scripts.push_back(UserScript{std::string(scripts::resource("media-asked-relay.js")), true, true, true});
   return configuration;
 }
 
@@ -111,6 +117,9 @@ void Browser::wire(const PagePtr& page) {
     auto opened = makePage(opener && opener->isPrivate());
     add(opened, false);
     loadWhenSettled(opened, url);
+  };
+  page->openBeside = [this, weak](const Url& url) {
+    if (auto opener = weak.lock()) openBeside(opener, url);
   };
   page->onClose = [this, weak] {
     if (auto p = weak.lock()) close(p);
@@ -211,6 +220,12 @@ void Browser::newPrivateTab() {
 }
 
 void Browser::cancelNewTab() {
+  if (isChoosingSplitPartner.get()) {
+    isChoosingSplitPartner = false;
+    isComposingNewTab = false;
+    showCurrent();
+    return;
+  }
   if (!isComposingNewTab.get()) return;
   if (recent->empty()) {
     hideRequested.emit();
@@ -232,14 +247,6 @@ bool Browser::anyPrivatePage() const {
   auto isPrivate = [](const PagePtr& p) { return p->isPrivate(); };
   if (std::any_of(pages->begin(), pages->end(), isPrivate)) return true;
   return std::any_of(pinnedPages.begin(), pinnedPages.end(), [](auto& entry) { return entry.second->isPrivate(); });
-}
-
-void Browser::dissolveSplit(const PagePtr& page) {
-  auto split = page->split.lock();
-  if (!split) return;
-  split->left->split.reset();
-  split->right->split.reset();
-  splits.erase(std::remove(splits.begin(), splits.end(), split), splits.end());
 }
 
 void Browser::close(const PagePtr& page) {
@@ -378,6 +385,15 @@ void Browser::openIncoming(const std::vector<Url>& urls) {
 bool Browser::loadTyped(const std::string& text) {
   auto url = Address::url(text);
   if (!url) return false;
+  if (isChoosingSplitPartner.get() && current()) {
+    // The address opens in a new page beside the current one, private
+    // beside a private page.
+    auto opened = makePage(isComposingPrivateTab.get() || current()->isPrivate());
+    loadWhenSettled(opened, *url);
+    add(opened, false);
+    showBeside(opened);
+    return true;
+  }
   if (isComposingNewTab.get() || !current()) {
     auto page = makePage(isComposingNewTab.get() && isComposingPrivateTab.get());
     isComposingNewTab = false;
@@ -530,7 +546,8 @@ void Browser::restoreSession(const Session& session) {
     auto& left = restored[i];
     auto& right = restored[partner];
     if (!left->split.expired() || !right->split.expired()) continue;
-    auto split = std::make_shared<Split>(left, right, tab.splitRatio.value_or(0.5));
+    auto split = std::make_shared<Split>(left, right, Split::sanitized(tab.splitRatio.value_or(0.5)));
+    split->onResize = [this] { scheduleSessionSave(); };
     left->split = split;
     right->split = split;
     splits.push_back(split);

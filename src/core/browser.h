@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "chrome/chrome.h"
+#include "core/modifiers.h"
 #include "core/observable.h"
 #include "core/scheduler.h"
 #include "core/session.h"
@@ -98,6 +99,23 @@ class Browser {
   bool loadTyped(const std::string& text);
   // Loads an address into a page now, or once the block lists are in.
   void loadWhenSettled(const PagePtr& page, const Url& url);
+
+  // ---- Split view (splits above) ----
+  // Fires when a split was made or dissolved (the window lays out again).
+  sigc::signal<void()> splitsChanged;
+  // Opens the palette to choose what goes beside the current page.
+  void startSplit();
+  // Shows `page` beside the current page (on the right, as the current side).
+  void showBeside(const PagePtr& page);
+  void dissolve(const std::shared_ptr<Split>& split);
+  // Opens an address in a new page beside `opener`, in the opener's store.
+  void openBeside(const PagePtr& opener, const Url& url);
+  // A mouse-down on a page's view (`clicked`; none when on no page). With
+  // exactly Shift held over a link of the current page, the link opens
+  // beside it and the click is used up (true).
+  bool openLinkBeside(const Modifiers& modifiers, const Page* clicked);
+  // A mouse-down on the other side of the current split makes it current.
+  void focusSideUnderPointer(const Page* clicked);
 
   // ---- Flash messages ----
   Published<std::optional<std::string>> flash;
@@ -236,8 +254,6 @@ class Browser {
   void attach(SiteZoom& siteZoom);
   // Features that other parts of the program provide; unset ones do nothing.
   struct FeatureHooks {
-    std::function<void()> startSplit;
-    std::function<void(const PagePtr&)> showBeside;
     std::function<void(const PagePtr&)> pictureInPicture;
     std::function<void(const PagePtr&)> toggleReader;
     std::function<void()> makeDefault;

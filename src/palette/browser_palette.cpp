@@ -393,15 +393,10 @@ bool Browser::submit(const std::string& fieldText, bool beside) {
 // ---- Choosing and opening rows ----
 
 void Browser::choose(const PaletteItem& item, bool beside) {
-  // Until something can show a page beside this one, beside opens as usual.
-  if (!features.showBeside) beside = false;
   if (!isChoosingSplitPartner.get() && !beside) {
     open(item);
     return;
   }
-  auto showBeside = [this](const PagePtr& page) {
-    if (features.showBeside) features.showBeside(page);
-  };
   switch (item.kind()) {
     case PaletteItem::Kind::pin:
       showBeside(livePage(*item.pin()));
@@ -415,10 +410,7 @@ void Browser::choose(const PaletteItem& item, bool beside) {
           (isComposingNewTab.get() && isComposingPrivateTab.get()) || (last && last->isPrivate());
       auto page = makePage(isPrivate);
       add(page, false);
-      if (isBlockListSettled.get())
-        page->load(item.history()->url);
-      else
-        page->restore(item.history()->url, "", std::nullopt);
+      loadWhenSettled(page, item.history()->url);
       showBeside(page);
       return;
     }
@@ -480,7 +472,7 @@ void Browser::run(PaletteCommand command) {
       enter(command);
       return;
     case PaletteCommand::split:
-      if (features.startSplit) features.startSplit();
+      startSplit();
       return;
     case PaletteCommand::unsplit:
       if (page && page->split.lock()) {

@@ -64,6 +64,10 @@ class PermissionSource {
   // Every permission with a decision, by host then kind.
   virtual std::vector<SitePermission> all() const = 0;
   virtual std::optional<PermissionDecision> savedDecision(const SitePermission& permission) const = 0;
+  // The decision in force: the saved one, else one kept until quit.
+  virtual std::optional<PermissionDecision> decision(const SitePermission& permission) const {
+    return savedDecision(permission);
+  }
   // Remembers a decision; none returns the site to asking.
   virtual void set(std::optional<PermissionDecision> decision, const SitePermission& permission) = 0;
   // "Camera", "Microphone", "Notifications", "Open <app>".
@@ -81,6 +85,12 @@ class DownloadItem {
   virtual std::optional<Url> source() const = 0;
   // Finished, but the file has since been moved or deleted.
   virtual bool isMissing() const = 0;
+  enum class State { downloading, finished, failed };
+  virtual State state() const { return State::finished; }
+  // Progress from 0 to 1.
+  virtual double fraction() const { return 1.0; }
+  // Why it failed, for people; empty unless failed.
+  virtual std::string failure() const { return {}; }
 };
 using DownloadItemPtr = std::shared_ptr<DownloadItem>;
 
@@ -110,6 +120,8 @@ struct Alert {
   std::string message;
   std::string detail;
   std::vector<std::string> buttons;
+  // A check box under the text ("Always allow …"); none for no box.
+  std::optional<std::string> checkbox = std::nullopt;
 };
 
 class Alerts {

@@ -54,7 +54,7 @@ class PaletteJourney : public Journey {
   PagePtr alpha, beta, gamma;
 };
 
-TEST_F(PaletteJourney, ReturnOpensTheHighlightedTabAndAltReturnToo) {
+TEST_F(PaletteJourney, ReturnOpensTheHighlightedTabAndAltReturnBesideIt) {
   openPalette();
   EXPECT_TRUE(highlightIs(row("Gamma page"))) << "the current tab is lit at rest";
   type("alpha");
@@ -68,7 +68,9 @@ TEST_F(PaletteJourney, ReturnOpensTheHighlightedTabAndAltReturnToo) {
 
   highlight("beta", "Beta page");
   key("alt+Return");
-  EXPECT_TRUE(onPage("/beta.html")) << "beside opens like Return while nothing can be beside";
+  EXPECT_TRUE(onPage("/beta.html")) << "Alt+Return opens the row too, beside the page";
+  ASSERT_EQ(browser->splits.size(), 1u);
+  EXPECT_EQ(browser->splits[0]->left, alpha);
 
   // Nothing highlighted in a plain search: the words are searched for.
   openPalette();

@@ -82,6 +82,7 @@ class PaletteViewTest : public ::testing::Test {
   void settle() {
     view->update();
     runUntil([&] { return view->get_visible() && view->get_mapped(); }, std::chrono::seconds(5));
+    view->update();
     ASSERT_TRUE(view->get_visible() && view->get_mapped())
         << "held open " << browser.chrome.isHeldOpen.get() << ", renaming " << browser.isEditingInList()
         << ", scope " << bool(browser.scope.get()) << ", query \"" << browser.query.get() << "\"";

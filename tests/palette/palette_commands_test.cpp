@@ -213,32 +213,86 @@ TEST_F(Commands, ReturnOnAPermissionWalksAllowBlockAsk) {
 }
 
 TEST_F(Commands, ChoosingBesideShowsTheRowNextToTheCurrentPage) {
-  std::vector<PagePtr> beside;
-  browser->features.showBeside = [&](const PagePtr& page) { beside.push_back(page); };
   auto a = open("https://a.example/", "A");
   auto b = open("https://b.example/", "B");
   auto pin = pinned("https://pinned.example/", "Pinned");
   browser->select(b);
+  auto splitOf = [](const PagePtr& page) { return page->split.lock(); };
 
   browser->choose(PaletteItem(a), true);
-  ASSERT_EQ(beside.size(), 1u);
-  EXPECT_EQ(beside[0], a);
-  EXPECT_EQ(browser->current(), b) << "the hook decides; the tab is not switched to";
+  ASSERT_EQ(browser->splits.size(), 1u);
+  EXPECT_EQ(splitOf(a)->left, b) << "the current page stays on the left";
+  EXPECT_EQ(splitOf(a)->right, a);
+  EXPECT_EQ(browser->current(), a) << "the side just shown has the keyboard";
 
   browser->choose(PaletteItem(pin), true);
-  EXPECT_EQ(beside.back(), browser->pinnedPages.at(pin.id));
+  auto live = browser->pinnedPages.at(pin.id);
+  ASSERT_EQ(browser->splits.size(), 1u) << "a page is in one split at most";
+  EXPECT_EQ(splitOf(live)->left, a);
+  EXPECT_TRUE(b->split.expired()) << "a's old partner is an ordinary tab again";
 
-  browser->isChoosingSplitPartner = true;
+  // "/split" then a history row: a new page, loaded, beside.
+  browser->run(PaletteCommand::split);
+  EXPECT_TRUE(browser->isChoosingSplitPartner.get());
   size_t tabs = browser->pages->size();
   browser->choose(PaletteItem(entry("https://history.example/", "")));
-  ASSERT_EQ(beside.size(), 3u);
   EXPECT_EQ(browser->pages->size(), tabs + 1) << "a history row becomes a new page";
-  EXPECT_EQ(beside.back()->url.get(), url("https://history.example/"));
-  EXPECT_EQ(browser->current(), b) << "added behind the current page";
+  ASSERT_TRUE(browser->current()->split.lock());
+  EXPECT_EQ(browser->current()->url.get(), url("https://history.example/"));
+  EXPECT_EQ(splitOf(browser->current())->left, live);
+  EXPECT_FALSE(browser->isChoosingSplitPartner.get());
+  EXPECT_FALSE(browser->isComposingNewTab.get());
 
-  auto privatePage = open("https://secret.example/", "Secret", true, true);
-  browser->choose(PaletteItem(entry("https://history.example/2", "")));
-  EXPECT_TRUE(beside.back()->isPrivate()) << "beside a private page, private";
+  open("https://secret.example/", "Secret", true, true);
+  browser->choose(PaletteItem(entry("https://history.example/2", "")), true);
+  EXPECT_TRUE(browser->current()->isPrivate()) << "beside a private page, private";
+  EXPECT_EQ(browser->current()->url.get(), url("https://history.example/2"));
+}
+
+TEST_F(Commands, SplitCommandsFromThePalette) {
+  auto a = open("https://a.example/", "A");
+  auto b = open("https://b.example/", "B");
+
+  // "/split", Return: the palette chooses a partner and says so.
+  browser->query = std::string("/split");
+  EXPECT_TRUE(browser->submit("/split")) << "the palette keeps the keyboard";
+  EXPECT_TRUE(browser->isChoosingSplitPartner.get());
+  EXPECT_TRUE(browser->isComposingNewTab.get());
+  EXPECT_EQ(browser->query.get(), "");
+
+  // The current page itself is no partner: the choice stays open.
+  browser->selectedResult = 1;
+  ASSERT_EQ(*browser->restingItems()[1].tab(), b);
+  EXPECT_TRUE(browser->submit(""));
+  EXPECT_TRUE(browser->isChoosingSplitPartner.get());
+  EXPECT_TRUE(browser->splits.empty());
+
+  browser->selectedResult = 0;
+  EXPECT_FALSE(browser->submit("")) << "the split is shown and the page has the keyboard";
+  ASSERT_EQ(browser->splits.size(), 1u);
+  EXPECT_EQ(browser->splits[0]->left, b);
+  EXPECT_EQ(browser->splits[0]->right, a);
+  EXPECT_FALSE(browser->isChoosingSplitPartner.get());
+
+  // An address typed while choosing opens in a new page beside.
+  browser->run(PaletteCommand::split);
+  EXPECT_FALSE(browser->submit("c.example"));
+  EXPECT_EQ(browser->pages->size(), 3u);
+  EXPECT_EQ(browser->current()->url.get(), url("https://c.example"));
+  ASSERT_EQ(browser->splits.size(), 1u);
+  EXPECT_EQ(browser->splits[0]->left, a) << "beside the page that was current";
+  EXPECT_TRUE(b->split.expired());
+
+  // Escape while choosing ends the mode and goes back to the page.
+  browser->run(PaletteCommand::split);
+  browser->cancelNewTab();
+  EXPECT_FALSE(browser->isChoosingSplitPartner.get());
+  EXPECT_FALSE(browser->isComposingNewTab.get());
+  EXPECT_EQ(browser->splits.size(), 1u) << "the split on screen stays";
+
+  browser->run(PaletteCommand::unsplit);
+  EXPECT_TRUE(browser->splits.empty());
+  EXPECT_EQ(browser->pages->size(), 3u) << "both stay open";
 }
 
 TEST_F(Commands, CommandsThatActOnTheCurrentPage) {
@@ -253,16 +307,6 @@ TEST_F(Commands, CommandsThatActOnTheCurrentPage) {
   browser->run(PaletteCommand::reopen);
   ASSERT_TRUE(browser->current());
   EXPECT_EQ(browser->current()->url.get(), url("https://a.example/"));
-
-  auto other = open("https://b.example/", "B");
-  auto split = std::make_shared<Split>(browser->pages.get()[0], other, 0.5);
-  browser->pages.get()[0]->split = split;
-  other->split = split;
-  browser->splits.push_back(split);
-  browser->run(PaletteCommand::unsplit);
-  EXPECT_TRUE(browser->splits.empty());
-  EXPECT_TRUE(other->split.expired());
-  EXPECT_EQ(browser->pages->size(), 2u) << "both stay open";
 }
 
 TEST_F(Commands, ClearingHistoryAsksFirst) {

@@ -24,6 +24,9 @@ struct Route {
   std::chrono::milliseconds delay{0};
   // Closes the connection without answering.
   bool drop = false;
+  // Sends only this many bytes of the body, then keeps the connection open
+  // without sending more (a download that never ends). 0 sends it all.
+  size_t stallAfter = 0;
 };
 
 struct ServedRequest {

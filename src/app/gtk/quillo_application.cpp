@@ -21,6 +21,12 @@
 #include <csignal>
 #include "page/site_zoom.h"
 #include "page/webkit/webkit_engine.h"
+#include "page/webkit/webkit_permissions.h"
+#include "palette/gtk/palette_view.h"
+#include "stores/downloads.h"
+#include "stores/gtk/desktop_downloads.h"
+#include "stores/permissions.h"
+#include "stores/webkit/webkit_downloads.h"
 #include "stores/history.h"
 
 namespace quillo {
@@ -114,6 +120,14 @@ void QuilloApplication::on_startup() {
   siteZoom_ = std::make_unique<SiteZoom>();
   browser_->attach(*siteZoom_);
   browser_->quitRequested.connect([this] { quit(); });
+  permissions_ = std::make_unique<Permissions>(settings_.get());
+  usePermissions(permissions_.get());
+  browser_->attach(*permissions_);
+  downloads_ = std::make_unique<Downloads>();
+  desktopDownloads_ = std::make_unique<DesktopDownloads>(std::string(kID) + ".desktop");
+  downloads_->attach(*desktopDownloads_);
+  webkitDownloads_ = std::make_unique<WebKitDownloads>(*downloads_);
+  browser_->attach(*downloads_);
   window_ = std::make_unique<BrowserWindow>(*browser_);
   add_window(*window_);
   window_->installAccels(*this);
@@ -121,8 +135,11 @@ void QuilloApplication::on_startup() {
   passwordTool_ = std::make_unique<OnePassword::Tool>(scheduler_);
   logins_ = std::make_unique<OnePasswordLogins>(*browser_, *passwordTool_);
   browser_->attach(*logins_);
+  // What the palette list reads beyond the browser: every store in one place.
   if (auto* list = findPaletteList(*window_)) {
     PaletteView::Services services;
+    services.permissions = permissions_.get();
+    services.sessionDownloads = [this] { return downloads_->thisSession(); };
     services.loginNotice = [this] { return logins_->notice(); };
     list->setServices(services);
   }
@@ -198,6 +215,8 @@ void QuilloApplication::on_shutdown() {
   logins_.reset();
   passwordTool_.reset();
   browser_.reset();
+  usePermissions(nullptr);
+  webkitDownloads_.reset();
   siteZoom_.reset();
   history_.reset();
   blockLists_.reset();

@@ -14,6 +14,10 @@ class OnePasswordLogins;
 namespace OnePassword {
 class Tool;
 }
+class DesktopDownloads;
+class Downloads;
+class Permissions;
+class WebKitDownloads;
 class DesktopClipboard;
 class History;
 class SiteZoom;
@@ -51,6 +55,10 @@ class QuilloApplication : public Gtk::Application {
   std::unique_ptr<SiteZoom> siteZoom_;
   std::unique_ptr<DesktopClipboard> clipboard_;
   std::unique_ptr<WindowAlerts> alerts_;
+  std::unique_ptr<Permissions> permissions_;
+  std::unique_ptr<Downloads> downloads_;
+  std::unique_ptr<DesktopDownloads> desktopDownloads_;
+  std::unique_ptr<WebKitDownloads> webkitDownloads_;
   std::unique_ptr<WebKitFilterStore> filterStore_;
   std::unique_ptr<BlockLists> blockLists_;
   std::unique_ptr<Browser> browser_;

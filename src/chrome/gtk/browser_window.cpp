@@ -61,8 +61,7 @@ BrowserWindow::BrowserWindow(Browser& browser) : browser_(browser), addressBar_(
   titlebar_.add_css_class("titlebar");
   set_titlebar(titlebar_);
 
-  pageArea_.set_vexpand(true);
-  pageArea_.set_hexpand(true);
+  pageArea_.onPress = sigc::mem_fun(*this, &BrowserWindow::pagePressed);
   pageOverlay_.set_child(pageArea_);
   set_child(pageOverlay_);
   // The palette list, over the page just under the bar (palette/gtk/palette_view.h).
@@ -86,6 +85,7 @@ BrowserWindow::BrowserWindow(Browser& browser) : browser_(browser), addressBar_(
     showCurrentPage();
     refreshPinTitle();
   }));
+  connections_.push_back(browser_.splitsChanged.connect([this] { showCurrentPage(); }));
   connections_.push_back(browser_.pins.changed().connect([this] { refreshPinTitle(); }));
   connections_.push_back(browser_.hideRequested.connect([this] { minimize(); }));
   connections_.push_back(browser_.bringForwardRequested.connect([this] { present(); }));
@@ -211,22 +211,34 @@ void BrowserWindow::installAccels(Gtk::Application& app) {
     app.set_accels_for_action("win.open-pin(" + std::to_string(n) + ")", {"<Control>" + std::to_string(n)});
 }
 
+namespace {
+GtkWidget* viewWidget(const PagePtr& page) {
+  auto* view = page ? dynamic_cast<WebKitView*>(&page->webView()) : nullptr;
+  return view ? view->widget() : nullptr;
+}
+}  // namespace
+
 void BrowserWindow::showCurrentPage() {
+  // The title follows the current page, which is the focused side of a split.
   auto page = browser_.current();
   set_title(page && !page->displayTitle().empty() ? page->displayTitle() + " — Quillo" : "Quillo");
-  if (page.get() == shownPage_) return;
-  if (shownWidget_) {
-    gtk_box_remove(pageArea_.gobj(), shownWidget_);
-    shownWidget_ = nullptr;
-  }
-  shownPage_ = page.get();
-  if (!page) return;
-  if (auto* view = dynamic_cast<WebKitView*>(&page->webView())) {
-    shownWidget_ = view->widget();
-    gtk_widget_set_hexpand(shownWidget_, TRUE);
-    gtk_widget_set_vexpand(shownWidget_, TRUE);
-    gtk_box_append(pageArea_.gobj(), shownWidget_);
-  }
+  auto split = page ? page->split.lock() : nullptr;
+  PagePtr left = split ? split->left : page;
+  PagePtr right = split ? split->right : nullptr;
+  shownLeft_ = left;
+  shownRight_ = right;
+  pageArea_.show(viewWidget(left), viewWidget(right), split, split && right == page);
+}
+
+bool BrowserWindow::pagePressed(GtkWidget* view, guint button, const Modifiers& modifiers) {
+  PagePtr clicked;
+  for (auto& shown : {shownLeft_.lock(), shownRight_.lock()})
+    if (shown && viewWidget(shown) == view) clicked = shown;
+  if (!clicked) return false;
+  // The side clicked becomes current first, so a Shift+click on a link of
+  // either side opens it beside that side.
+  browser_.focusSideUnderPointer(clicked.get());
+  return button == GDK_BUTTON_PRIMARY && browser_.openLinkBeside(modifiers, clicked.get());
 }
 
 bool BrowserWindow::onKeyPressed(guint keyval, guint, Gdk::ModifierType state) {

@@ -3,6 +3,7 @@
 
 #include <memory>
 
+#include "chrome/gtk/split_view.h"
 #include "core/browser.h"
 #include "palette/gtk/address_bar.h"
 
@@ -28,12 +29,15 @@ class BrowserWindow : public Gtk::ApplicationWindow {
 
   AddressBar& addressBar() { return addressBar_; }
   Gtk::Overlay& pageOverlay() { return pageOverlay_; }
+  // The current page's view, or the two of its split.
+  SplitView& pageArea() { return pageArea_; }
 
  private:
   void addActions();
   void buildMenu();
   void refreshPinTitle();
   void showCurrentPage();
+  bool pagePressed(GtkWidget* view, guint button, const Modifiers& modifiers);
   bool onKeyPressed(guint keyval, guint keycode, Gdk::ModifierType state);
   void onKeyReleased(guint keyval, guint keycode, Gdk::ModifierType state);
 
@@ -45,9 +49,9 @@ class BrowserWindow : public Gtk::ApplicationWindow {
   Gtk::MenuButton menuButton_;
   Glib::RefPtr<Gio::Menu> pageSection_;
   Gtk::Overlay pageOverlay_;
-  Gtk::Box pageArea_{Gtk::Orientation::HORIZONTAL};
-  Page* shownPage_ = nullptr;
-  GtkWidget* shownWidget_ = nullptr;
+  SplitView pageArea_;
+  // The pages whose views are shown, left then right.
+  std::weak_ptr<Page> shownLeft_, shownRight_;
   std::vector<sigc::connection> connections_;
 };
 

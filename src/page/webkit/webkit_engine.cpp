@@ -8,6 +8,7 @@
 #include "page/user_agent.h"
 #include "page/webkit/webkit_content_filter.h"
 #include "page/webkit/webkit_view.h"
+#include "stores/webkit/webkit_downloads.h"
 
 namespace quillo {
 
@@ -18,6 +19,12 @@ constexpr const char* kScriptWorld = "quillo";
 
 void enableFavicons(WebKitNetworkSession* session) {
   webkit_website_data_manager_set_favicons_enabled(webkit_network_session_get_website_data_manager(session), TRUE);
+}
+
+// What every session gets, persistent or private.
+void prepare(WebKitNetworkSession* session) {
+  enableFavicons(session);
+  WebKitDownloads::follow(session);
 }
 
 WebKitNetworkSession* makePersistentSession() {
@@ -31,7 +38,7 @@ WebKitNetworkSession* makePersistentSession() {
   webkit_cookie_manager_set_persistent_storage(webkit_network_session_get_cookie_manager(session),
                                                (data / "cookies.sqlite").c_str(),
                                                WEBKIT_COOKIE_PERSISTENT_STORAGE_SQLITE);
-  enableFavicons(session);
+  prepare(session);
   return session;
 }
 
@@ -94,7 +101,7 @@ WebKitEngine::~WebKitEngine() {
 
 std::shared_ptr<DataStore> WebKitEngine::makePrivateStore() {
   WebKitNetworkSession* session = webkit_network_session_new_ephemeral();
-  enableFavicons(session);
+  prepare(session);
   return std::make_shared<WebKitDataStore>(session);
 }
 

@@ -5,6 +5,7 @@
 #include "core/log.h"
 #include "page/extension/protocol.h"
 #include "page/webkit/webkit_content_filter.h"
+#include "page/webkit/webkit_permissions.h"
 
 namespace quillo {
 
@@ -87,6 +88,15 @@ WebKitView::WebKitView(WebKitWebView* view, std::shared_ptr<DataStore> store,
   connect(view_, "script-dialog", G_CALLBACK(+[](WebKitWebView*, WebKitScriptDialog* dialog, gpointer self) {
             return gboolean(static_cast<WebKitView*>(self)->showScriptDialog(dialog));
           }));
+  connect(view_, "permission-request",
+          G_CALLBACK(+[](WebKitWebView* view, WebKitPermissionRequest* request, gpointer self) {
+            auto* me = static_cast<WebKitView*>(self);
+            return gboolean(answerPermissionRequest(view, request, [me] {
+              if (me->events_) me->events_->webViewNeedsAttention();
+            }));
+          }));
+  connect(view_, "query-permission-state", G_CALLBACK(+[](WebKitWebView* view, WebKitPermissionStateQuery* query,
+                                                         gpointer) { return gboolean(answerPermissionQuery(view, query)); }));
   connect(view_, "run-file-chooser", G_CALLBACK(+[](WebKitWebView*, WebKitFileChooserRequest* request, gpointer self) {
             return gboolean(static_cast<WebKitView*>(self)->showFileChooser(request));
           }));
@@ -387,6 +397,7 @@ bool WebKitView::receiveMessage(WebKitUserMessage* message) {
   frameMessage.isMainFrame = isMain;
   frameMessage.payload = nlohmann::json::parse(payload, nullptr, false);
   if (frameMessage.payload.is_discarded()) frameMessage.payload = nullptr;
+  if (frameMessage.name == "quilloMediaAsked") return noteMediaAsker(view_, frameURL), true;
   if (events_) events_->webViewMessage(frameMessage);
   return true;
 }

@@ -159,6 +159,10 @@ struct Look {
   bool hintIsWarning = false;
   IconChoice icon;
   bool removable = false;
+  std::string removeLabel = "Remove from History";
+  // A permission row's two choices, the one in force marked.
+  bool choices = false;
+  std::optional<PermissionDecision> chosen;
 };
 
 // An ordinary row: icon, title, the address in its short form, a hint on
@@ -217,7 +221,8 @@ class ItemRow final : public PaletteRow {
     setText(title_, look.title);
     setText(address_, look.address);
     setText(hint_, look.hint);
-    hint_.set_visible(!look.hint.empty());
+    hint_.set_visible(!look.hint.empty() && !look.choices);
+    showChoices(look.choices ? item->permission() : nullptr, look.chosen);
     if (look.hintIsWarning != hint_.has_css_class("warning")) {
       if (look.hintIsWarning)
         hint_.add_css_class("warning");
@@ -225,7 +230,7 @@ class ItemRow final : public PaletteRow {
         hint_.remove_css_class("warning");
     }
     showIcon(icon_, look.icon, host_.textures(), iconShown_);
-    showRemoveButton(look.removable && resultIndex_.has_value());
+    showRemoveButton(look.removable && resultIndex_.has_value(), look.removeLabel);
     updateName(body_, name_, joined(look.title, look.address));
     if (description_ != look.hint) {
       description_ = look.hint;
@@ -303,7 +308,21 @@ class ItemRow final : public PaletteRow {
         look.title = download->filename();
         look.address = Address::display(download->source());
         look.icon.fallback = paletteicons::kDownload;
-        if (download->isMissing()) look.hint = "Missing";
+        switch (download->state()) {
+          case DownloadItem::State::downloading:
+            look.hint = std::to_string(int(download->fraction() * 100)) + "%";
+            break;
+          case DownloadItem::State::finished:
+            look.address += download->isMissing() ? " · moved or deleted since" : " · click to show in folder";
+            break;
+          case DownloadItem::State::failed:
+            look.address = download->failure();
+            look.hint = "Failed";
+            look.hintIsWarning = true;
+            break;
+        }
+        look.removable = true;
+        look.removeLabel = "Remove from List";
         break;
       }
       case PaletteItem::Kind::permission: {
@@ -312,8 +331,15 @@ class ItemRow final : public PaletteRow {
         look.title = permissions ? permissions->title(permission) : permission.key();
         look.icon.fallback = paletteicons::forPermission(permission);
         if (permissions) {
-          auto decision = permissions->savedDecision(permission);
-          look.hint = !decision ? "Ask" : *decision == PermissionDecision::allow ? "Allowed" : "Blocked";
+          auto decision = permissions->decision(permission);
+          if (decision && !permissions->savedDecision(permission))
+            look.address = *decision == PermissionDecision::allow ? "Allowed until Quillo quits"
+                                                                  : "Blocked until Quillo quits";
+          // Both choices, the one in force marked.
+          look.hint = std::string(decision == PermissionDecision::allow ? "● " : "○ ") + "Allow   " +
+                      (decision == PermissionDecision::block ? "● " : "○ ") + "Block";
+          look.choices = true;
+          look.chosen = decision;
         }
         break;
       }
@@ -321,7 +347,41 @@ class ItemRow final : public PaletteRow {
     return look;
   }
 
-  void showRemoveButton(bool wanted) {
+  // "Allow" and "Block" as buttons; the one in force is marked and pressed.
+  void showChoices(const SitePermission* permission, std::optional<PermissionDecision> chosen) {
+    if (!permission) {
+      if (choices_) choices_->set_visible(false);
+      return;
+    }
+    if (!choices_) {
+      choices_ = std::make_unique<Gtk::Box>(Gtk::Orientation::HORIZONTAL, 2);
+      choices_->set_valign(Gtk::Align::CENTER);
+      for (auto decision : {PermissionDecision::allow, PermissionDecision::block}) {
+        auto* button = Gtk::make_managed<Gtk::Button>();
+        button->add_css_class("flat");
+        button->add_css_class("quillo-palette-choice");
+        button->set_focus_on_click(false);
+        button->set_can_focus(false);
+        button->signal_clicked().connect([this, decision] {
+          if (item_ && item_->permission()) host_.browser().setPermission(decision, *item_->permission());
+        });
+        choices_->append(*button);
+        choiceButtons_.push_back(button);
+      }
+      body_.insert_child_after(*choices_, hint_);
+    }
+    const char* names[] = {"Allow", "Block"};
+    for (size_t i = 0; i < choiceButtons_.size(); ++i) {
+      bool on = chosen == (i == 0 ? PermissionDecision::allow : PermissionDecision::block);
+      choiceButtons_[i]->set_label(std::string(on ? "● " : "○ ") + names[i]);
+      gtk_accessible_update_state(GTK_ACCESSIBLE(choiceButtons_[i]->gobj()), GTK_ACCESSIBLE_STATE_PRESSED,
+                                  on ? GTK_ACCESSIBLE_TRISTATE_TRUE : GTK_ACCESSIBLE_TRISTATE_FALSE, -1);
+      setAccessibleName(*choiceButtons_[i], names[i]);
+    }
+    choices_->set_visible(true);
+  }
+
+  void showRemoveButton(bool wanted, const std::string& label) {
     if (!wanted) {
       if (remove_) remove_->set_visible(false);
       return;
@@ -334,12 +394,15 @@ class ItemRow final : public PaletteRow {
       remove_->set_valign(Gtk::Align::CENTER);
       remove_->set_focus_on_click(false);
       remove_->set_can_focus(false);
-      remove_->set_tooltip_text("Remove from History");
-      setAccessibleName(*remove_, "Remove from History");
       remove_->signal_clicked().connect([this] {
         if (resultIndex_) host_.removeFromHistory(*resultIndex_);
       });
       body_.append(*remove_);
+    }
+    if (removeLabel_ != label) {
+      removeLabel_ = label;
+      remove_->set_tooltip_text(label);
+      setAccessibleName(*remove_, label);
     }
     remove_->set_visible(true);
   }
@@ -378,9 +441,10 @@ class ItemRow final : public PaletteRow {
 
   void clicked(Gtk::GestureClick& click, double x, double y) {
     if (!item_ || host_.isDragging() || (field_ && field_->is_visible())) return;
-    if (remove_ && remove_->is_visible()) {
+    for (Gtk::Widget* button : {static_cast<Gtk::Widget*>(remove_.get()), static_cast<Gtk::Widget*>(choices_.get())}) {
+      if (!button || !button->is_visible()) continue;
       auto* picked = body_.pick(x, y);
-      if (picked && (picked == remove_.get() || picked->is_ancestor(*remove_))) return;
+      if (picked && (picked == button || picked->is_ancestor(*button))) return;
     }
     PaletteItem item = *item_;  // choosing may rebuild the list
     host_.choose(item, altHeld(click));
@@ -392,12 +456,14 @@ class ItemRow final : public PaletteRow {
   Gtk::Label title_, address_, hint_;
   std::unique_ptr<InlineField> field_;
   std::unique_ptr<Gtk::Button> remove_;
+  std::unique_ptr<Gtk::Box> choices_;
+  std::vector<Gtk::Button*> choiceButtons_;
   std::optional<PaletteItem> item_;
   std::optional<int> resultIndex_;
   uint64_t iconShown_ = 0;
   bool highlighted_ = false;
   bool fieldIsAddress_ = false;
-  std::string headingName_, name_, description_;
+  std::string headingName_, name_, description_, removeLabel_;
 };
 
 // The numbered pins as tiles, with their number; a field under the tiles

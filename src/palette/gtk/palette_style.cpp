@@ -75,6 +75,15 @@ constexpr const char* kPaletteCss = R"css(
 .quillo-palette-row.highlighted .quillo-palette-remove {
   opacity: 1;
 }
+.quillo-palette-choice {
+  min-height: 22px;
+  padding: 0 6px;
+  font-size: 0.85em;
+  color: alpha(currentColor, 0.6);
+}
+.quillo-palette-choice:hover {
+  color: currentColor;
+}
 .quillo-palette-field {
   min-height: 26px;
 }

@@ -57,6 +57,10 @@ void Journey::SetUp() {
   browser = std::make_unique<Browser>(sharedEngine(), scheduler);
   browser->attach(*history);
   browser->settleBlockLists();
+  showWindow();
+}
+
+void Journey::showWindow() {
   window = std::make_unique<BrowserWindow>(*browser);
   window->addressBar().completion = [this](const std::string& typed) { return browser->completion(typed); };
   window->set_default_size(1000, 700);
@@ -66,6 +70,19 @@ void Journey::SetUp() {
   ASSERT_TRUE(waitFor([&] { return window->get_mapped() && window->get_width() > 0; }));
   // Keys go where the pointer is (no window manager): over the window.
   ASSERT_TRUE(xdotool({"mousemove", "500", "400"}));
+}
+
+void Journey::restart() {
+  list = nullptr;
+  window.reset();
+  browser.reset();
+  drain();
+  browser = std::make_unique<Browser>(sharedEngine(), scheduler);
+  browser->attach(*history);
+  browser->loadPins();
+  browser->restoreSession();
+  browser->settleBlockLists();
+  showWindow();
 }
 
 void Journey::TearDown() {
@@ -88,16 +105,74 @@ void Journey::key(const std::string& keys) {
 
 void Journey::type(const std::string& text) { ASSERT_TRUE(xdotool({"type", "--delay", "40", text})); }
 
-void Journey::click(Gtk::Widget& widget, double x, double y, int button) {
-  graphene_point_t in = GRAPHENE_POINT_INIT(float(x), float(y)), out;
-  ASSERT_TRUE(gtk_widget_compute_point(widget.gobj(), GTK_WIDGET(window->gobj()), &in, &out));
+std::string Journey::windowID() {
+  auto* surface = gtk_native_get_surface(GTK_NATIVE(window->gobj()));
+  EXPECT_TRUE(GDK_IS_X11_SURFACE(surface));
+  return GDK_IS_X11_SURFACE(surface) ? std::to_string(gdk_x11_surface_get_xid(surface)) : "0";
+}
+
+std::pair<std::string, std::string> Journey::screenPoint(Gtk::Widget& widget, double x, double y) {
+  graphene_point_t in = GRAPHENE_POINT_INIT(float(x), float(y)), out = GRAPHENE_POINT_INIT(0, 0);
+  EXPECT_TRUE(gtk_widget_compute_point(widget.gobj(), GTK_WIDGET(window->gobj()), &in, &out));
   double dx = 0, dy = 0;
   gtk_native_get_surface_transform(GTK_NATIVE(window->gobj()), &dx, &dy);
-  auto* surface = gtk_native_get_surface(GTK_NATIVE(window->gobj()));
-  ASSERT_TRUE(GDK_IS_X11_SURFACE(surface));
-  const auto xid = gdk_x11_surface_get_xid(surface);
-  ASSERT_TRUE(xdotool({"mousemove", "--window", std::to_string(xid), std::to_string(int(out.x + dx)),
-                       std::to_string(int(out.y + dy)), "click", std::to_string(button)}));
+  return {std::to_string(int(out.x + dx)), std::to_string(int(out.y + dy))};
+}
+
+void Journey::click(Gtk::Widget& widget, double x, double y, int button, const std::string& modifiers) {
+  auto [px, py] = screenPoint(widget, x, y);
+  std::vector<std::string> arguments;
+  if (!modifiers.empty()) arguments = {"keydown", modifiers};
+  for (auto word : {std::string("mousemove"), std::string("--window"), windowID(), px, py, std::string("click"),
+                    std::to_string(button)})
+    arguments.push_back(word);
+  if (!modifiers.empty()) {
+    arguments.push_back("keyup");
+    arguments.push_back(modifiers);
+  }
+  ASSERT_TRUE(xdotool(arguments));
+}
+
+void Journey::pointTo(Gtk::Widget& widget, double x, double y) {
+  auto [px, py] = screenPoint(widget, x, y);
+  ASSERT_TRUE(xdotool({"mousemove", "--window", windowID(), px, py}));
+}
+
+void Journey::drag(Gtk::Widget& widget, double x, double y, double toX, double toY) {
+  auto [fromX, fromY] = screenPoint(widget, x, y);
+  auto [midX, midY] = screenPoint(widget, (x + toX) / 2, (y + toY) / 2);
+  auto [endX, endY] = screenPoint(widget, toX, toY);
+  const auto id = windowID();
+  // In steps, as a hand moves: the press, a move on the way, the end, the
+  // release. Moves reach widgets with the next frame; each waits for it.
+  ASSERT_TRUE(xdotool({"mousemove", "--window", id, fromX, fromY, "mousedown", "1"}));
+  ASSERT_TRUE(nextFrames());
+  ASSERT_TRUE(xdotool({"mousemove", "--window", id, midX, midY}));
+  ASSERT_TRUE(nextFrames());
+  ASSERT_TRUE(xdotool({"mousemove", "--window", id, endX, endY}));
+  ASSERT_TRUE(nextFrames());
+  ASSERT_TRUE(xdotool({"mouseup", "1"}));
+  ASSERT_TRUE(nextFrames());
+}
+
+bool Journey::nextFrames(int count) {
+  // Two ticks make sure a whole frame, with its events, went by.
+  struct Ticks {
+    int seen = 0;
+  } ticks;
+  auto* widget = GTK_WIDGET(window->gobj());
+  gtk_widget_queue_draw(widget);
+  const guint id = gtk_widget_add_tick_callback(
+      widget,
+      [](GtkWidget* widget, GdkFrameClock*, gpointer data) -> gboolean {
+        ++static_cast<Ticks*>(data)->seen;
+        gtk_widget_queue_draw(widget);
+        return G_SOURCE_CONTINUE;
+      },
+      &ticks, nullptr);
+  const bool ok = runUntil([&] { return ticks.seen >= count + 1; }, 5s);
+  gtk_widget_remove_tick_callback(widget, id);
+  return ok;
 }
 
 bool Journey::waitFor(const std::function<bool()>& condition, std::chrono::milliseconds timeout) {
@@ -147,27 +222,60 @@ bool Journey::pageHasFocus() {
 bool Journey::listShown() { return list->get_visible() && list->get_mapped(); }
 
 namespace {
+int countViews(GtkWidget* root) {
+  int count = 0;
+  for (GtkWidget* child = gtk_widget_get_first_child(root); child; child = gtk_widget_get_next_sibling(child)) {
+    if (!gtk_widget_get_mapped(child)) continue;
+    if (WEBKIT_IS_WEB_VIEW(child))
+      ++count;
+    else
+      count += countViews(child);
+  }
+  return count;
+}
+}  // namespace
+
+int Journey::viewsShown() { return countViews(GTK_WIDGET(window->gobj())); }
+
+int Journey::shownWidth(const PagePtr& page) {
+  auto* view = page ? dynamic_cast<WebKitView*>(&page->webView()) : nullptr;
+  if (!view || !gtk_widget_get_mapped(view->widget())) return 0;
+  if (!gtk_widget_is_ancestor(view->widget(), GTK_WIDGET(window->gobj()))) return 0;
+  return gtk_widget_get_width(view->widget());
+}
+
+namespace {
 bool named(GtkWidget* widget, const std::string& name) {
   char* problem = gtk_test_accessible_check_property(GTK_ACCESSIBLE(widget), GTK_ACCESSIBLE_PROPERTY_LABEL, name.c_str());
   bool ok = problem == nullptr;
   g_free(problem);
   return ok;
 }
-bool findNamed(GtkWidget* root, const std::string& name) {
+GtkWidget* findNamed(GtkWidget* root, const std::string& name) {
   for (GtkWidget* child = gtk_widget_get_first_child(root); child; child = gtk_widget_get_next_sibling(child)) {
     if (!gtk_widget_get_visible(child)) continue;
     if ((gtk_test_accessible_has_role(GTK_ACCESSIBLE(child), GTK_ACCESSIBLE_ROLE_LIST_ITEM) ||
          gtk_test_accessible_has_role(GTK_ACCESSIBLE(child), GTK_ACCESSIBLE_ROLE_BUTTON)) &&
         named(child, name))
-      return true;
-    if (findNamed(child, name)) return true;
+      return child;
+    if (GtkWidget* found = findNamed(child, name)) return found;
   }
-  return false;
+  return nullptr;
 }
 }  // namespace
 
 bool Journey::rowShown(const std::string& name) {
   return listShown() && findNamed(GTK_WIDGET(list->list().gobj()), name);
+}
+
+bool Journey::rowDescribed(const std::string& name, const std::string& description) {
+  GtkWidget* row = listShown() ? findNamed(GTK_WIDGET(list->list().gobj()), name) : nullptr;
+  if (!row) return false;
+  char* problem =
+      gtk_test_accessible_check_property(GTK_ACCESSIBLE(row), GTK_ACCESSIBLE_PROPERTY_DESCRIPTION, description.c_str());
+  bool ok = problem == nullptr;
+  g_free(problem);
+  return ok;
 }
 
 bool Journey::highlightIs(const std::string& name) {

@@ -35,16 +35,27 @@ class Journey : public ::testing::Test {
   // ---- Input ----
   void key(const std::string& keys);  // "ctrl+e", "Return", "alt+Return"
   void type(const std::string& text);
-  // Presses and releases a mouse button at a point of a widget.
-  void click(Gtk::Widget& widget, double x, double y, int button = 1);
+  // Presses and releases a mouse button at a point of a widget, with the
+  // modifier keys given ("shift", "ctrl+shift") held around the click.
+  void click(Gtk::Widget& widget, double x, double y, int button = 1, const std::string& modifiers = "");
+  // Moves the pointer to a point of a widget (hovering there).
+  void pointTo(Gtk::Widget& widget, double x, double y);
+  // Presses the first button at one point of a widget, moves to another
+  // (in the same widget's coordinates) and releases there.
+  void drag(Gtk::Widget& widget, double x, double y, double toX, double toY);
 
   // ---- Waiting ----
+  // Lets the window draw this many frames (pointer moves arrive with them).
+  bool nextFrames(int count = 1);
   bool waitFor(const std::function<bool()>& condition, std::chrono::milliseconds timeout = std::chrono::seconds(10));
 
   // ---- Setting the scene (before the journey starts) ----
   // Opens a page of the server in a new tab and waits for its title.
   PagePtr openPage(const std::string& path);
   bool waitLoaded(const PagePtr& page);
+  // Quits and starts again: a new browser and window from the files the
+  // last one left (nothing is saved here: what the browser wrote counts).
+  void restart();
 
   // ---- What the user sees ----
   std::string address() const;  // the current page's address, "" without one
@@ -54,10 +65,16 @@ class Journey : public ::testing::Test {
   bool fieldHasFocus();
   bool pageHasFocus();
   bool listShown();
+  // How many web views are on screen, and how wide a page's view is drawn
+  // (0 when it is not on screen).
+  int viewsShown();
+  int shownWidth(const PagePtr& page);
   // A row of the palette list with this accessible name is on screen.
   bool rowShown(const std::string& name);
   // The lit row reads as this.
   bool highlightIs(const std::string& name);
+  // A row with this name is on screen and its hint reads as `description`.
+  bool rowDescribed(const std::string& name, const std::string& description);
   std::string url(const std::string& path) const { return server.url(path); }
   // The text of a page's script result (the page world), for reading the page.
   std::string pageScript(const PagePtr& page, const std::string& script);
@@ -70,6 +87,12 @@ class Journey : public ::testing::Test {
   std::unique_ptr<Browser> browser;
   std::unique_ptr<BrowserWindow> window;
   PaletteView* list = nullptr;
+
+ private:
+  void showWindow();
+  // The point of a widget in the window's X coordinates.
+  std::pair<std::string, std::string> screenPoint(Gtk::Widget& widget, double x, double y);
+  std::string windowID();
 };
 
 }  // namespace quillo::test

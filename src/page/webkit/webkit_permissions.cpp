@@ -1,0 +1,225 @@
+#include "page/webkit/webkit_permissions.h"
+
+#include <gtk/gtk.h>
+
+#include <memory>
+#include <string>
+
+#include "page/site_prompts.h"
+#include "stores/permissions.h"
+
+namespace quillo {
+
+namespace {
+
+Permissions*& store() {
+  static Permissions* permissions = nullptr;
+  return permissions;
+}
+
+// Whether the page holds a frame of another origin (one whose location it
+// cannot read). Run in our own world, where the page cannot tamper with it.
+constexpr const char* kHoldsForeignFrame = R"JS((() => {
+  const foreign = (w) => {
+    for (let i = 0; i < w.frames.length; i++) {
+      try {
+        if (w.frames[i].location.origin !== location.origin || foreign(w.frames[i])) return true;
+      } catch (e) {
+        return true;
+      }
+    }
+    return false;
+  };
+  return foreign(window);
+})())JS";
+
+std::string hostOf(const char* uri) {
+  if (!uri) return {};
+  GUri* parsed = g_uri_parse(uri, G_URI_FLAGS_NONE, nullptr);
+  if (!parsed) return {};
+  std::string host = g_uri_get_host(parsed) ? g_uri_get_host(parsed) : "";
+  g_uri_unref(parsed);
+  return host;
+}
+
+bool isPersistent(WebKitWebView* view) {
+  WebKitNetworkSession* session = webkit_web_view_get_network_session(view);
+  return session && !webkit_network_session_is_ephemeral(session);
+}
+
+constexpr const char* kAskingHost = "quillo-asking-host";
+
+// WebKit does not say which frame asks (its permission queries carry the
+// page's origin even for a frame's request). The frame that said it was
+// about to ask is named; without one, the page's host is named only when no
+// frame of another origin could be the one asking; otherwise the host is
+// left empty: "a frame embedded in this page" asks, and nothing is
+// remembered for anyone.
+void askingHost(WebKitWebView* view, std::function<void(std::string)> done) {
+  if (auto* said = static_cast<const char*>(g_object_get_data(G_OBJECT(view), kAskingHost))) {
+    std::string host = said;
+    g_object_set_data(G_OBJECT(view), kAskingHost, nullptr);  // one request each
+    if (!host.empty()) return done(host);
+  }
+  struct Pending {
+    std::function<void(std::string)> done;
+    std::string host;
+  };
+  auto* pending = new Pending{std::move(done), hostOf(webkit_web_view_get_uri(view))};
+  webkit_web_view_evaluate_javascript(
+      view, kHoldsForeignFrame, -1, "quillo", nullptr, nullptr,
+      [](GObject* source, GAsyncResult* result, gpointer data) {
+        std::unique_ptr<Pending> pending(static_cast<Pending*>(data));
+        GError* error = nullptr;
+        JSCValue* value = webkit_web_view_evaluate_javascript_finish(WEBKIT_WEB_VIEW(source), result, &error);
+        bool foreign = true;  // when it cannot be told, assume the worst
+        if (value) {
+          foreign = !jsc_value_is_boolean(value) || jsc_value_to_boolean(value);
+          g_object_unref(value);
+        }
+        g_clear_error(&error);
+        pending->done(foreign ? std::string() : pending->host);
+      },
+      pending);
+}
+
+// A question in the page's window: the buttons of the alert (the first is
+// the default) and its check box, if it has one.
+void askInWindow(WebKitWebView* view, const Alert& alert, std::function<void(size_t, bool)> answered) {
+  GtkRoot* root = gtk_widget_get_root(GTK_WIDGET(view));
+  GtkWindow* parent = GTK_IS_WINDOW(root) ? GTK_WINDOW(root) : nullptr;
+  GtkWidget* box = gtk_message_dialog_new(parent, GtkDialogFlags(GTK_DIALOG_MODAL | GTK_DIALOG_DESTROY_WITH_PARENT),
+                                          GTK_MESSAGE_QUESTION, GTK_BUTTONS_NONE, "%s", alert.message.c_str());
+  if (!alert.detail.empty()) gtk_message_dialog_format_secondary_text(GTK_MESSAGE_DIALOG(box), "%s", alert.detail.c_str());
+  // GNOME puts the default last.
+  for (size_t i = alert.buttons.size(); i-- > 0;) gtk_dialog_add_button(GTK_DIALOG(box), alert.buttons[i].c_str(), int(i));
+  gtk_dialog_set_default_response(GTK_DIALOG(box), 0);
+  GtkWidget* check = nullptr;
+  if (alert.checkbox) {
+    check = gtk_check_button_new_with_label(alert.checkbox->c_str());
+    gtk_widget_set_name(check, "quillo-remember");
+    gtk_box_append(GTK_BOX(gtk_message_dialog_get_message_area(GTK_MESSAGE_DIALOG(box))), check);
+  }
+  struct Pending {
+    std::function<void(size_t, bool)> answered;
+    GtkWidget* check;
+    size_t count;
+    bool done = false;
+  };
+  auto* pending = new Pending{std::move(answered), check, alert.buttons.size()};
+  // However the dialog goes, the page gets an answer: closing it is the last
+  // button (the refusing one).
+  g_object_set_data_full(G_OBJECT(box), "quillo-pending", pending, [](gpointer data) {
+    auto* pending = static_cast<Pending*>(data);
+    if (!pending->done && pending->answered) pending->answered(pending->count ? pending->count - 1 : 0, false);
+    delete pending;
+  });
+  g_signal_connect(box, "response", G_CALLBACK(+[](GtkDialog* box, int response, gpointer) {
+                     auto* pending = static_cast<Pending*>(g_object_get_data(G_OBJECT(box), "quillo-pending"));
+                     if (!pending->done) {
+                       pending->done = true;
+                       size_t button = response >= 0 && size_t(response) < pending->count
+                                           ? size_t(response)
+                                           : (pending->count ? pending->count - 1 : 0);
+                       bool checked = pending->check && gtk_check_button_get_active(GTK_CHECK_BUTTON(pending->check));
+                       if (pending->answered) pending->answered(button, checked);
+                     }
+                     gtk_window_destroy(GTK_WINDOW(box));
+                   }),
+                   nullptr);
+  gtk_window_present(GTK_WINDOW(box));
+}
+
+siteprompts::Ask askerFor(WebKitWebView* view, const std::function<void()>& attention) {
+  // The view may go before the answer; the dialog goes with the window.
+  GWeakRef* weak = g_new0(GWeakRef, 1);
+  g_weak_ref_init(weak, view);
+  std::shared_ptr<GWeakRef> ref(weak, [](GWeakRef* w) {
+    g_weak_ref_clear(w);
+    g_free(w);
+  });
+  return [ref, attention](const Alert& alert, std::function<void(size_t, bool)> answered) {
+    auto* view = static_cast<WebKitWebView*>(g_weak_ref_get(ref.get()));
+    if (!view) return answered(alert.buttons.empty() ? 0 : alert.buttons.size() - 1, false);
+    if (attention) attention();
+    askInWindow(view, alert, std::move(answered));
+    g_object_unref(view);
+  };
+}
+
+}  // namespace
+
+void usePermissions(Permissions* permissions) { store() = permissions; }
+
+void noteMediaAsker(WebKitWebView* view, const char* frameURL) {
+  g_object_set_data_full(G_OBJECT(view), kAskingHost, g_strdup(hostOf(frameURL).c_str()), g_free);
+}
+
+bool answerPermissionRequest(WebKitWebView* view, WebKitPermissionRequest* request,
+                             const std::function<void()>& attention) {
+  bool media = WEBKIT_IS_USER_MEDIA_PERMISSION_REQUEST(request);
+  bool notification = WEBKIT_IS_NOTIFICATION_PERMISSION_REQUEST(request);
+  if (!media && !notification) return false;
+  Permissions* permissions = store();
+  if (!permissions) {
+    webkit_permission_request_deny(request);
+    return true;
+  }
+  g_object_ref(request);
+  auto answer = [request](bool grant) {
+    if (grant)
+      webkit_permission_request_allow(request);
+    else
+      webkit_permission_request_deny(request);
+    g_object_unref(request);
+  };
+  if (notification) {
+    siteprompts::askToNotify(*permissions, hostOf(webkit_web_view_get_uri(view)), isPersistent(view),
+                             askerFor(view, attention),
+                             [answer](PermissionDecision decision) { answer(decision == PermissionDecision::allow); });
+    return true;
+  }
+  auto* mediaRequest = WEBKIT_USER_MEDIA_PERMISSION_REQUEST(request);
+  if (webkit_user_media_permission_is_for_display_device(mediaRequest)) {
+    // Screen sharing is not one of the site permissions.
+    answer(false);
+    return true;
+  }
+  siteprompts::MediaRequest asked;
+  asked.camera = webkit_user_media_permission_is_for_video_device(mediaRequest);
+  asked.microphone = webkit_user_media_permission_is_for_audio_device(mediaRequest);
+  asked.persistent = isPersistent(view);
+  askingHost(view, [asked, ask = askerFor(view, attention), answer](std::string host) mutable {
+    Permissions* permissions = store();
+    if (!permissions) return answer(false);
+    asked.host = std::move(host);
+    siteprompts::decideMedia(*permissions, asked, ask, answer);
+  });
+  return true;
+}
+
+bool answerPermissionQuery(WebKitWebView* view, WebKitPermissionStateQuery* query) {
+  Permissions* permissions = store();
+  if (!permissions) return false;
+  std::string name = webkit_permission_state_query_get_name(query);
+  SitePermission permission;
+  if (name == "camera")
+    permission.kind = SitePermission::Kind::camera;
+  else if (name == "microphone")
+    permission.kind = SitePermission::Kind::microphone;
+  else if (name == "notifications")
+    permission.kind = SitePermission::Kind::notifications;
+  else
+    return false;
+  if (WebKitSecurityOrigin* origin = webkit_permission_state_query_get_security_origin(query))
+    if (const char* host = webkit_security_origin_get_host(origin))
+      permission.host = host;
+  if (permission.host.empty()) permission.host = hostOf(webkit_web_view_get_uri(view));
+  auto decision = permissions->decision(permission);
+  webkit_permission_state_query_finish(query, !decision                             ? WEBKIT_PERMISSION_STATE_PROMPT
+                                              : *decision == PermissionDecision::allow ? WEBKIT_PERMISSION_STATE_GRANTED
+                                                                                       : WEBKIT_PERMISSION_STATE_DENIED);
+  return true;
+}
+
+}  // namespace quillo

@@ -1,0 +1,25 @@
+#pragma once
+#include <webkit/webkit.h>
+
+#include <functional>
+
+namespace quillo {
+
+class Permissions;
+
+// Camera, microphone and notification requests of web views, answered from
+// the site permissions or by asking in the window. Without a store set,
+// requests are denied and queries left to WebKit.
+void usePermissions(Permissions* permissions);
+
+// "permission-request": true when handled (always, for the kinds we know).
+// attention is called before the user is asked.
+bool answerPermissionRequest(WebKitWebView* view, WebKitPermissionRequest* request,
+                             const std::function<void()>& attention);
+// A frame (by its address) said it is about to ask for the camera or
+// microphone; the next media request of the view is taken to be its own.
+void noteMediaAsker(WebKitWebView* view, const char* frameURL);
+// "query-permission-state": what navigator.permissions reports to the page.
+bool answerPermissionQuery(WebKitWebView* view, WebKitPermissionStateQuery* query);
+
+}  // namespace quillo

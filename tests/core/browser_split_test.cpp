@@ -1,0 +1,306 @@
+// Split view: making, dissolving, the divider, links opened beside, the side
+// that has the keyboard, and splits brought back from the session.
+#include <gtest/gtest.h>
+
+#include <cmath>
+
+#include "core/browser.h"
+#include "support/fake_web_view.h"
+#include "support/temp_home.h"
+#include "support/virtual_scheduler.h"
+
+namespace quillo {
+namespace {
+
+using namespace std::chrono_literals;
+using test::FakeWebView;
+
+class BrowserSplit : public ::testing::Test {
+ protected:
+  BrowserSplit() : browser(engine, scheduler) { browser.settleBlockLists(); }
+
+  PagePtr open(const std::string& address, bool isPrivate = false) {
+    auto page = browser.makePage(isPrivate);
+    page->load(*Url::parse(address));
+    browser.add(page, true);
+    return page;
+  }
+  FakeWebView& view(const PagePtr& page) { return static_cast<FakeWebView&>(page->webView()); }
+  void hover(const PagePtr& page, const std::string& link) { view(page).emitMessage("quilloHover", link); }
+  static Modifiers held(bool shift, bool ctrl = false, bool alt = false, bool super = false) {
+    return Modifiers{shift, ctrl, alt, super};
+  }
+  std::shared_ptr<Split> splitOf(const PagePtr& page) { return page->split.lock(); }
+
+  test::TempHome home;
+  test::VirtualScheduler scheduler;
+  test::FakeEngine engine;
+  Browser browser;
+};
+
+TEST(SplitDivider, DraggingKeepsTheRatioBetweenAFifthAndFourFifths) {
+  EXPECT_DOUBLE_EQ(Split::ratioForDrag(0, 1000), 0.2) << "the far left stops at 0.2";
+  EXPECT_DOUBLE_EQ(Split::ratioForDrag(-40, 1000), 0.2);
+  EXPECT_DOUBLE_EQ(Split::ratioForDrag(200, 1000), 0.2);
+  EXPECT_DOUBLE_EQ(Split::ratioForDrag(201, 1000), 0.201);
+  EXPECT_DOUBLE_EQ(Split::ratioForDrag(800, 1000), 0.8);
+  EXPECT_DOUBLE_EQ(Split::ratioForDrag(1000, 1000), 0.8) << "the far right stops at 0.8";
+  EXPECT_DOUBLE_EQ(Split::ratioForDrag(1300, 1000), 0.8);
+  EXPECT_DOUBLE_EQ(Split::ratioForDrag(100, 0), 0.5) << "no width yet: nothing to go by";
+
+  // The left pane gets its share of what the 7 px divider leaves.
+  EXPECT_EQ(Split::leftWidth(1007, 0.5), 500);
+  EXPECT_EQ(Split::leftWidth(1007, 0.2), 200);
+  EXPECT_EQ(Split::leftWidth(5, 0.5), 0);
+
+  EXPECT_DOUBLE_EQ(Split::sanitized(0.35), 0.35);
+  EXPECT_DOUBLE_EQ(Split::sanitized(7), 0.8);
+  EXPECT_DOUBLE_EQ(Split::sanitized(-1), 0.2);
+  EXPECT_DOUBLE_EQ(Split::sanitized(std::nan("")), 0.5);
+}
+
+TEST_F(BrowserSplit, ShowingBesideMakesTheNewSideCurrentAndDraggingIsSavedOnce) {
+  auto a = open("https://a.example/");
+  auto b = open("https://b.example/", false);
+  int changes = 0;
+  browser.splitsChanged.connect([&] { ++changes; });
+  browser.select(a);
+  browser.showBeside(b);
+  ASSERT_EQ(browser.splits.size(), 1u);
+  auto split = browser.splits[0];
+  EXPECT_EQ(split->left, a);
+  EXPECT_EQ(split->right, b);
+  EXPECT_DOUBLE_EQ(split->ratio.get(), 0.5);
+  EXPECT_EQ(browser.current(), b);
+  EXPECT_EQ(changes, 1);
+
+  scheduler.advance(2s);
+  std::filesystem::remove(home.data("session.json"));
+  // A drag moves the divider many times; the session is written once, a
+  // second after the last move, with the ratio it ended at.
+  for (double x : {480.0, 300.0, 100.0, 10.0}) {
+    split->drag(x, 1000);
+    scheduler.advance(100ms);
+  }
+  EXPECT_FALSE(std::filesystem::exists(home.data("session.json")));
+  scheduler.advance(900ms);
+  auto saved = Session::read();
+  ASSERT_EQ(saved.tabs.size(), 2u);
+  EXPECT_EQ(saved.tabs[0].splitRatio, std::optional<double>(0.2));
+  EXPECT_EQ(saved.tabs[1].splitRatio, std::optional<double>(0.2));
+  EXPECT_EQ(saved.tabs[0].splitIsLeft, std::optional<bool>(true));
+  EXPECT_EQ(saved.tabs[1].splitPartner, std::optional<size_t>(0));
+
+  // The current page beside itself is no split.
+  browser.showBeside(b);
+  EXPECT_EQ(browser.splits.size(), 1u);
+  EXPECT_EQ(browser.splits[0], split);
+}
+
+TEST_F(BrowserSplit, APageAlreadyInASplitLeavesItFirst) {
+  auto a = open("https://a.example/");
+  auto b = open("https://b.example/");
+  auto c = open("https://c.example/");
+  browser.select(a);
+  browser.showBeside(b);  // a | b
+  browser.select(c);
+  browser.showBeside(b);  // c | b
+  ASSERT_EQ(browser.splits.size(), 1u);
+  EXPECT_EQ(browser.splits[0]->left, c);
+  EXPECT_EQ(browser.splits[0]->right, b);
+  EXPECT_TRUE(a->split.expired()) << "b's former partner is an ordinary tab";
+  EXPECT_EQ(browser.pages->size(), 3u);
+  EXPECT_EQ(browser.recentUnits().size(), 2u);
+}
+
+TEST_F(BrowserSplit, ClosingEitherSideLeavesTheOtherAnOrdinaryTab) {
+  auto a = open("https://a.example/");
+  auto b = open("https://b.example/");
+  auto c = open("https://c.example/");
+  browser.select(a);
+  browser.showBeside(b);  // recent: b a c
+  int changes = 0;
+  browser.splitsChanged.connect([&] { ++changes; });
+  browser.close(b);
+  EXPECT_EQ(browser.current(), a) << "the left side was shown more recently than c";
+  EXPECT_TRUE(a->split.expired());
+  EXPECT_TRUE(browser.splits.empty());
+  EXPECT_EQ(changes, 1);
+
+  browser.showBeside(c);  // a | c, c current
+  browser.close(a);       // the background side
+  EXPECT_EQ(browser.current(), c);
+  EXPECT_TRUE(c->split.expired());
+  EXPECT_EQ(browser.pages->size(), 1u);
+}
+
+TEST_F(BrowserSplit, CyclingStopsOnceAtASplit) {
+  auto a = open("https://a.example/");
+  auto b = open("https://b.example/");
+  auto c = open("https://c.example/");
+  browser.select(a);
+  browser.showBeside(b);  // recent: b a c
+  ASSERT_EQ(browser.recentUnits(), (std::vector<PagePtr>{b, c}));
+  browser.cycle(false);
+  EXPECT_EQ(browser.current(), c);
+  browser.cycle(false);
+  EXPECT_EQ(browser.current(), b) << "back to the split, at the side last shown";
+  browser.cycle(true);
+  EXPECT_EQ(browser.current(), c);
+}
+
+TEST_F(BrowserSplit, ShiftClickOnALinkOpensItBesideInTheSameStore) {
+  auto plain = open("https://a.example/");
+  auto secret = open("https://secret.example/", true);
+  hover(secret, "https://secret.example/next");
+
+  EXPECT_FALSE(browser.openLinkBeside(held(false), secret.get())) << "a plain click follows the link";
+  EXPECT_FALSE(browser.openLinkBeside(held(true, true), secret.get())) << "Ctrl+Shift is not Shift";
+  EXPECT_FALSE(browser.openLinkBeside(held(true, false, true), secret.get())) << "nor is Alt+Shift";
+  EXPECT_FALSE(browser.openLinkBeside(held(true, false, false, true), secret.get())) << "nor Super+Shift";
+  EXPECT_FALSE(browser.openLinkBeside(held(true), plain.get())) << "only in the current page's view";
+  EXPECT_FALSE(browser.openLinkBeside(held(true), nullptr));
+  EXPECT_TRUE(browser.splits.empty());
+  EXPECT_EQ(browser.pages->size(), 2u);
+
+  ASSERT_TRUE(browser.openLinkBeside(held(true), secret.get()));
+  auto opened = browser.current();
+  ASSERT_NE(opened, secret);
+  EXPECT_EQ(opened->url.get(), Url::parse("https://secret.example/next"));
+  EXPECT_TRUE(opened->isPrivate()) << "private pages stay private";
+  EXPECT_EQ(opened->webView().store(), secret->webView().store()) << "in the same private store";
+  ASSERT_TRUE(splitOf(opened));
+  EXPECT_EQ(splitOf(opened)->left, secret);
+
+  // Off the link, the click is the page's.
+  hover(opened, "");
+  EXPECT_FALSE(browser.openLinkBeside(held(true), opened.get()));
+}
+
+TEST_F(BrowserSplit, CtrlAltClickFromTheNavigationPolicyOpensBesideTheClickedSide) {
+  auto a = open("https://a.example/");
+  auto b = open("https://b.example/");
+  browser.select(a);
+  browser.showBeside(b);  // a | b, b current
+  ASSERT_TRUE(a->openBeside) << "every page can open a link beside itself";
+  a->openBeside(*Url::parse("https://a.example/more"));
+  auto opened = browser.current();
+  EXPECT_EQ(opened->url.get(), Url::parse("https://a.example/more"));
+  ASSERT_TRUE(splitOf(opened));
+  EXPECT_EQ(splitOf(opened)->left, a) << "beside the page the link was in";
+  EXPECT_TRUE(b->split.expired());
+  EXPECT_FALSE(opened->isPrivate());
+}
+
+TEST_F(BrowserSplit, AClickOnTheOtherSideGivesItTheKeyboardZoomAndFind) {
+  auto a = open("https://a.example/");
+  auto b = open("https://b.example/");
+  auto c = open("https://c.example/", false);
+  browser.select(a);
+  browser.showBeside(b);  // a | b, b current
+  browser.zoomIn();
+  EXPECT_GT(view(b).zoom(), 1.0) << "zoom acts on the current side";
+  EXPECT_DOUBLE_EQ(view(a).zoom(), 1.0);
+
+  browser.startFinding();
+  browser.find("b");
+  EXPECT_TRUE(view(b).findActive);
+  browser.focusSideUnderPointer(b.get());
+  EXPECT_EQ(browser.current(), b) << "a click on the current side changes nothing";
+  browser.focusSideUnderPointer(c.get());
+  EXPECT_EQ(browser.current(), b) << "nor does one on a page that is not beside it";
+
+  const int focused = view(a).focusCount;
+  browser.focusSideUnderPointer(a.get());
+  EXPECT_EQ(browser.current(), a);
+  EXPECT_FALSE(browser.isFinding.get()) << "finding stays with the side it was started on";
+  EXPECT_FALSE(view(b).findActive);
+  scheduler.advance(0ms);
+  EXPECT_GT(view(a).focusCount, focused);
+  browser.actualSize();
+  browser.zoomOut();
+  EXPECT_LT(view(a).zoom(), 1.0);
+  EXPECT_GT(view(b).zoom(), 1.0);
+}
+
+TEST_F(BrowserSplit, ShowingEitherSideLoadsBoth) {
+  Session session;
+  for (auto* address : {"https://a.example/", "https://b.example/", "https://c.example/"}) {
+    Session::Tab tab;
+    tab.url = *Url::parse(address);
+    session.tabs.push_back(tab);
+  }
+  session.tabs[1].splitPartner = 2;
+  session.tabs[1].splitIsLeft = true;
+  session.tabs[2].splitPartner = 1;
+  session.tabs[2].splitIsLeft = false;
+  session.recent = {0, 1, 2};
+  Browser restored(engine, scheduler);
+  restored.restoreSession(session);
+  restored.settleBlockLists();
+  auto& pages = restored.pages.get();
+  EXPECT_EQ(view(pages[0]).loads.size(), 1u);
+  EXPECT_TRUE(view(pages[1]).loads.empty());
+  EXPECT_TRUE(view(pages[2]).loads.empty());
+  restored.select(pages[2]);
+  EXPECT_EQ(view(pages[2]).loads.size(), 1u);
+  EXPECT_EQ(view(pages[1]).loads.size(), 1u) << "the left side comes back with the right";
+}
+
+TEST_F(BrowserSplit, RestoreSkipsSplitsThatMakeNoSense) {
+  Session session;
+  for (int i = 0; i < 7; ++i) {
+    Session::Tab tab;
+    tab.url = *Url::parse("https://site" + std::to_string(i) + ".example/");
+    session.tabs.push_back(tab);
+  }
+  auto pair = [&](size_t from, std::optional<size_t> to, std::optional<bool> left, std::optional<double> ratio) {
+    session.tabs[from].splitPartner = to;
+    session.tabs[from].splitIsLeft = left;
+    session.tabs[from].splitRatio = ratio;
+  };
+  pair(0, 9, true, 0.4);            // a partner past the end
+  pair(1, 1, true, 0.4);            // beside itself
+  pair(2, 3, true, 5.0);            // a ratio no drag gives
+  pair(3, 2, true, 0.3);            // both claim the left side: the first wins
+  pair(4, 3, true, 0.6);            // its partner is taken already
+  pair(5, 6, false, 0.4);           // both claim the right side: no left entry
+  pair(6, 5, false, 0.4);
+  session.recent = {0};
+  Browser restored(engine, scheduler);
+  restored.restoreSession(session);
+  ASSERT_EQ(restored.pages->size(), 7u) << "every tab comes back";
+  ASSERT_EQ(restored.splits.size(), 1u);
+  auto& pages = restored.pages.get();
+  EXPECT_EQ(restored.splits[0]->left, pages[2]);
+  EXPECT_EQ(restored.splits[0]->right, pages[3]);
+  EXPECT_DOUBLE_EQ(restored.splits[0]->ratio.get(), 0.8) << "kept where the divider can go";
+  for (size_t i : {0u, 1u, 4u, 5u, 6u}) EXPECT_TRUE(pages[i]->split.expired()) << i;
+
+  // A restored split saves its ratio when dragged, as a new one does.
+  restored.splits[0]->drag(300, 1000);
+  scheduler.advance(1s);
+  auto saved = Session::read();
+  ASSERT_EQ(saved.tabs.size(), 7u);
+  EXPECT_EQ(saved.tabs[2].splitRatio, std::optional<double>(0.3));
+  EXPECT_EQ(saved.tabs[3].splitPartner, std::optional<size_t>(2));
+  EXPECT_FALSE(saved.tabs[4].splitPartner);
+}
+
+TEST_F(BrowserSplit, StartSplitNeedsAPageAndEndsWithTheComposing) {
+  browser.startSplit();
+  EXPECT_FALSE(browser.isChoosingSplitPartner.get()) << "nothing to put a page beside";
+  EXPECT_FALSE(browser.isComposingNewTab.get());
+
+  auto a = open("https://a.example/");
+  browser.startSplit();
+  EXPECT_TRUE(browser.isChoosingSplitPartner.get());
+  EXPECT_TRUE(browser.isComposingNewTab.get());
+  browser.reopenClosedTab();  // nothing to reopen: still choosing
+  EXPECT_TRUE(browser.isChoosingSplitPartner.get());
+  browser.select(a);
+  EXPECT_FALSE(browser.isChoosingSplitPartner.get()) << "selecting a page ends composing, and choosing with it";
+}
+
+}  // namespace
+}  // namespace quillo

@@ -1,0 +1,313 @@
+// Downloads and camera/microphone requests on the real engine, over the
+// tests' own server: where files land, how downloads end, what is written,
+// and how media requests are decided from the site permissions.
+#include <gtest/gtest.h>
+
+#include <fstream>
+#include <sstream>
+
+#include "core/app_support.h"
+#include "engine/support/engine_support.h"
+#include "page/webkit/webkit_engine.h"
+#include "page/webkit/webkit_permissions.h"
+#include "page/webkit/webkit_view.h"
+#include "scripts/resources.h"
+#include "stores/downloads.h"
+#include "stores/permissions.h"
+#include "stores/webkit/webkit_downloads.h"
+#include "support/temp_home.h"
+#include "support/test_server.h"
+
+namespace quillo::test {
+namespace {
+
+using State = DownloadItem::State;
+
+std::string readFile(const std::filesystem::path& path) {
+  std::ifstream in(path);
+  std::stringstream text;
+  text << in.rdbuf();
+  return text.str();
+}
+
+WebKitNetworkSession* sessionOf(const std::shared_ptr<DataStore>& store) {
+  return dynamic_cast<WebKitDataStore&>(*store).session();
+}
+
+class DownloadsEngine : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    ensureGtk();
+    std::filesystem::create_directories(folder);
+    downloads = std::make_unique<Downloads>(file, folder);
+    glue = std::make_unique<WebKitDownloads>(*downloads);
+    server.route("/get", Route{200, "application/octet-stream", body, {{"Content-Disposition", "attachment; filename=\"report.pdf\""}}});
+  }
+  void TearDown() override {
+    glue.reset();
+    downloads.reset();
+  }
+
+  Downloads::ItemPtr downloadWith(const std::shared_ptr<DataStore>& store, const std::string& path) {
+    size_t before = downloads->list().size();
+    webkit_network_session_download_uri(sessionOf(store), server.url(path).c_str());
+    EXPECT_TRUE(runUntil([&] { return downloads->list().size() > before; }));
+    return downloads->list().empty() ? nullptr : downloads->list().front();
+  }
+  bool ended(const Downloads::ItemPtr& item) {
+    return runUntil([&] { return item->state() != State::downloading; });
+  }
+
+  TempHome home;
+  std::filesystem::path folder = home.root() / "Downloads";
+  std::filesystem::path file = AppSupport::file(Downloads::kFileName);
+  std::string body = std::string(200000, 'x');
+  TestServer server;
+  std::unique_ptr<Downloads> downloads;
+  std::unique_ptr<WebKitDownloads> glue;
+};
+
+TEST_F(DownloadsEngine, AnAttachmentTwiceIsSavedUnderTwoNamesAndTouchesNoExistingFile) {
+  std::ofstream(folder / "report 3.pdf") << "keep me";
+  auto view = sharedEngine().makeView({});
+  RecordingEvents events;
+  view->setEvents(&events);
+  windowWith(dynamic_cast<WebKitView&>(*view).widget());
+  for (int i = 0; i < 2; ++i) {
+    size_t before = downloads->list().size();
+    view->load(mustParse(server.url("/get")));
+    ASSERT_TRUE(runUntil([&] { return downloads->list().size() > before; })) << "the link became a download";
+    ASSERT_TRUE(ended(downloads->list().front()));
+  }
+  ASSERT_EQ(downloads->list().size(), 2u);
+  EXPECT_EQ(downloads->list()[1]->filename(), "report.pdf");
+  EXPECT_EQ(downloads->list()[0]->filename(), "report 2.pdf");
+  EXPECT_EQ(downloads->list()[0]->state(), State::finished);
+  EXPECT_EQ(readFile(folder / "report.pdf"), body);
+  EXPECT_EQ(readFile(folder / "report 2.pdf"), body);
+
+  // A third lands beside the taken "report 3.pdf" without touching it.
+  view->load(mustParse(server.url("/get")));
+  ASSERT_TRUE(runUntil([&] { return downloads->list().size() == 3; }));
+  ASSERT_TRUE(ended(downloads->list().front()));
+  EXPECT_EQ(downloads->list().front()->filename(), "report 4.pdf");
+  EXPECT_EQ(readFile(folder / "report 3.pdf"), "keep me");
+
+  auto saved = AppSupport::read(file).value;
+  ASSERT_EQ(saved.size(), 3u);
+  EXPECT_EQ(saved[0]["isFinished"], true);
+  EXPECT_EQ(saved[0]["source"], server.url("/get"));
+  windowWith(nullptr);
+}
+
+TEST_F(DownloadsEngine, ADroppedConnectionFailsWithItsMessage) {
+  Route drop;
+  drop.drop = true;
+  server.route("/drop", drop);
+  auto item = downloadWith(sharedEngine().persistentStore(), "/drop");
+  ASSERT_TRUE(item);
+  ASSERT_TRUE(ended(item));
+  EXPECT_EQ(item->state(), State::failed);
+  EXPECT_EQ(item->failure(), "Connection terminated unexpectedly") << "the network's own description";
+  EXPECT_EQ(downloads->running(), 0);
+  auto saved = AppSupport::read(file).value;
+  ASSERT_EQ(saved.size(), 1u);
+  EXPECT_EQ(saved[0]["isFinished"], false);
+  EXPECT_EQ(saved[0]["failure"], item->failure());
+}
+
+TEST_F(DownloadsEngine, RemovingARunningDownloadCancelsItAndLeavesNoFileUnderItsName) {
+  Route stalled{200, "application/octet-stream", body, {{"Content-Disposition", "attachment; filename=\"big.iso\""}}};
+  stalled.stallAfter = 65536;
+  server.route("/big", stalled);
+  auto item = downloadWith(sharedEngine().persistentStore(), "/big");
+  ASSERT_TRUE(item);
+  ASSERT_TRUE(runUntil([&] { return item->file().has_value(); })) << "the download got its file";
+  EXPECT_TRUE(runUntil([&] { return item->fraction() > 0; })) << "and part of the body";
+  EXPECT_EQ(item->filename(), "big.iso");
+  EXPECT_EQ(item->state(), State::downloading);
+  EXPECT_EQ(downloads->running(), 1);
+  downloads->remove(item);
+  EXPECT_TRUE(runUntil([&] { return item->state() != State::downloading; })) << "WebKit reported the cancellation";
+  EXPECT_TRUE(downloads->list().empty()) << "removed, not turned into a failed item";
+  EXPECT_FALSE(std::filesystem::exists(folder / "big.iso"));
+  EXPECT_EQ(AppSupport::read(file).value, nlohmann::json::array());
+}
+
+TEST_F(DownloadsEngine, APrivateDownloadIsListedButNeverWritten) {
+  auto privateStore = sharedEngine().makePrivateStore();
+  auto item = downloadWith(privateStore, "/get");
+  ASSERT_TRUE(item);
+  ASSERT_TRUE(ended(item));
+  EXPECT_EQ(item->state(), State::finished);
+  EXPECT_TRUE(item->isPrivate());
+  EXPECT_EQ(downloads->thisSession().size(), 1u);
+  EXPECT_EQ(readFile(folder / "report.pdf"), body) << "the file itself stays";
+  auto saved = AppSupport::read(file);
+  EXPECT_TRUE(saved.status == AppSupport::ReadResult::Status::missing || saved.value == nlohmann::json::array())
+      << saved.value.dump();
+}
+
+// ---- Camera and microphone ----
+
+GtkMessageDialog* openDialog() {
+  GListModel* toplevels = gtk_window_get_toplevels();
+  for (guint i = 0; i < g_list_model_get_n_items(toplevels); ++i) {
+    auto* window = static_cast<GtkWindow*>(g_list_model_get_item(toplevels, i));
+    g_object_unref(window);
+    if (GTK_IS_MESSAGE_DIALOG(window) && gtk_widget_get_visible(GTK_WIDGET(window))) return GTK_MESSAGE_DIALOG(window);
+  }
+  return nullptr;
+}
+
+std::string text(GtkMessageDialog* dialog) {
+  char* value = nullptr;
+  g_object_get(dialog, "text", &value, nullptr);
+  std::string result = value ? value : "";
+  g_free(value);
+  return result;
+}
+
+GtkCheckButton* checkOf(GtkMessageDialog* dialog) {
+  GtkWidget* area = gtk_message_dialog_get_message_area(dialog);
+  for (GtkWidget* child = gtk_widget_get_first_child(area); child; child = gtk_widget_get_next_sibling(child))
+    if (GTK_IS_CHECK_BUTTON(child)) return GTK_CHECK_BUTTON(child);
+  return nullptr;
+}
+
+class MediaRequests : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    ensureGtk();
+    usePermissions(&permissions);
+    server.html("/", "<!doctype html><title>camera</title>");
+    view = sharedEngine().makeView({});
+    view->setEvents(&events);
+    auto* widget = dynamic_cast<WebKitView&>(*view).widget();
+    webkit_settings_set_enable_mock_capture_devices(webkit_web_view_get_settings(WEBKIT_WEB_VIEW(widget)), TRUE);
+    windowWith(widget);
+    ASSERT_TRUE(loadAndWait(*view, events, mustParse(server.url("/"))));
+  }
+  void TearDown() override {
+    usePermissions(nullptr);
+    windowWith(nullptr);
+  }
+  void askForBoth() {
+    evaluateAndWait(*view,
+                    "window.outcome = '';"
+                    "navigator.mediaDevices.getUserMedia({video: true, audio: true})"
+                    ".then(s => { s.getTracks().forEach(t => t.stop()); window.outcome = 'granted'; },"
+                    "      e => { window.outcome = e.name; }); 1");
+  }
+  std::string outcome() {
+    auto result = evaluateAndWait(*view, "window.outcome").result;
+    return result && result->is_string() ? result->get<std::string>() : "";
+  }
+
+  TempHome home;
+  Permissions permissions{nullptr, nullptr};
+  TestServer server;
+  RecordingEvents events;
+  std::unique_ptr<WebViewPort> view;
+};
+
+TEST_F(MediaRequests, ASavedBlockDeniesWithoutADialog) {
+  permissions.set(PermissionDecision::block, {"127.0.0.1", SitePermission::Kind::microphone, ""});
+  askForBoth();
+  ASSERT_TRUE(runUntil([&] { return !outcome().empty(); }));
+  EXPECT_EQ(outcome(), "NotAllowedError");
+  EXPECT_EQ(openDialog(), nullptr);
+  EXPECT_EQ(events.attention, 0);
+}
+
+TEST_F(MediaRequests, TheDialogWithRememberTickedSavesTheAnswer) {
+  askForBoth();
+  ASSERT_TRUE(runUntil([] { return openDialog() != nullptr; }));
+  GtkMessageDialog* dialog = openDialog();
+  EXPECT_EQ(text(dialog), "127.0.0.1 wants to use your camera and microphone");
+  EXPECT_EQ(events.attention, 1);
+  GtkCheckButton* remember = checkOf(dialog);
+  ASSERT_NE(remember, nullptr);
+  EXPECT_STREQ(gtk_check_button_get_label(remember), "Remember for 127.0.0.1");
+  gtk_check_button_set_active(remember, TRUE);
+  gtk_dialog_response(GTK_DIALOG(dialog), 0);  // Allow
+  ASSERT_TRUE(runUntil([&] { return !outcome().empty(); }));
+  EXPECT_EQ(outcome(), "granted");
+  EXPECT_EQ(permissions.savedDecision({"127.0.0.1", SitePermission::Kind::camera, ""}), PermissionDecision::allow);
+  EXPECT_EQ(permissions.savedDecision({"127.0.0.1", SitePermission::Kind::microphone, ""}), PermissionDecision::allow);
+  EXPECT_EQ(AppSupport::read(std::string_view(Permissions::kFileName)).value,
+            nlohmann::json::parse(R"({"127.0.0.1":{"camera":"allow","microphone":"allow"}})"));
+
+  // Asked again, the saved answer decides.
+  askForBoth();
+  ASSERT_TRUE(runUntil([&] { return !outcome().empty(); }));
+  EXPECT_EQ(outcome(), "granted");
+  EXPECT_EQ(events.attention, 1) << "no second dialog";
+}
+
+TEST_F(MediaRequests, AFrameOfAnotherSiteIsNamedByItsOwnHost) {
+  // Pages as the browser makes them: with the scripts that say which frame asks.
+  ViewConfiguration configuration;
+  configuration.scripts = {UserScript{std::string(scripts::resource("media-asked.js")), true, true, false},
+                           UserScript{std::string(scripts::resource("media-asked-relay.js")), true, true, true}};
+  view = sharedEngine().makeView(configuration);
+  view->setEvents(&events);
+  windowWith(dynamic_cast<WebKitView&>(*view).widget());
+  permissions.set(PermissionDecision::allow, {"127.0.0.1", SitePermission::Kind::camera, ""});
+  TestServer other("127.0.0.2");
+  other.html("/frame", "<!doctype html><script>"
+                       "navigator.mediaDevices.getUserMedia({video: true})"
+                       ".then(s => { s.getTracks().forEach(t => t.stop()); parent.postMessage('granted', '*'); },"
+                       "      e => parent.postMessage(e.name, '*'));</script>");
+  server.html("/embeds", "<!doctype html><title>embeds</title><script>window.outcome = '';"
+                         "addEventListener('message', e => { window.outcome = e.data; });</script>"
+                         "<iframe allow='camera' src='" + other.url("/frame") + "'></iframe>");
+  ASSERT_TRUE(loadAndWait(*view, events, mustParse(server.url("/embeds"))));
+  ASSERT_TRUE(runUntil([] { return openDialog() != nullptr; })) << "the page's saved allow is not the frame's";
+  GtkMessageDialog* dialog = openDialog();
+  EXPECT_EQ(text(dialog), "127.0.0.2 wants to use your camera");
+  GtkCheckButton* remember = checkOf(dialog);
+  ASSERT_NE(remember, nullptr);
+  EXPECT_STREQ(gtk_check_button_get_label(remember), "Remember for 127.0.0.2");
+  gtk_check_button_set_active(remember, TRUE);
+  gtk_dialog_response(GTK_DIALOG(dialog), 1);  // Don't Allow
+  ASSERT_TRUE(runUntil([&] { return !outcome().empty(); }));
+  EXPECT_EQ(outcome(), "NotAllowedError");
+  EXPECT_EQ(permissions.savedDecision({"127.0.0.2", SitePermission::Kind::camera, ""}), PermissionDecision::block);
+  EXPECT_EQ(permissions.savedDecision({"127.0.0.1", SitePermission::Kind::camera, ""}), PermissionDecision::allow);
+
+  // The page itself asking is still the page.
+  askForBoth();
+  ASSERT_TRUE(runUntil([] { return openDialog() != nullptr; }));
+  EXPECT_EQ(text(openDialog()), "127.0.0.1 wants to use your camera and microphone");
+  gtk_dialog_response(GTK_DIALOG(openDialog()), 1);
+  ASSERT_TRUE(runUntil([&] { return !outcome().empty(); }));
+}
+
+TEST_F(MediaRequests, WithAFrameOfAnotherSiteThePageIsNotBlamedAndNothingIsRemembered) {
+  // Without word from the frame (no scripts in this view) WebKit cannot say
+  // which frame asks; the frame here is another site's.
+  permissions.set(PermissionDecision::allow, {"127.0.0.1", SitePermission::Kind::camera, ""});
+  TestServer other("127.0.0.2");
+  other.html("/frame", "<!doctype html><script>"
+                       "navigator.mediaDevices.getUserMedia({video: true})"
+                       ".then(s => { s.getTracks().forEach(t => t.stop()); parent.postMessage('granted', '*'); },"
+                       "      e => parent.postMessage(e.name, '*'));</script>");
+  server.html("/embeds", "<!doctype html><title>embeds</title><script>window.outcome = '';"
+                         "addEventListener('message', e => { window.outcome = e.data; });</script>"
+                         "<iframe allow='camera' src='" + other.url("/frame") + "'></iframe>");
+  ASSERT_TRUE(loadAndWait(*view, events, mustParse(server.url("/embeds"))));
+  ASSERT_TRUE(runUntil([] { return openDialog() != nullptr; })) << "the page's saved allow does not decide it";
+  GtkMessageDialog* dialog = openDialog();
+  EXPECT_EQ(text(dialog), "A frame embedded in this page wants to use your camera");
+  EXPECT_EQ(checkOf(dialog), nullptr) << "nothing to remember it for";
+  gtk_dialog_response(GTK_DIALOG(dialog), 1);  // Don't Allow
+  ASSERT_TRUE(runUntil([&] { return !outcome().empty(); }));
+  EXPECT_EQ(outcome(), "NotAllowedError");
+  EXPECT_EQ(permissions.all(), (std::vector<SitePermission>{{"127.0.0.1", SitePermission::Kind::camera, ""}}))
+      << "the answer is recorded for no site";
+  EXPECT_EQ(permissions.decision({"127.0.0.1", SitePermission::Kind::camera, ""}), PermissionDecision::allow);
+}
+
+}  // namespace
+}  // namespace quillo::test

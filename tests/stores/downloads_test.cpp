@@ -1,0 +1,230 @@
+// The downloads list: where files go, how items end, the launcher count, and
+// what "downloads.json" keeps.
+#include <gtest/gtest.h>
+
+#include <fstream>
+#include <set>
+
+#include "core/app_support.h"
+#include "stores/downloads.h"
+#include "support/temp_home.h"
+
+namespace quillo {
+namespace {
+
+using State = DownloadItem::State;
+
+struct TestJob final : DownloadJob {
+  int cancels = 0;
+  void cancel() override { ++cancels; }
+};
+
+struct TestDesktop final : DownloadsDesktop {
+  std::vector<int> counts;
+  std::vector<std::filesystem::path> arrived, revealed;
+  void setRunningCount(int count) override { counts.push_back(count); }
+  void fileArrived(const std::filesystem::path& file) override { arrived.push_back(file); }
+  void reveal(const std::filesystem::path& file) override { revealed.push_back(file); }
+};
+
+void touch(const std::filesystem::path& path, const std::string& text = "old") { std::ofstream(path) << text; }
+
+std::string contents(const std::filesystem::path& path) {
+  std::ifstream in(path);
+  return std::string(std::istreambuf_iterator<char>(in), {});
+}
+
+class DownloadsTest : public ::testing::Test {
+ protected:
+  DownloadsTest() { std::filesystem::create_directories(folder); }
+  test::TempHome home;
+  std::filesystem::path folder = home.root() / "Downloads";
+  std::filesystem::path file = AppSupport::file(Downloads::kFileName);
+
+  Downloads::ItemPtr started(Downloads& downloads, const char* address, bool isPrivate = false) {
+    auto job = std::make_shared<TestJob>();
+    jobs.push_back(job);
+    return downloads.start(job, Url::parse(address), isPrivate);
+  }
+  nlohmann::json saved() { return AppSupport::read(file).value; }
+  std::vector<std::shared_ptr<TestJob>> jobs;
+};
+
+TEST(DownloadNames, TakenNamesAreNumberedWithASpaceBeforeTheExtension) {
+  std::set<std::string> taken;
+  auto free = [&](const std::string& suggested) {
+    auto path = Downloads::freePath("/d", suggested, [&](const auto& p) { return taken.count(p.filename()) > 0; });
+    taken.insert(path.filename());
+    return path.filename().string();
+  };
+  EXPECT_EQ(free("report.pdf"), "report.pdf");
+  EXPECT_EQ(free("report.pdf"), "report 2.pdf");
+  EXPECT_EQ(free("report.pdf"), "report 3.pdf");
+  EXPECT_EQ(free("notes"), "notes");
+  EXPECT_EQ(free("notes"), "notes 2") << "no dot without an extension";
+  EXPECT_EQ(free("archive.tar.gz"), "archive.tar.gz");
+  EXPECT_EQ(free("archive.tar.gz"), "archive.tar 2.gz");
+  EXPECT_EQ(free("../../etc/passwd"), "passwd") << "a suggested name never leaves the folder";
+  EXPECT_EQ(free(""), "Download");
+}
+
+TEST_F(DownloadsTest, TheSameNameTwiceKeepsTheFirstFileAndAnExistingOne) {
+  touch(folder / "a.zip", "mine");
+  Downloads downloads(file, folder);
+  auto first = started(downloads, "https://site.test/get?id=1");
+  auto second = started(downloads, "https://site.test/get?id=2");
+  EXPECT_EQ(downloads.chooseDestination(first, "a.zip"), folder / "a 2.zip");
+  // The first has not written anything yet: its name is still taken.
+  EXPECT_EQ(downloads.chooseDestination(second, "a.zip"), folder / "a 3.zip");
+  EXPECT_EQ(contents(folder / "a.zip"), "mine");
+  EXPECT_EQ(second->filename(), "a 3.zip");
+  EXPECT_EQ(second->file(), folder / "a 3.zip");
+}
+
+TEST_F(DownloadsTest, ItemsStartNamedByTheirAddressAndEndFinishedOrFailed) {
+  Downloads downloads(file, folder);
+  TestDesktop desktop;
+  downloads.attach(desktop);
+  auto a = started(downloads, "https://site.test/files/My%20File.pdf");
+  auto b = started(downloads, "https://site.test/");
+  EXPECT_EQ(a->filename(), "My File.pdf");
+  EXPECT_EQ(b->filename(), "Download");
+  EXPECT_EQ(downloads.list().front(), b) << "newest first";
+  EXPECT_EQ(desktop.counts.back(), 2);
+
+  downloads.chooseDestination(a, "My File.pdf");
+  downloads.progress(a, 0.42);
+  EXPECT_DOUBLE_EQ(a->fraction(), 0.42);
+  touch(*a->file(), "data");
+  downloads.finish(a);
+  EXPECT_EQ(a->state(), State::finished);
+  EXPECT_DOUBLE_EQ(a->fraction(), 1.0);
+  EXPECT_EQ(desktop.arrived, std::vector<std::filesystem::path>{folder / "My File.pdf"});
+  EXPECT_EQ(desktop.counts.back(), 1);
+
+  downloads.chooseDestination(b, "index.html");
+  downloads.fail(b, "Connection terminated unexpectedly", false);
+  EXPECT_EQ(b->state(), State::failed);
+  EXPECT_EQ(b->failure(), "Connection terminated unexpectedly");
+  EXPECT_FALSE(std::filesystem::exists(folder / "index.html")) << "our empty placeholder goes with the failure";
+  EXPECT_EQ(desktop.counts.back(), 0) << "the count disappears when every download has ended";
+  downloads.finish(b);  // the engine says finished after failed, too
+  EXPECT_EQ(b->state(), State::failed);
+}
+
+TEST_F(DownloadsTest, RemovingARunningDownloadCancelsItWithoutAFailure) {
+  Downloads downloads(file, folder);
+  auto item = started(downloads, "https://site.test/big.iso");
+  downloads.chooseDestination(item, "big.iso");
+  downloads.remove(item);
+  EXPECT_EQ(jobs[0]->cancels, 1);
+  EXPECT_TRUE(downloads.list().empty());
+  downloads.fail(item, "User cancelled the download", true);
+  EXPECT_TRUE(downloads.list().empty());
+  EXPECT_FALSE(std::filesystem::exists(folder / "big.iso"));
+  EXPECT_EQ(saved(), nlohmann::json::array());
+}
+
+TEST_F(DownloadsTest, AFileTheEngineMadeElsewhereIsFollowedAndOurPlaceholderGoes) {
+  Downloads downloads(file, folder);
+  auto item = started(downloads, "https://site.test/a.txt");
+  downloads.chooseDestination(item, "a.txt");
+  downloads.adoptDestination(item, home.root() / "b.txt");
+  EXPECT_EQ(item->filename(), "b.txt");
+  EXPECT_EQ(item->file(), home.root() / "b.txt");
+  EXPECT_FALSE(std::filesystem::exists(folder / "a.txt"));
+}
+
+TEST_F(DownloadsTest, RunningDownloadsAreStoppedAfterARestart) {
+  {
+    Downloads downloads(file, folder);
+    auto done = started(downloads, "https://site.test/done.txt");
+    downloads.chooseDestination(done, "done.txt");
+    touch(*done->file());
+    downloads.finish(done);
+    auto broken = started(downloads, "https://site.test/broken.txt");
+    downloads.fail(broken, "Not Found", false);
+    auto running = started(downloads, "https://site.test/running.txt");
+    downloads.chooseDestination(running, "running.txt");
+    downloads.progress(running, 0.5);
+  }
+  auto records = saved();
+  ASSERT_EQ(records.size(), 3u);
+  EXPECT_EQ(records[0]["filename"], "running.txt");
+  EXPECT_EQ(records[0]["isFinished"], false);
+  EXPECT_FALSE(records[0].contains("failure"));
+  EXPECT_EQ(records[2]["file"], Url::fromFilePath((folder / "done.txt").string())->str());
+  EXPECT_EQ(records[2]["source"], "https://site.test/done.txt");
+  EXPECT_TRUE(records[2]["started"].is_number());
+
+  Downloads reloaded(file, folder);
+  ASSERT_EQ(reloaded.list().size(), 3u);
+  EXPECT_EQ(reloaded.list()[0]->state(), State::failed);
+  EXPECT_EQ(reloaded.list()[0]->failure(), Downloads::kStoppedAtQuit);
+  EXPECT_EQ(reloaded.list()[1]->failure(), "Not Found");
+  EXPECT_EQ(reloaded.list()[2]->state(), State::finished);
+  EXPECT_TRUE(reloaded.thisSession().empty());
+  EXPECT_EQ(reloaded.running(), 0);
+}
+
+TEST_F(DownloadsTest, AMovedFileIsMissingAndCannotBeRevealed) {
+  Downloads downloads(file, folder);
+  TestDesktop desktop;
+  downloads.attach(desktop);
+  auto item = started(downloads, "https://site.test/photo.jpg");
+  downloads.chooseDestination(item, "photo.jpg");
+  touch(*item->file());
+  downloads.finish(item);
+  EXPECT_FALSE(item->isMissing());
+  downloads.reveal(item);
+  std::filesystem::rename(*item->file(), home.root() / "elsewhere.jpg");
+  EXPECT_TRUE(item->isMissing());
+  downloads.reveal(item);
+  EXPECT_EQ(desktop.revealed, std::vector<std::filesystem::path>{folder / "photo.jpg"});
+}
+
+TEST_F(DownloadsTest, TheFileKeepsTheNewest500AndTheListKeepsTheRest) {
+  nlohmann::json records = nlohmann::json::array();
+  for (int i = 500; i-- > 0;)
+    records.push_back({{"filename", "f" + std::to_string(i)}, {"started", 700000000.0 + i}, {"isFinished", true}});
+  std::filesystem::create_directories(file.parent_path());
+  touch(file, records.dump());
+  Downloads downloads(file, folder);
+  ASSERT_EQ(downloads.list().size(), 500u);
+  auto item = started(downloads, "https://site.test/f500");
+  downloads.fail(item, "Not Found", false);
+  EXPECT_EQ(downloads.list().size(), 501u) << "the oldest stays listed until quit";
+  auto written = saved();
+  ASSERT_EQ(written.size(), 500u);
+  EXPECT_EQ(written.front()["filename"], "f500");
+  EXPECT_EQ(written.back()["filename"], "f1") << "the oldest is dropped from the file";
+}
+
+TEST_F(DownloadsTest, PrivateDownloadsAreListedButNeverWritten) {
+  Downloads downloads(file, folder);
+  TestDesktop desktop;
+  downloads.attach(desktop);
+  auto item = started(downloads, "https://site.test/secret.pdf", true);
+  downloads.chooseDestination(item, "secret.pdf");
+  touch(*item->file());
+  downloads.finish(item);
+  EXPECT_EQ(downloads.thisSession().size(), 1u);
+  EXPECT_EQ(saved(), nlohmann::json::array());
+  EXPECT_TRUE(desktop.arrived.empty()) << "not added to the recent files either";
+  EXPECT_TRUE(std::filesystem::exists(folder / "secret.pdf")) << "the file stays where it was saved";
+}
+
+TEST_F(DownloadsTest, AnUnreadableFileGivesAnEmptyListAndIsKeptAside) {
+  std::filesystem::create_directories(file.parent_path());
+  touch(file, R"([{"filename":"a.txt","started":"yesterday","isFinished":true}])");
+  Downloads downloads(file, folder);
+  EXPECT_TRUE(downloads.list().empty());
+  started(downloads, "https://site.test/b.txt");
+  auto aside = file;
+  aside += ".unreadable";
+  EXPECT_EQ(contents(aside), R"([{"filename":"a.txt","started":"yesterday","isFinished":true}])");
+  EXPECT_EQ(saved().size(), 1u);
+}
+
+}  // namespace
+}  // namespace quillo

@@ -1,0 +1,168 @@
+// Site permissions: saved and run-only answers, their order, the file, and
+// the import of the old list of always-allowed app links.
+#include <gtest/gtest.h>
+
+#include <fstream>
+
+#include "core/app_support.h"
+#include "core/settings.h"
+#include "stores/permissions.h"
+#include "support/temp_home.h"
+
+namespace quillo {
+namespace {
+
+using Kind = SitePermission::Kind;
+constexpr auto allow = PermissionDecision::allow;
+constexpr auto block = PermissionDecision::block;
+
+SitePermission camera(const std::string& host) { return {host, Kind::camera, ""}; }
+SitePermission microphone(const std::string& host) { return {host, Kind::microphone, ""}; }
+SitePermission notifications(const std::string& host) { return {host, Kind::notifications, ""}; }
+SitePermission app(const std::string& host, const std::string& scheme) { return {host, Kind::app, scheme}; }
+
+std::optional<std::string> mailOnly(const std::string& scheme) {
+  if (scheme == "mailto") return "Mail";
+  return std::nullopt;
+}
+
+nlohmann::json fileJSON() { return AppSupport::read(std::string_view(Permissions::kFileName)).value; }
+
+void writeFile(const std::string& text) {
+  std::filesystem::create_directories(AppSupport::folder());
+  std::ofstream(AppSupport::file(Permissions::kFileName)) << text;
+}
+
+class PermissionsTest : public ::testing::Test {
+ protected:
+  test::TempHome home;
+};
+
+TEST_F(PermissionsTest, SavedWinsOverRunOnlyAndSettingClearsTheRunOnlyAnswer) {
+  Permissions permissions(nullptr, mailOnly);
+  permissions.answer(allow, camera("a.test"), false);
+  EXPECT_EQ(permissions.decision(camera("a.test")), allow);
+  EXPECT_EQ(permissions.savedDecision(camera("a.test")), std::nullopt);
+  EXPECT_FALSE(std::filesystem::exists(AppSupport::file(Permissions::kFileName)))
+      << "an answer for this run never touches the file";
+
+  permissions.set(block, camera("a.test"));
+  EXPECT_EQ(permissions.decision(camera("a.test")), block);
+  EXPECT_EQ(permissions.untilQuit(camera("a.test")), std::nullopt) << "only the saved block is left";
+  EXPECT_EQ(fileJSON(), nlohmann::json::parse(R"({"a.test":{"camera":"block"}})"));
+
+  // A run-only answer given while a saved one exists does not override it.
+  permissions.answer(allow, camera("a.test"), false);
+  EXPECT_EQ(permissions.decision(camera("a.test")), block);
+}
+
+TEST_F(PermissionsTest, TheFileHoldsHostsAndKeysAndLosesEmptyHosts) {
+  {
+    Permissions permissions(nullptr, mailOnly);
+    permissions.set(allow, camera("a.test"));
+    permissions.set(block, microphone("a.test"));
+    permissions.answer(allow, app("b.test", "mailto"), true);
+    EXPECT_EQ(fileJSON(), nlohmann::json::parse(
+                              R"({"a.test":{"camera":"allow","microphone":"block"},"b.test":{"app:mailto":"allow"}})"));
+    permissions.set(std::nullopt, app("b.test", "mailto"));
+    EXPECT_FALSE(fileJSON().contains("b.test")) << "a host whose last key went is removed";
+  }
+  Permissions reloaded(nullptr, mailOnly);
+  EXPECT_EQ(reloaded.savedDecision(camera("a.test")), allow);
+  EXPECT_EQ(reloaded.savedDecision(microphone("a.test")), block);
+  EXPECT_EQ(reloaded.all().size(), 2u);
+}
+
+TEST_F(PermissionsTest, AllIsOrderedByHostThenKindThenSchemeWithoutDuplicates) {
+  Permissions permissions(nullptr, mailOnly);
+  permissions.set(allow, app("b.test", "zoommtg"));
+  permissions.set(allow, app("b.test", "mailto"));
+  permissions.set(block, notifications("b.test"));
+  permissions.set(allow, microphone("b.test"));
+  permissions.answer(block, camera("b.test"), false);
+  permissions.answer(allow, microphone("a.test"), false);
+  permissions.set(allow, camera("a.test"));
+  permissions.answer(block, camera("a.test"), false);  // saved exists: listed once
+  std::vector<SitePermission> expected{camera("a.test"),        microphone("a.test"),       camera("b.test"),
+                                       microphone("b.test"),    notifications("b.test"),    app("b.test", "mailto"),
+                                       app("b.test", "zoommtg")};
+  EXPECT_EQ(permissions.all(), expected);
+}
+
+TEST_F(PermissionsTest, ListedAlwaysHasTheThreeKindsThenTheSitesApps) {
+  Permissions permissions(nullptr, mailOnly);
+  std::vector<SitePermission> bare{camera("new.test"), microphone("new.test"), notifications("new.test")};
+  EXPECT_EQ(permissions.listed("new.test"), bare);
+
+  permissions.set(allow, app("b.test", "mailto"));
+  permissions.set(block, notifications("b.test"));
+  permissions.set(allow, camera("other.test"));
+  std::vector<SitePermission> withApp{camera("b.test"), microphone("b.test"), notifications("b.test"),
+                                      app("b.test", "mailto")};
+  EXPECT_EQ(permissions.listed("b.test"), withApp);
+}
+
+TEST_F(PermissionsTest, UnknownKeysAreKeptInTheFileButNeverListed) {
+  writeFile(R"({"a.test":{"app:":"allow","speaker":"block","camera":"allow"}})");
+  Permissions permissions(nullptr, mailOnly);
+  EXPECT_EQ(permissions.all(), std::vector<SitePermission>{camera("a.test")});
+  permissions.set(block, microphone("a.test"));
+  auto saved = fileJSON();
+  EXPECT_EQ(saved["a.test"]["app:"], "allow");
+  EXPECT_EQ(saved["a.test"]["speaker"], "block");
+  EXPECT_EQ(saved["a.test"]["microphone"], "block");
+}
+
+TEST_F(PermissionsTest, AnUnreadableFileGivesAnEmptyStoreAndIsKeptAside) {
+  writeFile(R"({"a.test":{"camera":"maybe"}})");
+  Permissions permissions(nullptr, mailOnly);
+  EXPECT_TRUE(permissions.all().empty());
+  permissions.set(allow, camera("b.test"));
+  auto aside = AppSupport::file(std::string(Permissions::kFileName) + ".unreadable");
+  ASSERT_TRUE(std::filesystem::exists(aside));
+  EXPECT_EQ(AppSupport::read(aside).value, nlohmann::json::parse(R"({"a.test":{"camera":"maybe"}})"));
+  EXPECT_EQ(fileJSON(), nlohmann::json::parse(R"({"b.test":{"camera":"allow"}})"));
+}
+
+TEST_F(PermissionsTest, TheOldAppLinkListIsImportedOnceAndRemoved) {
+  Settings settings(Settings::defaultFile());
+  settings.set(Permissions::kLegacyAppLinksKey, nlohmann::json::array({"mail.test MAILTO", "chat.test slack", "bad"}));
+  {
+    Permissions permissions(&settings, mailOnly);
+    EXPECT_EQ(permissions.savedAppDecision("mail.test", "mailto"), allow);
+    EXPECT_EQ(permissions.savedAppDecision("chat.test", "slack"), allow);
+    EXPECT_EQ(permissions.all().size(), 2u);
+  }
+  EXPECT_EQ(Settings(Settings::defaultFile()).value(Permissions::kLegacyAppLinksKey), std::nullopt);
+  EXPECT_EQ(fileJSON()["mail.test"]["app:mailto"], "allow");
+
+  // Afterwards the file is the only source: a removal sticks.
+  Permissions again(&settings, mailOnly);
+  again.set(std::nullopt, app("chat.test", "slack"));
+  Permissions third(&settings, mailOnly);
+  EXPECT_EQ(third.savedAppDecision("chat.test", "slack"), std::nullopt);
+}
+
+TEST_F(PermissionsTest, AppLinksCountOnlySavedAnswersAndAreTitledByTheirProgram) {
+  Permissions permissions(nullptr, mailOnly);
+  permissions.answer(allow, app("a.test", "mailto"), false);
+  EXPECT_EQ(permissions.savedAppDecision("a.test", "mailto"), std::nullopt);
+  permissions.saveAppAllowed("a.test", "MailTo");
+  EXPECT_EQ(permissions.savedAppDecision("a.test", "mailto"), allow);
+  EXPECT_EQ(permissions.title(app("a.test", "mailto")), "Open Mail");
+  EXPECT_EQ(permissions.title(app("a.test", "zoommtg")), "Open zoommtg: links");
+  EXPECT_EQ(permissions.title(microphone("a.test")), "Microphone");
+}
+
+TEST_F(PermissionsTest, EveryChangeIsAnnounced) {
+  Permissions permissions(nullptr, mailOnly);
+  int changes = 0;
+  permissions.changed.connect([&] { ++changes; });
+  permissions.answer(allow, camera("a.test"), false);
+  permissions.set(block, camera("a.test"));
+  permissions.set(std::nullopt, camera("a.test"));
+  EXPECT_EQ(changes, 3);
+}
+
+}  // namespace
+}  // namespace quillo
