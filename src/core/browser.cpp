@@ -35,6 +35,7 @@ Browser::Browser(WebEngine& engine, Scheduler& scheduler) : engine_(engine), sch
     if (index >= 0 && size_t(index) < units.size()) select(units[size_t(index)]);
   };
   initPalette();
+  scheduleIdleCheck();
 }
 
 Browser::~Browser() {
@@ -64,13 +65,14 @@ Browser::~Browser() {
 // ---- Pages ----
 
 ViewConfiguration Browser::makeConfiguration(bool isPrivate) {
+  if (!isPrivate) return makeConfiguration(engine_.persistentStore());
+  if (!privateDataStore_) privateDataStore_ = engine_.makePrivateStore();
+  return makeConfiguration(privateDataStore_);
+}
+
+ViewConfiguration Browser::makeConfiguration(const std::shared_ptr<DataStore>& store) {
   ViewConfiguration configuration;
-  if (isPrivate) {
-    if (!privateDataStore_) privateDataStore_ = engine_.makePrivateStore();
-    configuration.store = privateDataStore_;
-  } else {
-    configuration.store = engine_.persistentStore();
-  }
+  configuration.store = store;
   configuration.filters = blockLists_;
   configuration.scripts.push_back(UserScript{std::string(scripts::resource("hover.js")), true, true, true});
   // Form detection shares its helpers with the fill scripts run later.
@@ -83,20 +85,32 @@ ViewConfiguration Browser::makeConfiguration(bool isPrivate) {
   return configuration;
 }
 
+Page::ViewMaker Browser::viewMaker() {
+  // Made when the page is first shown, so with the block lists of that moment.
+  std::weak_ptr<bool> alive = aliveToken_;
+  WebEngine* engine = &engine_;
+  return [this, alive, engine](const std::shared_ptr<DataStore>& store) {
+    if (alive.expired()) return engine->makeView(ViewConfiguration{store, {}, {}});
+    return engine->makeView(makeConfiguration(store));
+  };
+}
+
 PagePtr Browser::makePage(bool isPrivate) {
-  auto page = std::make_shared<Page>(engine_.makeView(makeConfiguration(isPrivate)), scheduler_);
+  auto store = isPrivate ? makeConfiguration(true).store : engine_.persistentStore();
+  auto page = std::make_shared<Page>(std::move(store), viewMaker(), scheduler_);
   wire(page);
   return page;
 }
 
 PagePtr Browser::makePage(std::unique_ptr<WebViewPort> webView) {
-  auto page = std::make_shared<Page>(std::move(webView), scheduler_);
+  auto page = std::make_shared<Page>(std::move(webView), scheduler_, viewMaker());
   wire(page);
   return page;
 }
 
 void Browser::wire(const PagePtr& page) {
   std::weak_ptr<Page> weak = page;
+  page->lastShown = scheduler_.wallNow();  // a new page counts from its making
   if (siteZoom_) page->attach(*siteZoom_);
   page->openWindow = [this, weak](std::unique_ptr<WebViewPort> child) {
     if (weak.expired()) return false;
@@ -344,6 +358,54 @@ void Browser::cycle(bool backward) {
   cycleIndex = (cycleIndex.get().value_or(0) + step) % n;
 }
 
+// ---- Idle unloading ----
+
+void Browser::scheduleIdleCheck() {
+  idleCheck_ = scheduler_.after(kIdleCheckInterval, [this] {
+    scheduleIdleCheck();
+    unloadIdlePages();
+  });
+}
+
+std::vector<PagePtr> Browser::showingPages() const {
+  std::vector<PagePtr> showing;
+  auto page = current();
+  if (!page) return showing;
+  showing.push_back(page);
+  if (auto split = page->split.lock())
+    if (auto& partner = split->partner(page.get())) showing.push_back(partner);
+  return showing;
+}
+
+bool Browser::isOpen(const PagePtr& page) const {
+  return std::find(recent->begin(), recent->end(), page) != recent->end();
+}
+
+void Browser::unloadIdlePages() {
+  auto now = scheduler_.wallNow();
+  auto showing = showingPages();
+  auto hidden = [this](const PagePtr& page) {
+    auto on = showingPages();
+    return std::find(on.begin(), on.end(), page) == on.end();
+  };
+  std::vector<PagePtr> all = pages.get();
+  for (auto& [id, page] : pinnedPages) all.push_back(page);
+  for (auto& page : all) {
+    if (std::find(showing.begin(), showing.end(), page) != showing.end() || page->isUnloaded()) continue;
+    if (now - page->lastShown <= kIdleThreshold) continue;
+    std::weak_ptr<Page> weak = page;
+    std::weak_ptr<bool> alive = aliveToken_;
+    page->isIdle([this, weak, alive, hidden](bool idle) {
+      auto p = weak.lock();
+      if (!idle || !p || alive.expired()) return;
+      // The question took a while: the user may have shown it meanwhile.
+      if (!isOpen(p) || !hidden(p)) return;
+      if (scheduler_.wallNow() - p->lastShown <= kIdleThreshold) return;
+      p->unload();
+    });
+  }
+}
+
 void Browser::openIncoming(const std::vector<Url>& urls) {
   for (auto& url : urls) {
     // Restored tabs not loaded yet and pins' pages count as showing their address.
@@ -555,8 +617,11 @@ void Browser::restoreSession(const Session& session) {
 
 void Browser::installBlockLists(std::vector<std::shared_ptr<ContentFilter>> lists) {
   blockLists_ = std::move(lists);
-  for (auto& page : pages.get()) page->webView().setContentFilters(blockLists_);
-  for (auto& [id, page] : pinnedPages) page->webView().setContentFilters(blockLists_);
+  // Pages without a view get the lists when they make one.
+  for (auto& page : pages.get())
+    if (auto* view = page->liveView()) view->setContentFilters(blockLists_);
+  for (auto& [id, page] : pinnedPages)
+    if (auto* view = page->liveView()) view->setContentFilters(blockLists_);
 }
 
 void Browser::settleBlockLists() {

@@ -66,6 +66,9 @@ class Browser {
   std::vector<PagePtr> recentUnits() const;
 
   ViewConfiguration makeConfiguration(bool isPrivate);
+  // The configuration of a view in the given store.
+  ViewConfiguration makeConfiguration(const std::shared_ptr<DataStore>& store);
+  // A page with no view yet: it makes one when first shown or loaded.
   PagePtr makePage(bool isPrivate);
   // Wraps a web view the engine already made (a site's new window).
   PagePtr makePage(std::unique_ptr<WebViewPort> webView);
@@ -80,6 +83,15 @@ class Browser {
   void remember(const PagePtr& closing);
   void reopenClosedTab();
   void cycle(bool backward);
+
+  // ---- Idle unloading ----
+  static constexpr std::chrono::seconds kIdleCheckInterval{300};
+  static constexpr std::chrono::seconds kIdleThreshold{3600};
+  // The pages on screen: the current page and its split partner.
+  std::vector<PagePtr> showingPages() const;
+  // Unloads every open page that is hidden, was last shown more than an
+  // hour ago and holds nothing a reload would lose. Runs every 5 minutes.
+  void unloadIdlePages();
 
   // Opens addresses sent by other programs: an open page showing exactly that
   // address is selected; otherwise a new tab loads it.
@@ -280,6 +292,9 @@ class Browser {
   void pullSelectionBack();
 
   void wire(const PagePtr& page);
+  Page::ViewMaker viewMaker();
+  void scheduleIdleCheck();
+  bool isOpen(const PagePtr& page) const;
   void dissolveSplit(const PagePtr& page);
   bool anyPrivatePage() const;
 
@@ -291,6 +306,7 @@ class Browser {
   TaskHandle pendingSessionSave_;
   Clock::time_point firstUnsavedSessionChange_{};
   TaskHandle focusTask_;
+  TaskHandle idleCheck_;
   sigc::connection currentPageConnection_;
   std::shared_ptr<bool> aliveToken_ = std::make_shared<bool>(true);
   History* history_ = nullptr;

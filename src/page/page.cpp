@@ -29,19 +29,76 @@ bool sameTarget(const Url& a, const Url& b) {
 }
 }  // namespace
 
-Page::Page(std::unique_ptr<WebViewPort> webView, Scheduler& scheduler)
-    : webView_(std::move(webView)), scheduler_(scheduler) {
-  webView_->setEvents(this);
-  applyMuted();
+Page::Page(std::unique_ptr<WebViewPort> webView, Scheduler& scheduler, ViewMaker makeView)
+    : store_(webView->store()), makeView_(std::move(makeView)), webView_(std::move(webView)), scheduler_(scheduler) {
+  setUp();
 }
+
+Page::Page(std::shared_ptr<DataStore> store, ViewMaker makeView, Scheduler& scheduler)
+    : store_(std::move(store)), makeView_(std::move(makeView)), scheduler_(scheduler) {}
 
 Page::~Page() {
   *alive_ = false;
   siteZoomLink_.disconnect();
-  webView_->setEvents(nullptr);
+  if (webView_) webView_->setEvents(nullptr);
 }
 
-bool Page::isPrivate() const { return webView_->store() && !webView_->store()->isPersistent(); }
+void Page::setUp() {
+  webView_->setEvents(this);
+  applyMuted();
+  if (keptZoom_ != 1.0) webView_->setZoom(keptZoom_);
+}
+
+WebViewPort& Page::webView() {
+  if (!webView_) {
+    webView_ = makeView_(store_);
+    setUp();
+  }
+  return *webView_;
+}
+
+bool Page::isPrivate() const { return store_ && !store_->isPersistent(); }
+
+bool Page::isUnloaded() const { return !webView_ || (pendingURL && !webView_->url()); }
+
+void Page::unload() {
+  if (!webView_ || !makeView_) return;
+  if (!pendingURL) {
+    auto address = webView_->url();
+    if (!address) address = url.get();
+    if (address) {
+      pendingURL = address;
+      auto state = webView_->sessionState();
+      pendingNavigation = state.empty() ? std::nullopt : std::optional<std::string>(std::move(state));
+    }
+  }
+  keptZoom_ = webView_->zoom();
+  crashReload_.cancel();
+  webView_->setEvents(nullptr);
+  webView_.reset();
+  // What the view reported last stays: the page is listed and saved as before.
+  isLoading = false;
+  progress = 0.0;
+  isPlayingAudio = false;
+  changed.emit();
+}
+
+void Page::isIdle(std::function<void(bool)> done) {
+  if (isUnloaded()) return done(true);
+  if (webView_->isPlayingAudio()) return done(false);
+  std::weak_ptr<Page> weak = weak_from_this();
+  webView_->evaluateInEveryFrame(std::string(scripts::resource("idle.js")), true,
+                                 [weak, done = std::move(done)](std::vector<nlohmann::json> results, std::string error) {
+                                   if (weak.expired()) return;
+                                   // A page that cannot be asked may hold typing: keep it.
+                                   if (!error.empty()) return done(false);
+                                   for (auto& busy : results)
+                                     if (busy.is_boolean() && busy.get<bool>()) return done(false);
+                                   done(true);
+                                 });
+}
+
+double Page::zoom() const { return webView_ ? webView_->zoom() : keptZoom_; }
 
 bool Page::load(const std::string& text) {
   auto target = Address::url(text);
@@ -69,7 +126,7 @@ void Page::loadFile(const Url& file) {
   pendingURL.reset();
   pendingNavigation.reset();
   armTimeout(file);
-  webView_->loadFile(file, file.deletingLastPathComponent());
+  webView().loadFile(file, file.deletingLastPathComponent());
 }
 
 void Page::reload() {
@@ -77,12 +134,17 @@ void Page::reload() {
     retryAfterError();
     return;
   }
-  webView_->reload();
+  // An unloaded page reloads by loading what it kept.
+  if (pendingURL) {
+    loadIfPending();
+    return;
+  }
+  webView().reload();
 }
 
 void Page::startLoad(const Url& target) {
   armTimeout(target);
-  webView_->load(target);
+  webView().load(target);
 }
 
 void Page::armTimeout(std::optional<Url> target) {
@@ -95,8 +157,8 @@ void Page::armTimeout(std::optional<Url> target) {
 }
 
 void Page::timedOut() {
-  auto target = timeoutURL_ ? timeoutURL_ : webView_->url();
-  webView_->stop();
+  auto target = timeoutURL_ ? timeoutURL_ : webView_ ? webView_->url() : url.get();
+  if (webView_) webView_->stop();
   std::optional<Url> insecure;
   if (upgradedFrom && navigation::sameHost(upgradedFrom, target)) insecure = upgradedFrom;
   upgradedFrom.reset();
@@ -111,29 +173,34 @@ void Page::setError(LoadError error) {
 }
 
 void Page::find(const std::string& text, bool backwards, std::function<void(bool)> done) {
-  webView_->find(text, backwards, std::move(done));
+  webView().find(text, backwards, std::move(done));
 }
 
-void Page::applyMuted() { webView_->setMuted(isMuted.get()); }
+void Page::applyMuted() {
+  if (webView_) webView_->setMuted(isMuted.get());
+}
 
 void Page::attach(SiteZoom& siteZoom) {
   siteZoomLink_.disconnect();
   siteZoom_ = &siteZoom;
   siteZoomLink_ = siteZoom.changed().connect([this](const std::string& site) {
-    if (SiteZoom::site(webView_->url()) == site) applySiteZoom();
+    if (SiteZoom::site(savedURL()) == site) applySiteZoom();
   });
   applySiteZoom();
 }
 
 void Page::setZoom(double level) {
-  webView_->setZoom(level);
+  webView().setZoom(level);
   if (!siteZoom_) return;
   if (auto site = SiteZoom::site(webView_->url())) siteZoom_->set(level, *site, isPrivate());
 }
 
 void Page::applySiteZoom() {
   if (!siteZoom_) return;
-  if (auto site = SiteZoom::site(webView_->url())) webView_->setZoom(siteZoom_->level(*site, isPrivate()));
+  auto site = SiteZoom::site(webView_ ? webView_->url() : savedURL());
+  if (!site) return;
+  keptZoom_ = siteZoom_->level(*site, isPrivate());
+  if (webView_) webView_->setZoom(keptZoom_);
 }
 
 void Page::restore(const Url& restoredURL, const std::string& restoredTitle, std::optional<std::string> navigation) {
@@ -149,7 +216,7 @@ void Page::loadIfPending() {
   auto navigation = std::move(pendingNavigation);
   pendingURL.reset();
   pendingNavigation.reset();
-  bool restored = navigation && !navigation->empty() && webView_->restoreSessionState(*navigation);
+  bool restored = navigation && !navigation->empty() && webView().restoreSessionState(*navigation);
   if (restored) {
     armTimeout(std::nullopt);
     webView_->goToCurrentItem();
@@ -161,7 +228,7 @@ void Page::loadIfPending() {
 }
 
 std::optional<std::string> Page::navigationState() const {
-  if (pendingURL) return pendingNavigation;
+  if (pendingURL || !webView_) return pendingNavigation;
   auto state = webView_->sessionState();
   if (state.empty()) return std::nullopt;
   return state;
@@ -264,7 +331,7 @@ void Page::webViewCrashed() {
   logLine("web page crashed; reloading " + (url.get() ? url.get()->str() : std::string("a blank page")));
   std::weak_ptr<Page> weak = weak_from_this();
   crashReload_ = scheduler_.post([weak] {
-    if (auto page = weak.lock()) page->webView_->reload();
+    if (auto page = weak.lock(); page && page->webView_) page->webView_->reload();
   });
 }
 
@@ -395,6 +462,7 @@ void Page::webViewFinishedNavigation() {
 }
 
 void Page::findIcon() {
+  if (!webView_) return;  // unloaded meanwhile
   auto current = webView_->url();
   if (!iconStore || !current || !current->hasHost()) return;
   if (current->scheme() != "http" && current->scheme() != "https") return;

@@ -27,16 +27,42 @@ class Split;
 // One tab around one web view. Mirrors the view's state into published
 // values the views draw, and reports what the browser must know through
 // closures the browser installs when it makes the page.
+//
+// A page that is not on screen need not own a view: restored and unloaded
+// pages keep their address, title, back/forward list and zoom, and make
+// their view from the maker the browser gave them when first asked for it.
 class Page : public WebViewEvents, public std::enable_shared_from_this<Page> {
  public:
-  Page(std::unique_ptr<WebViewPort> webView, Scheduler& scheduler);
+  // Makes a view for the page's data store, with the browser's configuration.
+  using ViewMaker = std::function<std::unique_ptr<WebViewPort>(const std::shared_ptr<DataStore>& store)>;
+
+  // A live page around a view the engine already made.
+  Page(std::unique_ptr<WebViewPort> webView, Scheduler& scheduler, ViewMaker makeView = nullptr);
+  // A page without a view yet; it keeps `store` (and so a private store's
+  // cookies) for the view it makes later.
+  Page(std::shared_ptr<DataStore> store, ViewMaker makeView, Scheduler& scheduler);
   ~Page() override;
   Page(const Page&) = delete;
   Page& operator=(const Page&) = delete;
 
-  WebViewPort& webView() { return *webView_; }
-  const WebViewPort& webView() const { return *webView_; }
+  // The page's view, made now when the page has none: asking for it is
+  // what showing or loading a page does.
+  WebViewPort& webView();
+  // The view when the page has one; never makes it.
+  WebViewPort* liveView() { return webView_.get(); }
+  const WebViewPort* liveView() const { return webView_.get(); }
   bool isPrivate() const;
+  // No view, or a view that has not loaded what the page holds pending.
+  bool isUnloaded() const;
+  // Drops the view, keeping the address, back/forward list and zoom as
+  // pending; loadIfPending brings them back in a new view.
+  void unload();
+  // Whether the page can be unloaded without losing anything: no typed
+  // input or fullscreen element in any frame, no audio playing. Answers
+  // asynchronously, never after the page is gone.
+  void isIdle(std::function<void(bool idle)> done);
+  // The zoom level of the view, or the one kept while there is none.
+  double zoom() const;
 
   // Closures set once by the browser. Unset ones are simply not called.
   std::function<bool(std::unique_ptr<WebViewPort>)> openWindow;
@@ -193,6 +219,10 @@ class Page : public WebViewEvents, public std::enable_shared_from_this<Page> {
   // Whether the last hovered link was in a subframe.
   bool hoveredInSubframe_ = false;
   std::shared_ptr<bool> alive_ = std::make_shared<bool>(true);
+  void setUp();
+  std::shared_ptr<DataStore> store_;
+  ViewMaker makeView_;
+  double keptZoom_ = 1.0;
   std::unique_ptr<WebViewPort> webView_;
   Scheduler& scheduler_;
   TaskHandle crashReload_;

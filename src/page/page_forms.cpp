@@ -49,6 +49,11 @@ void Page::noteFormFrame(uint64_t frame, const std::string& frameURL, bool hasLo
 
 void Page::fill(const std::optional<std::string>& username, const std::optional<std::string>& password,
                 uint64_t frame, const std::string& host, std::function<void(FillResult)> done) {
+  // A page without a view (restored, unloaded) has no form to fill.
+  if (!webView_) {
+    if (done) done(FillResult{});
+    return;
+  }
   nlohmann::json arguments = nlohmann::json::array({orNull(username), orNull(password), host});
   std::string script = formCall(scripts::resource("fill.js"), arguments);
   for (auto& value : arguments)
@@ -66,6 +71,10 @@ void Page::fill(const std::optional<std::string>& username, const std::optional<
 
 void Page::oneTimeCodeField(const std::optional<std::string>& code, uint64_t frame, const std::string& host,
                             std::function<void(bool)> done) {
+  if (!webView_) {
+    if (done) done(false);
+    return;
+  }
   nlohmann::json arguments = nlohmann::json::array({orNull(code), host});
   std::string script = formCall(scripts::resource("one_time_code.js"), arguments);
   for (auto& value : arguments)

@@ -199,6 +199,11 @@ class WebViewPort {
   // the page's own, and calls back with its JSON result or an error text.
   virtual void evaluate(const std::string& script, uint64_t frameID, bool isolated,
                         std::function<void(std::optional<nlohmann::json> result, std::string error)> done) = 0;
+  // Runs a script in every frame of the page and calls back with each
+  // frame's JSON result (main frame first), or an error text when the page
+  // could not be asked.
+  virtual void evaluateInEveryFrame(const std::string& script, bool isolated,
+                                    std::function<void(std::vector<nlohmann::json> results, std::string error)> done) = 0;
 
   virtual void focus() = 0;
   // Shows the desktop's print dialog for the page.

@@ -332,7 +332,7 @@ void HistoryRecords::setStats(uint32_t position, const HistoryEntry& entry) {
 }
 
 // Appends the record's haystack (and its path, if stored here) to the buffer.
-void HistoryRecords::storeText(uint32_t position) {
+void HistoryRecords::storeText(uint32_t position, bool fresh) {
   Cold& c = cold_[position];
   std::string path;
   if (c.ownPath) path = std::string(pathAndQuery(position));
@@ -351,7 +351,7 @@ void HistoryRecords::storeText(uint32_t position) {
   }
   PairSet pairs;
   pairs.add(folded);
-  pairs_.clear(position);
+  if (!fresh) pairs_.clear(position);
   pairs_.set(position, pairs);
 }
 
@@ -399,7 +399,7 @@ void HistoryRecords::put(EntryPtr entry) {
     haystacks_ += path;
     wasted_ += path.size();
   }
-  storeText(p);
+  storeText(p, true);
   tableInsert(p);
   if (indexed_) {
     reindex(p);

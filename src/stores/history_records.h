@@ -149,7 +149,8 @@ class HistoryRecords {
   static constexpr uint32_t kNone = UINT32_MAX;
 
   void setStats(uint32_t position, const HistoryEntry& entry);
-  void storeText(uint32_t position);
+  // A fresh position past the old end has no pair bits to clear.
+  void storeText(uint32_t position, bool fresh = false);
   uint32_t storedSize(const Cold& c) const { return c.haystack.size + (c.ownPath ? c.pathAndQuery.size : 0); }
   void compactIfWasteful();
   void repack();

@@ -263,6 +263,22 @@ TEST(HistoryFile, DecodingIsAllOrNothing) {
   ASSERT_EQ(other->size(), 1u);
   EXPECT_EQ((*other)[0].visits, 3);
   EXPECT_EQ((*other)[0].lastVisited, 5.0);
+
+  // The file as written here takes the fast reader; these are the ways it
+  // can be almost that and must still be refused or read alike.
+  const std::string entry = R"({"url":"https://a.example/","title":"A","visits":2,"lastVisited":7})";
+  EXPECT_FALSE(decodeHistory("[" + entry + "] x")) << "text after the array";
+  EXPECT_FALSE(decodeHistory("[" + entry + ",]"));
+  EXPECT_FALSE(decodeHistory("[" + entry));
+  EXPECT_FALSE(decodeHistory(R"([{"url":"https://a.example/","title":"\ud800","visits":1,"lastVisited":1}])"));
+  auto escaped =
+      decodeHistory(R"([{"url":"https://a.example/","title":"caf\u00e9 \ud83d\ude00 \"q\"","visits":2,"lastVisited":7.5},)"
+                    R"({"url":"https://a.example/","title":"again","visits":4,"lastVisited":8,"visits":5}])");
+  ASSERT_TRUE(escaped);
+  ASSERT_EQ(escaped->size(), 2u);
+  EXPECT_EQ((*escaped)[0].title, "caf\u00e9 \U0001F600 \"q\"");
+  EXPECT_EQ((*escaped)[0].lastVisited, 7.5);
+  EXPECT_EQ((*escaped)[1].visits, 5) << "a repeated key: the last one counts";
 }
 
 TEST(HistoryFile, EncodingSurvivesAnyTitle) {

@@ -248,6 +248,15 @@ void FakeWebView::evaluate(const std::string& script, uint64_t frameID, bool iso
     done(std::nullopt, std::string());
 }
 
+void FakeWebView::evaluateInEveryFrame(const std::string& script, bool isolated, EveryFrameDone done) {
+  Evaluation evaluation{script, 0, isolated};
+  evaluations.push_back(evaluation);
+  if (everyFrameEvaluator)
+    everyFrameEvaluator(evaluation, std::move(done));
+  else if (done)
+    done(frameAnswers, std::string());
+}
+
 void FakeWebView::emitMessage(const FrameMessage& message) {
   emit([&](WebViewEvents& e) { e.webViewMessage(message); });
 }

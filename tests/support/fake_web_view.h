@@ -53,6 +53,7 @@ class FakeWebView final : public WebViewPort {
     bool isolated = true;
   };
   using EvaluationDone = std::function<void(std::optional<nlohmann::json>, std::string)>;
+  using EveryFrameDone = std::function<void(std::vector<nlohmann::json>, std::string)>;
 
   FakeWebView(FakeEngine* engine, ViewConfiguration configuration);
   ~FakeWebView() override;
@@ -88,6 +89,7 @@ class FakeWebView final : public WebViewPort {
     configuration_.filters = filters;
   }
   void evaluate(const std::string& script, uint64_t frameID, bool isolated, EvaluationDone done) override;
+  void evaluateInEveryFrame(const std::string& script, bool isolated, EveryFrameDone done) override;
   void focus() override { focusCount++; }
   void print() override { printCount++; }
 
@@ -113,6 +115,10 @@ class FakeWebView final : public WebViewPort {
   std::string pageText;
   // Answers evaluate(); unset, every script answers nothing and no error.
   std::function<void(const Evaluation&, EvaluationDone)> evaluator;
+  // Answers evaluateInEveryFrame(); unset, every frame answers at once with
+  // its value in frameAnswers (one frame answering null by default).
+  std::function<void(const Evaluation&, EveryFrameDone)> everyFrameEvaluator;
+  std::vector<nlohmann::json> frameAnswers{nullptr};
 
   // Navigations the page decided on, with its answers (once answered).
   struct Decision {

@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <ctime>
+#include <future>
 #include <string>
 #include <vector>
 
@@ -98,10 +99,25 @@ void QuilloApplication::on_startup() {
   // Only the user may read what Quillo keeps, also what older versions or
   // the web engine left readable to others.
   AppSupport::secureFolders();
+  // The session is read and parsed on a worker while the engine and the
+  // window are built; the history loads on a worker of its own.
+  auto session = std::async(std::launch::async, [] { return Session::read(); });
   settings_ = std::make_unique<Settings>(Settings::defaultFile());
   engine_ = std::make_unique<WebKitEngine>();
   browser_ = std::make_unique<Browser>(*engine_, scheduler_);
   history_ = std::make_unique<History>(scheduler_);
+  // The stored block lists are looked up meanwhile too; the first page
+  // loads once they are installed.
+  filterStore_ = std::make_unique<WebKitFilterStore>();
+  // QUILLO_EASYPRIVACY_URL points updates at another copy (tests, mirrors).
+  const char* source = g_getenv("QUILLO_EASYPRIVACY_URL");
+  blockLists_ = std::make_unique<BlockLists>(*filterStore_, *settings_, scheduler_, nullptr,
+                                             source && *source ? source : EasyPrivacy::defaultSource);
+  blockLists_->installed().connect([this](const auto&) { browser_->installBlockLists(blockLists_->lists()); });
+  blockLists_->isSettled.changed().connect([this] {
+    if (blockLists_->isSettled.get()) browser_->settleBlockLists();
+  });
+  blockLists_->start();
   clipboard_ = std::make_unique<DesktopClipboard>();
   browser_->attach(*history_);
   browser_->attach(*settings_);
@@ -146,28 +162,27 @@ void QuilloApplication::on_startup() {
       else browser_->show("Quillo is now the default browser");
     });
   };
-  // QUILLO_REPORT_STARTUP=1 prints how long the window took to show.
+  // QUILLO_REPORT_STARTUP=1 prints how long the window took to show, and
+  // when the palette is ready for typing: the window is up and everything
+  // start-up queued on the main loop has run, so a key is handled at once.
   if (g_getenv("QUILLO_REPORT_STARTUP"))
     window_->signal_map().connect([] {
       Glib::signal_idle().connect_once([] {
         g_printerr("quillo: window shown %.0f ms after start\n", (g_get_monotonic_time() - processStart()) / 1000.0);
+        Glib::signal_idle().connect_once(
+            [] {
+              g_printerr("quillo: palette ready for typing %.0f ms after start\n",
+                         (g_get_monotonic_time() - processStart()) / 1000.0);
+            },
+            Glib::PRIORITY_LOW);
       });
     });
-  // Pins first, so restored tabs find the pins they belong to.
+  // Pins first, so restored tabs find the pins they belong to. Restoring
+  // makes no web views: each page makes its own when first shown.
   browser_->loadPins();
-  browser_->restoreSession();
+  browser_->restoreSession(session.get());
+  if (browser_->isBlockListSettled.get()) browser_->showCurrent();
 
-  // The first page loads once the stored block lists are installed.
-  filterStore_ = std::make_unique<WebKitFilterStore>();
-  // QUILLO_EASYPRIVACY_URL points updates at another copy (tests, mirrors).
-  const char* source = g_getenv("QUILLO_EASYPRIVACY_URL");
-  blockLists_ = std::make_unique<BlockLists>(*filterStore_, *settings_, scheduler_, nullptr,
-                                             source && *source ? source : EasyPrivacy::defaultSource);
-  blockLists_->installed().connect([this](const auto&) { browser_->installBlockLists(blockLists_->lists()); });
-  blockLists_->isSettled.changed().connect([this] {
-    if (blockLists_->isSettled.get()) browser_->settleBlockLists();
-  });
-  blockLists_->start();
   // A week-old EasyPrivacy list is refreshed whenever the window comes back.
   window_->property_is_active().signal_changed().connect([this] {
     if (window_->is_active()) blockLists_->updateEasyPrivacyIfStale();

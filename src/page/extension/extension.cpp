@@ -101,7 +101,60 @@ WebKitUserMessage* evalReply(bool ok, const std::string& text) {
   return webkit_user_message_new(quillo::extension::kEvalInFrame, g_variant_new("(bs)", ok, text.c_str()));
 }
 
+// Runs a script in one frame; the result as JSON text, or the error.
+bool evaluateIn(WebKitFrame* frame, const char* script, bool isolated, std::string& result) {
+  JSCContext* context = isolated ? webkit_frame_get_js_context_for_script_world(frame, quilloWorld)
+                                 : webkit_frame_get_js_context(frame);
+  JSCValue* value = jsc_context_evaluate(context, script, -1);
+  std::string error;
+  char* json = nullptr;
+  if (JSCException* exception = jsc_context_get_exception(context)) {
+    error = jsc_exception_get_message(exception) ? jsc_exception_get_message(exception) : "the script failed";
+  } else if (!jsc_value_is_undefined(value)) {
+    json = jsc_value_to_json(value, 0);
+    if (JSCException* exception = jsc_context_get_exception(context))
+      error = jsc_exception_get_message(exception) ? jsc_exception_get_message(exception) : "no JSON result";
+  }
+  jsc_context_clear_exception(context);
+  result = error.empty() ? (json ? json : "null") : error;
+  g_free(json);
+  g_clear_object(&value);
+  g_object_unref(context);
+  return error.empty();
+}
+
+WebKitUserMessage* everyFrameReply(bool ok, const std::string& text) {
+  return webkit_user_message_new(quillo::extension::kEvalInEveryFrame, g_variant_new("(bs)", ok, text.c_str()));
+}
+
+void evaluateInEveryFrame(WebKitWebPage* page, WebKitUserMessage* message) {
+  GVariant* parameters = webkit_user_message_get_parameters(message);
+  if (!parameters || !g_variant_is_of_type(parameters, G_VARIANT_TYPE("(sb)"))) {
+    webkit_user_message_send_reply(message, everyFrameReply(false, "malformed request"));
+    return;
+  }
+  const char* script = nullptr;
+  gboolean isolated = FALSE;
+  g_variant_get(parameters, "(&sb)", &script, &isolated);
+  guint64 pageID = webkit_web_page_get_id(page);
+  std::string results = "[";
+  auto add = [&](WebKitFrame* frame) {
+    std::string result;
+    if (results.size() > 1) results += ",";
+    results += evaluateIn(frame, script, isolated, result) ? result : "null";
+  };
+  for (bool main : {true, false})
+    for (auto& [id, known] : frames)
+      if (known.pageID == pageID && bool(webkit_frame_is_main_frame(known.frame)) == main) add(known.frame);
+  results += "]";
+  webkit_user_message_send_reply(message, everyFrameReply(true, results));
+}
+
 gboolean receive(WebKitWebPage* page, WebKitUserMessage* message, gpointer) {
+  if (g_strcmp0(webkit_user_message_get_name(message), quillo::extension::kEvalInEveryFrame) == 0) {
+    evaluateInEveryFrame(page, message);
+    return TRUE;
+  }
   if (g_strcmp0(webkit_user_message_get_name(message), quillo::extension::kEvalInFrame) != 0) return FALSE;
   GVariant* parameters = webkit_user_message_get_parameters(message);
   if (!parameters || !g_variant_is_of_type(parameters, G_VARIANT_TYPE("(tsb)"))) {

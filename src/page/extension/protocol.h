@@ -24,5 +24,10 @@ inline constexpr char kEvalInFrame[] = "quillo-eval-in-frame";
 inline constexpr char kFrameLoaded[] = "quillo-frame-loaded";
 // Web process to view: a frame went away. Parameters "(t)": frame id.
 inline constexpr char kFrameGone[] = "quillo-frame-gone";
+// View to web process: run a script in every frame of the page. Parameters
+// "(sb)": script, whether to run it in the "quillo" world. Reply parameters
+// "(bs)": true and a JSON array of the frames' results (main frame first;
+// null for a frame whose script failed), or false and the error text.
+inline constexpr char kEvalInEveryFrame[] = "quillo-eval-in-every-frame";
 
 }  // namespace quillo::extension

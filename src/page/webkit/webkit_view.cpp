@@ -521,6 +521,61 @@ void WebKitView::evaluate(const std::string& script, uint64_t frameID, bool isol
       pending);
 }
 
+void WebKitView::evaluateInEveryFrame(const std::string& script, bool isolated,
+                                      std::function<void(std::vector<nlohmann::json>, std::string)> done) {
+  struct Asked {
+    WebKitView* view;
+    std::weak_ptr<bool> alive;
+    std::string script;
+    bool isolated;
+    std::function<void(std::vector<nlohmann::json>, std::string)> done;
+  };
+  auto* asked = new Asked{this, alive_, script, isolated, std::move(done)};
+  WebKitUserMessage* message = webkit_user_message_new(extension::kEvalInEveryFrame,
+                                                       g_variant_new("(sb)", script.c_str(), isolated ? TRUE : FALSE));
+  webkit_web_view_send_message_to_page(
+      view_, message, cancellable_,
+      [](GObject* source, GAsyncResult* result, gpointer data) {
+        std::unique_ptr<Asked> asked(static_cast<Asked*>(data));
+        GError* error = nullptr;
+        WebKitUserMessage* reply = webkit_web_view_send_message_to_page_finish(WEBKIT_WEB_VIEW(source), result, &error);
+        if (asked->alive.expired()) {
+          g_clear_error(&error);
+          g_clear_object(&reply);
+          return;
+        }
+        if (!reply) {
+          bool unhandled = error && error->domain == WEBKIT_USER_MESSAGE_ERROR &&
+                           error->code == WEBKIT_USER_MESSAGE_UNHANDLED_MESSAGE;
+          std::string text = error ? error->message : "the page did not answer";
+          g_clear_error(&error);
+          if (!unhandled) return asked->done({}, text);
+          // Without our extension only the main frame can be asked.
+          auto done = std::move(asked->done);
+          asked->view->evaluate(asked->script, 0, asked->isolated,
+                                [done](std::optional<nlohmann::json> value, std::string why) {
+                                  if (!value) return done({}, why);
+                                  done({std::move(*value)}, "");
+                                });
+          return;
+        }
+        GVariant* parameters = webkit_user_message_get_parameters(reply);
+        gboolean ok = FALSE;
+        const char* text = "";
+        if (parameters && g_variant_is_of_type(parameters, G_VARIANT_TYPE("(bs)")))
+          g_variant_get(parameters, "(b&s)", &ok, &text);
+        else
+          text = "the page's answer is malformed";
+        std::string answer = text;
+        g_object_unref(reply);
+        if (!ok) return asked->done({}, answer);
+        auto parsed = nlohmann::json::parse(answer, nullptr, false);
+        if (!parsed.is_array()) return asked->done({}, "the page's answer is not a list");
+        asked->done(std::vector<nlohmann::json>(parsed.begin(), parsed.end()), "");
+      },
+      asked);
+}
+
 bool WebKitView::receiveMessage(WebKitUserMessage* message) {
   if (noteFrame(frames_, message)) return true;
   if (g_strcmp0(webkit_user_message_get_name(message), extension::kPost) != 0) return false;

@@ -64,6 +64,8 @@ class WebKitView final : public WebViewPort {
 
   void evaluate(const std::string& script, uint64_t frameID, bool isolated,
                 std::function<void(std::optional<nlohmann::json>, std::string)> done) override;
+  void evaluateInEveryFrame(const std::string& script, bool isolated,
+                            std::function<void(std::vector<nlohmann::json>, std::string)> done) override;
 
   void focus() override;
   void print() override;

@@ -1,0 +1,153 @@
+// Idle unloading on the real engine: typing in a cross-origin frame keeps a
+// page, an unloaded page gives up its web process and comes back with its
+// back/forward list when shown again.
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <fstream>
+#include <map>
+#include <set>
+
+#include "engine/support/engine_support.h"
+#include "engine/support/journey.h"
+
+namespace quillo::test {
+namespace {
+
+using namespace std::chrono_literals;
+
+// Web processes started for this test program: descendants of this process
+// (through the sandbox's helpers) named WebKitWebProcess.
+std::set<int> webProcesses() {
+  std::map<int, int> parentOf;
+  std::set<int> web;
+  for (auto& entry : std::filesystem::directory_iterator("/proc")) {
+    auto name = entry.path().filename().string();
+    if (name.find_first_not_of("0123456789") != std::string::npos) continue;
+    std::ifstream stat(entry.path() / "stat");
+    std::string text((std::istreambuf_iterator<char>(stat)), {});
+    auto close = text.rfind(')');
+    auto open = text.find('(');
+    if (close == std::string::npos || open == std::string::npos) continue;
+    int pid = std::stoi(name);
+    std::string command = text.substr(open + 1, close - open - 1);
+    int parent = 0;
+    char state = 0;
+    if (sscanf(text.c_str() + close + 2, "%c %d", &state, &parent) != 2 || state == 'Z') continue;
+    parentOf[pid] = parent;
+    if (command.rfind("WebKitWebProces", 0) == 0) web.insert(pid);
+  }
+  std::set<int> ours;
+  for (int pid : web)
+    for (int p = pid; p > 1; p = parentOf.count(p) ? parentOf[p] : 0)
+      if (p == getpid()) {
+        ours.insert(pid);
+        break;
+      }
+  return ours;
+}
+
+bool anyGone(const std::set<int>& before) {
+  auto now = webProcesses();
+  for (int pid : before)
+    if (!now.count(pid)) return true;
+  return false;
+}
+
+class IdleJourney : public Journey {
+ protected:
+  void SetUp() override {
+    Journey::SetUp();
+    if (IsSkipped()) return;
+    framed.html("/form", "<!doctype html><title>inner</title><form><input id=name value='preset'>"
+                         "<input type=checkbox id=box><textarea id=notes>kept</textarea></form>"
+                         "<script>addEventListener('message', e => { if (e.data === 'focus') "
+                         "document.getElementById('name').focus(); });</script>");
+    server.html("/outer", "<!doctype html><title>Outer page</title><iframe src='" + framed.url("/form") + "'></iframe>");
+    server.html("/one", "<!doctype html><title>One</title><p>one</p>");
+    server.html("/two", "<!doctype html><title>Two</title><p>two</p>");
+  }
+  // Makes the page look shown two hours ago.
+  void ageHidden(const PagePtr& page) { page->lastShown = std::chrono::system_clock::now() - 2h; }
+  std::optional<bool> askIdle(const PagePtr& page) {
+    std::optional<bool> answer;
+    page->isIdle([&](bool idle) { answer = idle; });
+    waitFor([&] { return answer.has_value(); });
+    return answer;
+  }
+
+  TestServer framed{"127.0.0.2"};
+};
+
+TEST_F(IdleJourney, TypingIntoAFrameKeepsThePageAndDefaultsDoNot) {
+  auto outer = openPage("/outer");
+  ASSERT_TRUE(waitFor([&] { return pageScript(outer, "frames.length") == "1"; }));
+  auto plain = openPage("/one");
+  // Back to the framed page; its field gets the keyboard and real keys.
+  key("ctrl+grave");
+  ASSERT_TRUE(waitFor([&] { return browser->current() == outer && pageHasFocus(); }));
+  ASSERT_EQ(askIdle(outer), std::optional<bool>(true)) << "a form holding only its defaults";
+  pageScript(outer, "frames[0].postMessage('focus', '*'); ''");
+  runFor(300ms);
+  type("x");
+  key("ctrl+grave");
+  ASSERT_TRUE(waitFor([&] { return browser->current() == plain; }));
+
+  // The keys reached the field inside the frame, which every-frame scripts see.
+  std::vector<nlohmann::json> values;
+  bool answered = false;
+  outer->webView().evaluateInEveryFrame("document.getElementById('name') && document.getElementById('name').value",
+                                        false, [&](std::vector<nlohmann::json> results, std::string) {
+                                          values = std::move(results);
+                                          answered = true;
+                                        });
+  ASSERT_TRUE(waitFor([&] { return answered; }));
+  ASSERT_EQ(values.size(), 2u);
+  ASSERT_TRUE(values[1].is_string());
+  EXPECT_NE(values[1], "preset");
+  EXPECT_NE(values[1].get<std::string>().find('x'), std::string::npos) << values[1];
+
+  ageHidden(outer);
+  ASSERT_EQ(askIdle(outer), std::optional<bool>(false)) << "text typed into the cross-origin frame";
+  browser->unloadIdlePages();
+  runFor(500ms);
+  EXPECT_FALSE(outer->isUnloaded());
+  EXPECT_NE(outer->liveView(), nullptr);
+}
+
+TEST_F(IdleJourney, UnloadedPagesLetTheirProcessesGoAndComeBackWithTheirHistory) {
+  auto page = openPage("/one");
+  page->load(*Url::parse(url("/two")));
+  ASSERT_TRUE(waitFor([&] { return page->title.get() == "Two"; }));
+  auto second = openPage("/one");
+  auto current = openPage("/one");
+  ASSERT_TRUE(waitFor([&] { return webProcesses().size() >= 3; }));
+  auto before = webProcesses();
+
+  ageHidden(page);
+  ageHidden(second);
+  browser->unloadIdlePages();
+  ASSERT_TRUE(waitFor([&] { return page->isUnloaded() && second->isUnloaded(); }));
+  EXPECT_EQ(page->liveView(), nullptr);
+  EXPECT_FALSE(current->isUnloaded());
+  // WebKit may keep one emptied process as a spare for the next page; the
+  // other two pages' processes cannot both stay.
+  EXPECT_TRUE(waitFor([&] { return anyGone(before); }, 20s))
+      << webProcesses().size() << " web processes, " << before.size() << " before";
+  EXPECT_EQ(page->displayTitle(), "Two");
+
+  // Shown again with the keys: the second address, with the first behind it.
+  browser->select(second);
+  browser->select(current);
+  key("ctrl+shift+grave");
+  ASSERT_TRUE(waitFor([&] { return browser->current() == page && page->title.get() == "Two"; }));
+  EXPECT_EQ(address(), url("/two"));
+  ASSERT_TRUE(waitFor([&] { return page->canGoBack.get(); }));
+  key("alt+Left");
+  EXPECT_TRUE(waitFor([&] { return page->title.get() == "One" && address() == url("/one"); }));
+  EXPECT_TRUE(waitFor([&] { return page->canGoForward.get(); }));
+}
+
+}  // namespace
+}  // namespace quillo::test
