@@ -8,6 +8,7 @@
 #include "chrome/gtk/browser_window.h"
 #include "core/browser.h"
 #include "engine/support/engine_support.h"
+#include "engine/support/journey.h"
 #include "page/webkit/webkit_engine.h"
 #include "support/test_server.h"
 
@@ -16,18 +17,6 @@ namespace {
 
 using namespace std::chrono_literals;
 
-void press(const std::string& arguments) {
-  gchar** argv = nullptr;
-  g_shell_parse_argv(("xdotool " + arguments).c_str(), nullptr, &argv, nullptr);
-  GPid pid = 0;
-  ASSERT_TRUE(g_spawn_async(nullptr, argv, nullptr, GSpawnFlags(G_SPAWN_SEARCH_PATH | G_SPAWN_DO_NOT_REAP_CHILD),
-                            nullptr, nullptr, &pid, nullptr));
-  g_strfreev(argv);
-  bool exited = false;
-  g_child_watch_add(pid, [](GPid, int, gpointer done) { *static_cast<bool*>(done) = true; }, &exited);
-  ASSERT_TRUE(runUntil([&] { return exited; }, 10s));
-  runFor(150ms);
-}
 
 // Drawn widgets under root with this accessible role, depth first.
 void collect(GtkWidget* root, GtkAccessibleRole role, std::vector<GtkWidget*>& out) {
@@ -54,7 +43,7 @@ class LoadErrorJourney : public ::testing::Test {
     window->set_default_size(1000, 700);
     window->present();
     ASSERT_TRUE(runUntil([&] { return window->get_mapped(); }));
-    press("mousemove 500 400");
+    ASSERT_TRUE(xdotool("mousemove 500 400"));
     auto page = browser->makePage(false);
     page->load(*Url::parse(server.url("/start.html")));
     browser->add(page, true);
@@ -86,9 +75,9 @@ class LoadErrorJourney : public ::testing::Test {
 TEST_F(LoadErrorJourney, AClosedPortShowsTheErrorTryAgainByKeyboardAndNoHistory) {
   int port = TestServer().port();  // closed again at once
   std::string typed = "127.0.0.1:" + std::to_string(port) + "/nothing-here";
-  press("key ctrl+e");
-  press("type --delay 40 " + typed);
-  press("key Return");
+  ASSERT_TRUE(xdotool("key ctrl+e"));
+  ASSERT_TRUE(xdotool("type --delay 40 " + typed));
+  ASSERT_TRUE(xdotool("key Return"));
   auto page = browser->current();
   ASSERT_TRUE(runUntil([&] { return page->loadError.get().has_value(); }, 10s));
   runFor(200ms);
@@ -113,7 +102,7 @@ TEST_F(LoadErrorJourney, AClosedPortShowsTheErrorTryAgainByKeyboardAndNoHistory)
   page->loadError.changed().connect([&] {
     if (!page->loadError.get()) ++attempts;
   });
-  press("key Return");
+  ASSERT_TRUE(xdotool("key Return"));
   ASSERT_TRUE(runUntil([&] { return attempts == 1 && page->loadError.get().has_value(); }, 10s))
       << "tried again and failed again";
   EXPECT_EQ(page->loadError.get()->url, Url::parse("http://" + typed));

@@ -9,6 +9,7 @@
 #include <fstream>
 
 #include "engine/support/engine_support.h"
+#include "engine/support/journey.h"
 #include "page/app_links.h"
 #include "page/page.h"
 #include "palette/sources.h"
@@ -28,18 +29,6 @@ std::string readFile(const std::filesystem::path& path) {
   return std::string(std::istreambuf_iterator<char>(in), {});
 }
 
-// Runs xdotool without blocking the loop, and waits for it.
-void xdotool(const std::string& arguments) {
-  gchar** argv = nullptr;
-  g_shell_parse_argv(("xdotool " + arguments).c_str(), nullptr, &argv, nullptr);
-  GPid pid = 0;
-  ASSERT_TRUE(g_spawn_async(nullptr, argv, nullptr, GSpawnFlags(G_SPAWN_SEARCH_PATH | G_SPAWN_DO_NOT_REAP_CHILD),
-                            nullptr, nullptr, &pid, nullptr));
-  g_strfreev(argv);
-  bool exited = false;
-  g_child_watch_add(pid, [](GPid, int, gpointer done) { *static_cast<bool*>(done) = true; }, &exited);
-  ASSERT_TRUE(runUntil([&] { return exited; }, 10s));
-}
 
 class Navigation : public ::testing::Test {
  protected:
@@ -195,11 +184,11 @@ class Clicks : public Navigation {
     windowWith(dynamic_cast<WebKitView&>(page_->webView()).widget());
     page_->load(mustParse(server_.url("/")));
     ASSERT_TRUE(loaded(page_, "links"));
-    xdotool("mousemove 300 300");
+    ASSERT_TRUE(xdotool("mousemove 300 300"));
     runFor(100ms);
   }
   void TearDown() override {
-    xdotool("keyup ctrl alt");
+    ASSERT_TRUE(xdotool("keyup ctrl alt"));
     Navigation::TearDown();
   }
   std::shared_ptr<Page> page_;
@@ -207,9 +196,9 @@ class Clicks : public Navigation {
 };
 
 TEST_F(Clicks, CtrlClickAndMiddleClickOpenInTheBackground) {
-  xdotool("keydown ctrl click 1 keyup ctrl");
+  ASSERT_TRUE(xdotool("keydown ctrl click 1 keyup ctrl"));
   ASSERT_TRUE(runUntil([&] { return background_.size() == 1; }, 5s));
-  xdotool("click 2");
+  ASSERT_TRUE(xdotool("click 2"));
   ASSERT_TRUE(runUntil([&] { return background_.size() == 2; }, 5s));
   EXPECT_EQ(background_[0], server_.url("/target"));
   EXPECT_EQ(background_[1], server_.url("/target"));
@@ -218,10 +207,10 @@ TEST_F(Clicks, CtrlClickAndMiddleClickOpenInTheBackground) {
 }
 
 TEST_F(Clicks, CtrlAltClickOpensBesideAndAltClickDownloads) {
-  xdotool("keydown ctrl keydown alt click 1 keyup alt keyup ctrl");
+  ASSERT_TRUE(xdotool("keydown ctrl keydown alt click 1 keyup alt keyup ctrl"));
   ASSERT_TRUE(runUntil([&] { return beside_.size() == 1; }, 5s));
   EXPECT_TRUE(background_.empty());
-  xdotool("keydown alt click 1 keyup alt");
+  ASSERT_TRUE(xdotool("keydown alt click 1 keyup alt"));
   ASSERT_TRUE(runUntil([&] { return downloads_.size() == 1; }, 5s));
   auto saved = [&] {
     for (auto& file : std::filesystem::directory_iterator(folder_))
@@ -274,7 +263,7 @@ TEST_F(Clicks, AFramesOwnLinkToAnotherProgramIsDroppedAndAClickedOneAsks) {
   EXPECT_EQ(apps.lookedUp, 0);
   EXPECT_TRUE(apps.opened.empty());
 
-  xdotool("mousemove 300 300 click 1");
+  ASSERT_TRUE(xdotool("mousemove 300 300 click 1"));
   ASSERT_TRUE(runUntil([&] { return alerts.asked.size() == 1; }, 5s));
   EXPECT_EQ(alerts.asked[0].message, "Open Mail?");
   EXPECT_EQ(apps.opened, std::vector<std::string>{"mailto:someone@shop.example"});

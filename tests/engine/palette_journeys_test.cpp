@@ -248,13 +248,13 @@ TEST_F(PaletteJourney, TabKeysCloseReopenCycleAndTheSessionFileFollows) {
   ASSERT_EQ(browser->pages->size(), 3u);
 
   // Ctrl held: each Tab moves down the recent tabs; releasing Ctrl chooses.
-  ASSERT_TRUE(xdotool({"keydown", "ctrl"}));
+  ASSERT_TRUE(xdotool("keydown ctrl"));
   key("Tab");
   ASSERT_TRUE(waitFor([&] { return listShown() && highlightIs(row("Beta page")); }));
   key("Tab");
   ASSERT_TRUE(waitFor([&] { return highlightIs(row("Alpha page")); }));
   EXPECT_EQ(address(), url("/gamma.html")) << "nothing chosen while Ctrl is held";
-  ASSERT_TRUE(xdotool({"keyup", "ctrl"}));
+  ASSERT_TRUE(xdotool("keyup ctrl"));
   EXPECT_TRUE(onPage("/alpha.html"));
 
   const auto session = AppSupport::file("session.json");

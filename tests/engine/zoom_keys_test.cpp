@@ -6,6 +6,7 @@
 #include "chrome/gtk/browser_window.h"
 #include "core/browser.h"
 #include "engine/support/engine_support.h"
+#include "engine/support/journey.h"
 #include "page/site_zoom.h"
 #include "page/webkit/webkit_engine.h"
 #include "support/temp_home.h"
@@ -16,20 +17,6 @@ namespace {
 
 using namespace std::chrono_literals;
 
-// Runs xdotool without blocking the main loop, so the window sees every key.
-bool press(const std::string& keys) {
-  gchar* argv[] = {const_cast<gchar*>("xdotool"), const_cast<gchar*>("key"), const_cast<gchar*>(keys.c_str()),
-                   nullptr};
-  GPid pid = 0;
-  if (!g_spawn_async(nullptr, argv, nullptr, GSpawnFlags(G_SPAWN_SEARCH_PATH | G_SPAWN_DO_NOT_REAP_CHILD), nullptr,
-                     nullptr, &pid, nullptr))
-    return false;
-  bool exited = false;
-  g_child_watch_add(pid, [](GPid, int, gpointer done) { *static_cast<bool*>(done) = true; }, &exited);
-  bool ok = test::runUntil([&] { return exited; }, 10s);
-  test::runFor(150ms);
-  return ok;
-}
 
 class ZoomKeys : public ::testing::Test {
  protected:
@@ -70,14 +57,14 @@ class ZoomKeys : public ::testing::Test {
 
 TEST_F(ZoomKeys, CtrlEqualsPlusMinusAndZero) {
   auto site = *SiteZoom::site(page->url.get());
-  ASSERT_TRUE(press("ctrl+equal"));
+  ASSERT_TRUE(test::xdotool("key ctrl+equal"));
   EXPECT_TRUE(zoomBecomes(1.1));
-  ASSERT_TRUE(press("ctrl+plus"));
+  ASSERT_TRUE(test::xdotool("key ctrl+plus"));
   EXPECT_TRUE(zoomBecomes(1.2));
   EXPECT_DOUBLE_EQ(zoom->level(site, false), 1.2);
-  ASSERT_TRUE(press("ctrl+minus"));
+  ASSERT_TRUE(test::xdotool("key ctrl+minus"));
   EXPECT_TRUE(zoomBecomes(1.1));
-  ASSERT_TRUE(press("ctrl+0"));
+  ASSERT_TRUE(test::xdotool("key ctrl+0"));
   EXPECT_TRUE(zoomBecomes(1.0));
   EXPECT_TRUE(zoom->saved().empty());
   EXPECT_EQ(browser->current(), page);

@@ -41,6 +41,15 @@ bool xdotool(const std::vector<std::string>& arguments) {
   return true;
 }
 
+bool xdotool(const std::string& arguments) {
+  gchar** argv = nullptr;
+  if (!g_shell_parse_argv(arguments.c_str(), nullptr, &argv, nullptr)) return false;
+  std::vector<std::string> words;
+  for (gchar** word = argv; *word; ++word) words.emplace_back(*word);
+  g_strfreev(argv);
+  return xdotool(words);
+}
+
 void Journey::SetUp() {
   if (!g_find_program_in_path("xdotool")) GTEST_SKIP() << "xdotool is not installed";
   // Rows are read through their accessible names, kept by GTK's test backend.
@@ -151,7 +160,7 @@ void Journey::drag(Gtk::Widget& widget, double x, double y, double toX, double t
   ASSERT_TRUE(nextFrames());
   ASSERT_TRUE(xdotool({"mousemove", "--window", id, endX, endY}));
   ASSERT_TRUE(nextFrames());
-  ASSERT_TRUE(xdotool({"mouseup", "1"}));
+  ASSERT_TRUE(xdotool("mouseup 1"));
   ASSERT_TRUE(nextFrames());
 }
 

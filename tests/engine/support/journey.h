@@ -22,6 +22,8 @@ namespace quillo::test {
 // waits until xdotool is done and the window has every event it sent,
 // without ever blocking the main loop (a blocked loop drops keys).
 bool xdotool(const std::vector<std::string>& arguments);
+// The same with the arguments as one line ("key ctrl+e", "type --delay 40 x").
+bool xdotool(const std::string& arguments);
 
 // The browser as a user meets it: the real window on the real engine, with
 // history, completion and session saving wired as the application wires
