@@ -4,13 +4,13 @@
 # still parses and that it lost no more than the last moments of changes.
 # Then damages session.json and sees the tabs come back from the copy of
 # the save before. Runs under tools/with-display.
-#   QUILLO_CRASH_ROUNDS (default 4), QUILLO_CRASH_SEED (default random)
+#   QUILLO_CRASH_ROUNDS (default 4), QUILLO_CRASH_RANDOM (default: from the clock)
 set -euo pipefail
 quillo=$1
 rounds=${QUILLO_CRASH_ROUNDS:-4}
-seed=${QUILLO_CRASH_SEED:-$(( $(date +%s) % 32768 ))}
-RANDOM=$seed
-echo "seed $seed, $rounds rounds"
+start=${QUILLO_CRASH_RANDOM:-$(( $(date +%s) % 32768 ))}
+RANDOM=$start
+echo "random start $start, $rounds rounds (QUILLO_CRASH_RANDOM=$start repeats it)"
 work=$(mktemp -d)
 trap 'kill -9 $(jobs -p) 2>/dev/null || true; rm -rf "$work"' EXIT
 data="$XDG_DATA_HOME/quillo"
