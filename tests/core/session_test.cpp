@@ -1,4 +1,8 @@
 #include <gtest/gtest.h>
+
+#include <limits>
+
+#include "core/date.h"
 #include <glib.h>
 
 #include <cstdlib>
@@ -229,3 +233,13 @@ TEST_F(SessionFile, EachSaveKeepsTheOneBeforeAndABadFileRestoresFromIt) {
 
 }  // namespace
 }  // namespace quillo
+
+// Found by fuzzing downloads.json: a date far past what the clock holds.
+TEST(StoredDates, OutOfRangeDatesAreClampedNotUndefined) {
+  using quillo::fromReferenceSeconds;
+  using quillo::toReferenceSeconds;
+  EXPECT_GT(toReferenceSeconds(fromReferenceSeconds(7.85e46)), 5e9);
+  EXPECT_LT(toReferenceSeconds(fromReferenceSeconds(-7.85e46)), -5e9);
+  EXPECT_NEAR(toReferenceSeconds(fromReferenceSeconds(785000000.5)), 785000000.5, 1e-3);
+  (void)fromReferenceSeconds(std::numeric_limits<double>::quiet_NaN());
+}
