@@ -10,6 +10,7 @@
 #include <thread>
 
 #include "core/log.h"
+#include "core/parallel.h"
 #include "core/save_delay.h"
 #include "stores/serial_queue.h"
 
@@ -84,26 +85,45 @@ History::~History() {
 
 History::Loaded History::load(const std::filesystem::path& file) {
   Loaded loaded;
-  gchar* contents = nullptr;
-  gsize length = 0;
+  // Mapped rather than read: the text is only read once, by the parser, and
+  // a 16 MB copy costs as much as a third of the parse.
   GError* error = nullptr;
-  if (!g_file_get_contents(file.c_str(), &contents, &length, &error)) {
+  GMappedFile* mapped = g_mapped_file_new(file.c_str(), FALSE, &error);
+  if (!mapped) {
     bool missing = error && g_error_matches(error, G_FILE_ERROR, G_FILE_ERROR_NOENT);
     g_clear_error(&error);
     loaded.status = missing ? AppSupport::ReadResult::Status::missing : AppSupport::ReadResult::Status::unreadable;
     return loaded;
   }
-  auto entries = decodeHistory(std::string_view(contents, length));
-  g_free(contents);
-  if (!entries) {
-    loaded.status = AppSupport::ReadResult::Status::unreadable;
-    return loaded;
+  std::unique_ptr<GMappedFile, decltype(&g_mapped_file_unref)> mapping(mapped, g_mapped_file_unref);
+  const char* contents = g_mapped_file_get_contents(mapped);
+  const std::size_t length = g_mapped_file_get_length(mapped);
+  // Entries are worked into records on the threads that decode them; a file
+  // in another form is read the careful way and then the same.
+  const std::string_view text(contents ? contents : "", contents ? length : 0);
+  std::vector<HistoryRecords::Chunk> chunks(kMaxChunks);
+  // Room for the most a chunk may get, so nothing is copied as it grows;
+  // what a chunk leaves untouched is never given memory.
+  for (auto& chunk : chunks) chunk.reserve(length / 100, length);
+  auto count = decodeHistoryChunks(text, [&](std::size_t chunk, HistoryEntry&& entry) {
+    chunks[chunk].add(std::make_shared<const HistoryEntry>(std::move(entry)));
+  });
+  if (count) {
+    chunks.resize(*count);
+  } else {
+    chunks.clear();
+    chunks.resize(1);
+    auto entries = decodeHistory(text);
+    if (!entries) {
+      loaded.status = AppSupport::ReadResult::Status::unreadable;
+      return loaded;
+    }
+    for (auto& entry : *entries) chunks[0].add(std::make_shared<const HistoryEntry>(std::move(entry)));
   }
+  mapping.reset();
   loaded.status = AppSupport::ReadResult::Status::ok;
-  loaded.records.reserve(entries->size());
   // A later duplicate replaces an earlier one.
-  for (auto& entry : *entries) loaded.records.put(std::make_shared<const HistoryEntry>(std::move(entry)));
-  entries.reset();
+  loaded.records.putAll(std::move(chunks));
   // Here rather than at the first keystroke on the main thread.
   loaded.records.prepare();
   // The file's text and the decoded list were freed on this thread; give
@@ -194,18 +214,17 @@ void History::scheduleSave() {
   pendingSave_ = scheduler_.after(saveDelay(now, firstUnsavedChange_, kSaveDelay), [this] { save(); });
 }
 
-std::optional<std::vector<History::EntryPtr>> History::keptEntries() {
+std::optional<std::vector<const HistoryEntry*>> History::keptEntries() {
   pendingSave_.cancel();
   // Never before the file has been read: a partial history must not
   // replace the stored one.
   if (!isLoaded_) return std::nullopt;
   // The least recently visited are forgotten in memory too.
   if (records_.keepMostRecent(kMaxEntries)) changed_.emit();
-  // Only pointers are copied here; encoding happens on the writer thread.
-  std::vector<EntryPtr> entries;
-  entries.reserve(records_.size());
-  for (std::size_t i = 0; i < records_.size(); ++i) entries.push_back(records_.at(i));
-  return entries;
+  // Only plain pointers are copied here, without touching the entries;
+  // encoding happens on the writer thread, and the records hold on to what
+  // they let go of until the write is done.
+  return records_.entries();
 }
 
 void History::save() {
@@ -216,13 +235,15 @@ void History::saveNow() {
   if (auto entries = keptEntries()) write(std::move(*entries), true);
 }
 
-void History::write(std::vector<EntryPtr> entries, bool waitUntilWritten) {
+void History::write(std::vector<const HistoryEntry*> entries, bool waitUntilWritten) {
   // An unreadable file stays as it is until there is something of the
   // user's to write, and is then kept aside rather than overwritten.
   if (fileUnreadable_ && !changedByUser_) return;
   bool keepAsideFirst = fileUnreadable_;
   fileUnreadable_ = false;
   ++link_->writesInFlight;
+  ++writesUnfinished_;
+  records_.holdReleased(true);
   auto job = [link = link_, file = file_, keepAsideFirst, entries = std::move(entries)] {
     bool asideFailed = false, ok = false;
     std::error_code ec;
@@ -242,6 +263,7 @@ void History::write(std::vector<EntryPtr> entries, bool waitUntilWritten) {
 }
 
 void History::writeFinished(bool ok, bool keptAsideFailed) {
+  if (--writesUnfinished_ == 0) records_.holdReleased(false);
   if (keptAsideFailed) fileUnreadable_ = true;  // try again at the next change
   written_.emit(ok);
 }

@@ -77,8 +77,8 @@ class History {
   void didChange();
   void scheduleSave();
   void save();
-  std::optional<std::vector<EntryPtr>> keptEntries();
-  void write(std::vector<EntryPtr> entries, bool waitUntilWritten);
+  std::optional<std::vector<const HistoryEntry*>> keptEntries();
+  void write(std::vector<const HistoryEntry*> entries, bool waitUntilWritten);
   void finishLoading(Loaded loaded);
   void writeFinished(bool ok, bool keptAsideFailed);
   std::vector<HistoryEntry> entriesAt(const std::vector<uint32_t>& positions) const;
@@ -95,6 +95,7 @@ class History {
   // write, and not written at all unless the user changed something.
   bool fileUnreadable_ = false;
   bool changedByUser_ = false;
+  int writesUnfinished_ = 0;  // writes whose finish has not reached this thread
   std::shared_ptr<Link> link_;
   sigc::signal<void()> changed_;
   sigc::signal<void(bool)> written_;

@@ -4,9 +4,14 @@
 #include <nlohmann/json.hpp>
 #include <simdjson.h>
 
+#include <atomic>
 #include <charconv>
 #include <cmath>
+#include <cstring>
+#include <thread>
 #include <memory>
+
+#include "core/parallel.h"
 
 namespace quillo {
 namespace {
@@ -144,6 +149,10 @@ std::string encodeHistory(const std::vector<std::shared_ptr<const HistoryEntry>>
   return encode(entries, [](const auto& e) -> const HistoryEntry& { return *e; });
 }
 
+std::string encodeHistory(const std::vector<const HistoryEntry*>& entries) {
+  return encode(entries, [](const HistoryEntry* e) -> const HistoryEntry& { return *e; });
+}
+
 namespace {
 
 // Reads the entries straight from the parser's events: a full JSON tree of
@@ -256,48 +265,151 @@ namespace {
 // a whole visit count and a number for the date. Anything else (other
 // keys, a count written as 3.0, a damaged file) is left to the careful
 // reader below, which decides; so both read every file alike.
-std::optional<std::vector<HistoryEntry>> decodeCommonForm(std::string_view text) {
+std::optional<HistoryEntry> decodeCommonEntry(simdjson::dom::element element) {
+  using namespace simdjson;
+  dom::object object;
+  if (element.get_object().get(object)) return std::nullopt;
+  std::optional<Url> url;
+  std::optional<std::string_view> title;
+  std::optional<int64_t> visits;
+  std::optional<double> lastVisited;
+  for (dom::key_value_pair field : object) {
+    if (field.key == "url") {
+      std::string_view address;
+      if (field.value.get_string().get(address)) return std::nullopt;
+      url = Url::parse(address);
+      if (!url) return std::nullopt;
+    } else if (field.key == "title") {
+      std::string_view name;
+      if (field.value.get_string().get(name)) return std::nullopt;
+      title = name;
+    } else if (field.key == "visits") {
+      int64_t count = 0;
+      if (field.value.get_int64().get(count)) return std::nullopt;
+      visits = count;
+    } else if (field.key == "lastVisited") {
+      double seconds = 0;
+      if (field.value.get_double().get(seconds)) return std::nullopt;
+      lastVisited = seconds;
+    } else {
+      return std::nullopt;
+    }
+  }
+  if (!url || !title || !visits || !lastVisited) return std::nullopt;
+  return HistoryEntry{std::move(*url), std::string(*title), *visits, *lastVisited};
+}
+
+}  // namespace
+
+namespace {
+
+// Below this size one thread parses the file faster than several.
+constexpr std::size_t kCutFrom = 1 << 20;
+
+// The whole text parsed at once, its entries then read on several threads.
+std::optional<std::size_t> decodeWhole(std::string_view json,
+                                       const std::function<void(std::size_t, HistoryEntry&&)>& take) {
   using namespace simdjson;
   // The library picks the widest vector unit of this processor at run time.
   dom::parser parser;
   dom::element root;
-  if (parser.parse(padded_string(text.data(), text.size())).get(root)) return std::nullopt;
+  if (parser.parse(padded_string(json.data(), json.size())).get(root)) return std::nullopt;
   dom::array array;
   if (root.get_array().get(array)) return std::nullopt;
-  std::vector<HistoryEntry> entries;
-  entries.reserve(array.size());
-  for (dom::element element : array) {
-    dom::object object;
-    if (element.get_object().get(object)) return std::nullopt;
-    std::optional<Url> url;
-    std::optional<std::string_view> title;
-    std::optional<int64_t> visits;
-    std::optional<double> lastVisited;
-    for (dom::key_value_pair field : object) {
-      if (field.key == "url") {
-        std::string_view address;
-        if (field.value.get_string().get(address)) return std::nullopt;
-        url = Url::parse(address);
-        if (!url) return std::nullopt;
-      } else if (field.key == "title") {
-        std::string_view name;
-        if (field.value.get_string().get(name)) return std::nullopt;
-        title = name;
-      } else if (field.key == "visits") {
-        int64_t count = 0;
-        if (field.value.get_int64().get(count)) return std::nullopt;
-        visits = count;
-      } else if (field.key == "lastVisited") {
-        double seconds = 0;
-        if (field.value.get_double().get(seconds)) return std::nullopt;
-        lastVisited = seconds;
-      } else {
-        return std::nullopt;
+  // The parsed document is only read from here on, so its elements are
+  // turned into entries on several threads at once.
+  std::vector<dom::element> elements;
+  elements.reserve(array.size());
+  for (dom::element element : array) elements.push_back(element);
+  std::atomic<bool> failed{false};
+  const std::size_t chunks = inChunks(elements.size(), 10000, [&](std::size_t chunk, std::size_t begin, std::size_t end) {
+    for (std::size_t i = begin; i < end && !failed.load(std::memory_order_relaxed); ++i) {
+      auto entry = decodeCommonEntry(elements[i]);
+      if (!entry) {
+        failed = true;
+        return;
+      }
+      take(chunk, std::move(*entry));
+    }
+  });
+  if (failed) return std::nullopt;
+  return chunks;
+}
+
+// The text cut between entries into one array per thread, each parsed and
+// read on its own thread. A cut is made at the "," of a "},{"; should that
+// be inside a string, the piece before it ends inside that string and does
+// not parse, and the text is parsed whole instead.
+std::optional<std::size_t> decodeInPieces(std::string_view json,
+                                          const std::function<void(std::size_t, HistoryEntry&&)>& take) {
+  using namespace simdjson;
+  const std::size_t wanted = std::clamp<std::size_t>(std::thread::hardware_concurrency(), 1, kMaxChunks);
+  std::vector<std::size_t> commas;
+  for (std::size_t c = 1; c < wanted; ++c) {
+    auto at = json.find("},{", json.size() * c / wanted);
+    if (at == std::string_view::npos || (!commas.empty() && at + 1 <= commas.back())) break;
+    commas.push_back(at + 1);
+  }
+  const std::size_t pieces = commas.size() + 1;
+  if (pieces == 1) return decodeWhole(json, take);
+  struct Piece {
+    dom::parser parser;
+    dom::array array;
+    bool parsed = false;
+  };
+  std::vector<Piece> parsed(pieces);
+  inChunks(pieces, 1, [&](std::size_t, std::size_t first, std::size_t last) {
+    for (std::size_t c = first; c < last; ++c) {
+      const std::size_t from = c == 0 ? 0 : commas[c - 1] + 1;
+      const std::size_t to = c + 1 < pieces ? commas[c] : json.size();
+      const bool open = c > 0, close = c + 1 < pieces;
+      padded_string text(to - from + open + close);
+      char* out = text.data();
+      if (open) *out++ = '[';
+      std::memcpy(out, json.data() + from, to - from);
+      if (close) out[to - from] = ']';
+      dom::element root;
+      parsed[c].parsed = !parsed[c].parser.parse(text).get(root) && !root.get_array().get(parsed[c].array);
+    }
+  });
+  for (const auto& piece : parsed)
+    if (!piece.parsed) return decodeWhole(json, take);
+  std::atomic<bool> failed{false};
+  inChunks(pieces, 1, [&](std::size_t, std::size_t first, std::size_t last) {
+    for (std::size_t c = first; c < last; ++c) {
+      for (dom::element element : parsed[c].array) {
+        auto entry = failed.load(std::memory_order_relaxed) ? std::nullopt : decodeCommonEntry(element);
+        if (!entry) {
+          failed = true;
+          break;
+        }
+        take(c, std::move(*entry));
       }
     }
-    if (!url || !title || !visits || !lastVisited) return std::nullopt;
-    entries.push_back(HistoryEntry{std::move(*url), std::string(*title), *visits, *lastVisited});
-  }
+  });
+  if (failed) return std::nullopt;
+  return pieces;
+}
+
+}  // namespace
+
+std::optional<std::size_t> decodeHistoryChunks(std::string_view json,
+                                               const std::function<void(std::size_t, HistoryEntry&&)>& take) {
+  if (json.size() >= kCutFrom) return decodeInPieces(json, take);
+  return decodeWhole(json, take);
+}
+
+namespace {
+
+std::optional<std::vector<HistoryEntry>> decodeCommonForm(std::string_view text) {
+  std::vector<std::vector<HistoryEntry>> chunks(kMaxChunks);
+  auto count = decodeWhole(text, [&](std::size_t chunk, HistoryEntry&& entry) {
+    chunks[chunk].push_back(std::move(entry));
+  });
+  if (!count) return std::nullopt;
+  std::vector<HistoryEntry> entries = std::move(chunks[0]);
+  for (std::size_t c = 1; c < *count; ++c)
+    entries.insert(entries.end(), std::make_move_iterator(chunks[c].begin()), std::make_move_iterator(chunks[c].end()));
   return entries;
 }
 

@@ -1,6 +1,7 @@
 #pragma once
 #include <chrono>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -8,6 +9,7 @@
 #include <vector>
 
 #include "core/date.h"
+#include "core/parallel.h"
 #include "core/url.h"
 
 namespace quillo {
@@ -28,11 +30,21 @@ struct HistoryEntry {
 // replacement characters rather than losing the whole file.
 std::string encodeHistory(const std::vector<HistoryEntry>& entries);
 std::string encodeHistory(const std::vector<std::shared_ptr<const HistoryEntry>>& entries);
+std::string encodeHistory(const std::vector<const HistoryEntry*>& entries);
 
 // nullopt when the text is not JSON, not an array, or any element lacks a
 // key or has one of the wrong type: the file is then treated as unreadable
 // as a whole, and kept aside before it is ever overwritten.
 std::optional<std::vector<HistoryEntry>> decodeHistory(std::string_view json);
+
+// The file as this program writes it (an array of objects with exactly the
+// four keys), read on several threads: take(chunk, entry) gets each entry,
+// every chunk's entries in order on one thread, the chunks covering the file
+// in order. Returns how many chunks there were, at most kMaxChunks, or
+// nothing when the text could not be read this way: take may then have had
+// some entries, which the caller drops before asking decodeHistory.
+std::optional<std::size_t> decodeHistoryChunks(std::string_view json,
+                                               const std::function<void(std::size_t, HistoryEntry&&)>& take);
 
 // Case folding shared by the stored haystacks and the typed queries, so
 // both sides fold alike. ASCII takes a fast path; other text is folded by

@@ -3,8 +3,10 @@
 #include <algorithm>
 #include <cmath>
 #include <limits>
+#include <thread>
 #include <utility>
 
+#include "core/parallel.h"
 #include "stores/history_records.h"
 
 namespace quillo {
@@ -41,9 +43,8 @@ std::vector<HistoryHosts::Site>::iterator HistoryHosts::siteOf(std::string_view 
 }
 
 // The host of that name, made (without a site) when new.
-uint32_t HistoryHosts::hostFor(std::string_view name) {
-  std::string key(name);
-  if (auto found = byName_.find(key); found != byName_.end()) return found->second;
+uint32_t HistoryHosts::hostFor(const std::string& name) {
+  if (auto found = byName_.find(name); found != byName_.end()) return found->second;
   uint32_t id;
   if (freeHosts_.empty()) {
     id = uint32_t(hosts_.size());
@@ -52,8 +53,8 @@ uint32_t HistoryHosts::hostFor(std::string_view name) {
     id = freeHosts_.back();
     freeHosts_.pop_back();
   }
-  hosts_[id].name = key;
-  byName_.emplace(std::move(key), id);
+  hosts_[id].name = name;
+  byName_.emplace(name, id);
   return id;
 }
 
@@ -76,26 +77,75 @@ void HistoryHosts::markStale(uint32_t id) {
   if (site != sites_.end()) site->stale = true;
 }
 
-void HistoryHosts::build(const HistoryRecords& records) {
+void HistoryHosts::build(const HistoryRecords& records, const std::function<void()>& meanwhile) {
   clear();
   hostOf_.assign(records.size(), kNone);
   double latest = -std::numeric_limits<double>::infinity();
-  for (uint32_t p = 0; p < records.size(); ++p) {
-    if (std::isfinite(records.lastVisited(p))) latest = std::max(latest, records.lastVisited(p));
-    std::string name = foldCase(records.at(p)->url.host());
-    if (name.empty()) continue;
-    uint32_t id = hostFor(name);
-    hosts_[id].records.push_back(p);
-    hostOf_[p] = id;
+  // Each record's path goes beside its position with its first bytes as
+  // numbers, read while the record is at hand anyway; most comparisons in
+  // the sort below then read no text at all.
+  struct Keyed {
+    uint64_t prefix[2];
+    std::string_view path;
+    uint32_t position;
+  };
+  std::vector<std::vector<Keyed>> keyed;
+  auto collect = [&] {
+    std::string raw, name;
+    uint32_t id = kNone;
+    for (uint32_t p = 0; p < records.size(); ++p) {
+      if (std::isfinite(records.lastVisited(p))) latest = std::max(latest, records.lastVisited(p));
+      const std::string_view host = records.at(p)->url.hostView();
+      if (host.empty()) continue;
+      // Neighbours often share a host: no folding or lookup for those.
+      if (id == kNone || host != raw) {
+        raw = host;
+        name = raw;
+        bool ascii = true;
+        for (char& c : name) {
+          if (static_cast<unsigned char>(c) >= 0x80) ascii = false;
+          if (c >= 'A' && c <= 'Z') c = char(c + ('a' - 'A'));
+        }
+        if (!ascii) name = foldCase(raw);
+        id = hostFor(name);
+        if (keyed.size() <= id) keyed.resize(id + 1);
+      }
+      hostOf_[p] = id;
+      const std::string_view path = records.pathAndQuery(p);
+      Keyed k{{0, 0}, path, p};
+      for (std::size_t i = 0; i < 16; ++i)
+        k.prefix[i / 8] = k.prefix[i / 8] << 8 | (i < path.size() ? static_cast<unsigned char>(path[i]) : 0u);
+      keyed[id].push_back(k);
+    }
+  };
+  // The caller's own work runs beside the walk over the records.
+  if (meanwhile) {
+    std::thread walker(collect);
+    meanwhile();
+    walker.join();
+  } else {
+    collect();
   }
-  for (auto& host : hosts_) {
-    std::sort(host.records.begin(), host.records.end(), [&](uint32_t a, uint32_t b) {
-      return records.pathAndQuery(a) < records.pathAndQuery(b);
-    });
-    host.samePath.assign(host.records.size(), 0);
-    for (std::size_t i = 1; i < host.records.size(); ++i)
-      host.samePath[i] = records.pathAndQuery(host.records[i]) == records.pathAndQuery(host.records[i - 1]);
-  }
+  // Hosts are sorted, and later summed, on several threads: each touches
+  // only its own hosts and sites.
+  inChunks(keyed.size(), 64, [&](std::size_t, std::size_t first, std::size_t last) {
+    for (std::size_t h = first; h < last; ++h) {
+      auto& list = keyed[h];
+      std::sort(list.begin(), list.end(), [](const Keyed& a, const Keyed& b) {
+        if (a.prefix[0] != b.prefix[0]) return a.prefix[0] < b.prefix[0];
+        if (a.prefix[1] != b.prefix[1]) return a.prefix[1] < b.prefix[1];
+        if (int order = a.path.compare(b.path)) return order < 0;
+        return a.position < b.position;
+      });
+      Host& host = hosts_[h];
+      host.records.resize(list.size());
+      host.samePath.assign(list.size(), 0);
+      for (std::size_t i = 0; i < list.size(); ++i) {
+        host.records[i] = list[i].position;
+        if (i > 0) host.samePath[i] = list[i].path == list[i - 1].path;
+      }
+    }
+  });
   // Sites in one go: inserting them one by one into the sorted list would
   // move it once per host.
   sites_.reserve(hosts_.size());
@@ -119,7 +169,9 @@ void HistoryHosts::build(const HistoryRecords& records) {
   sites_.resize(kept);
   // Summed now, while this may still be off the main thread.
   base_ = std::isfinite(latest) ? latest : 0;
-  for (const auto& site : sites_) refresh(records, site);
+  inChunks(sites_.size(), 64, [&](std::size_t, std::size_t first, std::size_t last) {
+    for (std::size_t i = first; i < last; ++i) refresh(records, sites_[i]);
+  });
 }
 
 void HistoryHosts::add(const HistoryRecords& records, uint32_t position) {

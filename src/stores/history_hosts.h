@@ -1,6 +1,7 @@
 #pragma once
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -26,7 +27,9 @@ class HistoryRecords;
 // HistoryRecords tells it of every change, by position.
 class HistoryHosts {
  public:
-  void build(const HistoryRecords& records);
+  // `meanwhile`, when given, runs on the calling thread while another walks
+  // the records.
+  void build(const HistoryRecords& records, const std::function<void()>& meanwhile = {});
   void clear();
   // The record at `position` was just added at the end.
   void add(const HistoryRecords& records, uint32_t position);
@@ -76,7 +79,7 @@ class HistoryHosts {
     bool exact = false;
   };
 
-  uint32_t hostFor(std::string_view name);
+  uint32_t hostFor(const std::string& name);
   void dropIfEmpty(uint32_t host);
   std::vector<Site>::iterator siteOf(std::string_view hostName);
   void markStale(uint32_t host);

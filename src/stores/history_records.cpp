@@ -3,6 +3,9 @@
 #include <functional>
 #include <limits>
 #include <numeric>
+#include <thread>
+
+#include "core/parallel.h"
 
 namespace quillo {
 namespace {
@@ -15,11 +18,59 @@ constexpr double kBoundSlack = 1e-6;
 // With fewer candidates than 1 in this many records, reading just those in
 // position order costs less than walking the whole rank order.
 constexpr std::size_t kScanShare = 128;
+// Below this many records, a second thread costs more than it saves.
+constexpr std::size_t kParallelFrom = 20000;
 
 bool hasQuery(const Url& url) {
   const auto& text = url.str();
   auto question = text.find('?');
   return question != std::string::npos && question < text.find('#');
+}
+
+// Where the path and query, as the parser gave them, stand in the URL text
+// (at, size); nothing when the parser changed them. Usually they stand as
+// they are.
+std::optional<std::pair<uint32_t, uint32_t>> pathAndQueryInText(const Url& address) {
+  const std::string& text = address.str();
+  const std::string_view pathPart = address.pathView();
+  const bool query = hasQuery(address);
+  if (pathPart.empty() && !query) return std::pair<uint32_t, uint32_t>{0, 0};
+  // Mostly the parts are views of the text itself, path then "?query":
+  // found without building or searching for anything.
+  const auto start = reinterpret_cast<std::uintptr_t>(text.data());
+  const auto offset = reinterpret_cast<std::uintptr_t>(pathPart.data()) - start;
+  if (reinterpret_cast<std::uintptr_t>(pathPart.data()) >= start && offset + pathPart.size() <= text.size()) {
+    if (!query) return std::pair<uint32_t, uint32_t>{uint32_t(offset), uint32_t(pathPart.size())};
+    const std::string_view queryPart = address.queryView();
+    const std::size_t mark = offset + pathPart.size();
+    if (mark < text.size() && text[mark] == '?' && queryPart.data() == text.data() + mark + 1)
+      return std::pair<uint32_t, uint32_t>{uint32_t(offset), uint32_t(pathPart.size() + 1 + queryPart.size())};
+  }
+  std::string path = address.path();
+  if (hasQuery(address)) path += "?" + address.query();
+  if (path.empty()) return std::pair<uint32_t, uint32_t>{0, 0};
+  auto at = address.str().find(path);
+  if (at == std::string::npos) return std::nullopt;
+  return std::pair<uint32_t, uint32_t>{uint32_t(at), uint32_t(path.size())};
+}
+
+// Appends the lower-cased "title url" a search matches against.
+void appendHaystack(std::string& out, const HistoryEntry& e) {
+  const std::size_t start = out.size();
+  out += e.title;
+  out += ' ';
+  out += e.url.str();
+  // One pass with no early exit, which the compiler turns into vector code;
+  // text with non-ASCII letters is folded again by the Unicode rules.
+  unsigned char seen = 0;
+  for (std::size_t i = start; i < out.size(); ++i) {
+    const auto c = static_cast<unsigned char>(out[i]);
+    seen |= c;
+    out[i] = char(c + (static_cast<unsigned char>(c - 'A') < 26 ? 'a' - 'A' : 0));
+  }
+  if (seen < 0x80) return;
+  out.resize(start);
+  out += foldCase(e.title + ' ' + e.url.str());
 }
 
 uint32_t hashOf(std::string_view url) {
@@ -102,6 +153,25 @@ void HistoryRecords::PairBits::set(uint32_t position, const PairSet& pairs) {
       column[b * stride_] |= bit;
     }
   }
+}
+
+void HistoryRecords::PairBits::setAll(const std::vector<const PairSet*>& byPosition) {
+  reserve(byPosition.size(), false);
+  // Each thread sets its own range of bitmaps, so no two write one word.
+  inChunks(kMaxChunks, 1, [&](std::size_t, std::size_t first, std::size_t last) {
+    const std::size_t from = first * 256 / kMaxChunks, to = last * 256 / kMaxChunks;
+    for (std::size_t p = 0; p < byPosition.size(); ++p) {
+      if (!byPosition[p]) continue;
+      const uint64_t bit = uint64_t(1) << (p & 63);
+      uint64_t* column = words_.data() + (p >> 6);
+      for (std::size_t part = from / 64; part < to / 64; ++part) {
+        for (uint64_t rest = byPosition[p]->bits[part]; rest != 0; rest &= rest - 1) {
+          std::size_t b = part * 64 + std::size_t(__builtin_ctzll(rest));
+          column[b * stride_] |= bit;
+        }
+      }
+    }
+  });
 }
 
 void HistoryRecords::PairBits::clear(uint32_t position) {
@@ -221,18 +291,30 @@ void HistoryRecords::reindex(uint32_t position) {
 
 void HistoryRecords::prepare() const {
   if (indexed_) return;
+  // The keys sit beside their positions while sorting: reading them through
+  // the positions would miss the cache on nearly every comparison.
   auto sorted = [this](auto key) {
-    std::vector<uint32_t> list(size());
-    std::iota(list.begin(), list.end(), 0u);
-    std::sort(list.begin(), list.end(), [&](uint32_t a, uint32_t b) {
-      double ka = key(a), kb = key(b);
-      return ka > kb || (ka == kb && a < b);
+    std::vector<std::pair<double, uint32_t>> keyed(size());
+    for (uint32_t p = 0; p < size(); ++p) keyed[p] = {key(p), p};
+    std::sort(keyed.begin(), keyed.end(), [](const auto& a, const auto& b) {
+      return a.first > b.first || (a.first == b.first && a.second < b.second);
     });
+    std::vector<uint32_t> list(size());
+    for (std::size_t i = 0; i < keyed.size(); ++i) list[i] = keyed[i].second;
     return list;
   };
-  byRecency_.list = sorted([this](uint32_t p) { return orderKey(stats_[p].lastVisited); });
-  byBound_.list = sorted([this](uint32_t p) { return stats_[p].boundKey; });
-  hosts_.build(*this);
+  auto orders = [&] {
+    byRecency_.list = sorted([this](uint32_t p) { return orderKey(stats_[p].lastVisited); });
+    byBound_.list = sorted([this](uint32_t p) { return stats_[p].boundKey; });
+  };
+  // A big history sorts its orders while another thread walks the records
+  // for the host index.
+  if (size() >= kParallelFrom) {
+    hosts_.build(*this, orders);
+  } else {
+    orders();
+    hosts_.build(*this);
+  }
   indexed_ = true;
 }
 
@@ -302,19 +384,6 @@ const HistoryEntry* HistoryRecords::find(std::string_view url) const {
   return p == kNone ? nullptr : cold_[p].entry.get();
 }
 
-void HistoryRecords::reserve(std::size_t count) {
-  pairs_.reserve(count, true);
-  stats_.reserve(count);
-  cold_.reserve(count);
-  haystacks_.reserve(count * 128);
-  std::size_t capacity = 16;
-  while (capacity < count * 2 + 2) capacity *= 2;
-  if (capacity > slots_.size()) {
-    slots_.assign(capacity, 0);
-    tableRebuild();
-  }
-}
-
 std::string_view HistoryRecords::pathAndQuery(std::size_t position) const {
   const Cold& c = cold_[position];
   const std::string& from = c.ownPath ? haystacks_ : c.entry->url.str();
@@ -336,21 +405,15 @@ void HistoryRecords::storeText(uint32_t position, bool fresh) {
   Cold& c = cold_[position];
   std::string path;
   if (c.ownPath) path = std::string(pathAndQuery(position));
-  const HistoryEntry& e = *c.entry;
-  std::string text;
-  text.reserve(e.title.size() + 1 + e.url.str().size());
-  text += e.title;
-  text += ' ';
-  text += e.url.str();
-  std::string folded = foldCase(text);
-  c.haystack = {uint32_t(haystacks_.size()), uint32_t(folded.size())};
-  haystacks_ += folded;
+  const auto at = uint32_t(haystacks_.size());
+  appendHaystack(haystacks_, *c.entry);
+  c.haystack = {at, uint32_t(haystacks_.size() - at)};
   if (c.ownPath) {
     c.pathAndQuery.at = uint32_t(haystacks_.size());
     haystacks_ += path;
   }
   PairSet pairs;
-  pairs.add(folded);
+  pairs.add(haystack(position));
   if (!fresh) pairs_.clear(position);
   pairs_.set(position, pairs);
 }
@@ -364,6 +427,7 @@ void HistoryRecords::put(EntryPtr entry) {
     bool retitled = c.entry->title != entry->title;
     bool moved = stats_[p].visits != entry->visits || !(stats_[p].lastVisited == entry->lastVisited);
     if (indexed_ && moved) unindex(p);
+    retire(c.entry);
     c.entry = std::move(entry);
     setStats(p, *c.entry);
     if (indexed_ && moved) {
@@ -385,17 +449,15 @@ void HistoryRecords::put(EntryPtr entry) {
   c.entry = std::move(entry);
   c.hash = hash;
   setStats(p, *c.entry);
-  // The path and query as the parser gave them; usually they stand in the
-  // URL text as they are.
   const Url& address = c.entry->url;
-  std::string path = address.path();
-  if (hasQuery(address)) path += "?" + address.query();
-  auto at = address.str().find(path);
-  c.ownPath = !path.empty() && at == std::string::npos;
-  c.pathAndQuery = {c.ownPath || path.empty() ? 0 : uint32_t(at), uint32_t(path.size())};
-  if (c.ownPath) {
+  if (auto inText = pathAndQueryInText(address)) {
+    c.pathAndQuery = {inText->first, inText->second};
+  } else {
+    std::string path = address.path();
+    if (hasQuery(address)) path += "?" + address.query();
     // storeText copies it from here to its place after the haystack.
-    c.pathAndQuery.at = uint32_t(haystacks_.size());
+    c.ownPath = true;
+    c.pathAndQuery = {uint32_t(haystacks_.size()), uint32_t(path.size())};
     haystacks_ += path;
     wasted_ += path.size();
   }
@@ -405,6 +467,107 @@ void HistoryRecords::put(EntryPtr entry) {
     reindex(p);
     hosts_.add(*this, p);
   }
+}
+
+void HistoryRecords::Chunk::add(EntryPtr entry) {
+  const HistoryEntry& e = *entry;
+  Worked w;
+  w.hash = hashOf(e.url.str());
+  const auto at = uint32_t(text_.size());
+  appendHaystack(text_, e);
+  w.haystackAt = at;
+  w.haystackSize = uint32_t(text_.size() - at);
+  w.pairs.add(std::string_view(text_).substr(at));
+  if (auto inText = pathAndQueryInText(e.url)) w.path = *inText, w.inText = true;
+  worked_.push_back(w);
+  entries_.push_back(std::move(entry));
+}
+
+void HistoryRecords::Chunk::reserve(std::size_t entries, std::size_t textBytes) {
+  entries_.reserve(entries);
+  worked_.reserve(entries);
+  text_.reserve(textBytes);
+}
+
+void HistoryRecords::putAll(std::vector<Chunk> chunks) {
+  std::size_t count = 0, text = 0;
+  for (const auto& chunk : chunks) count += chunk.entries_.size(), text += chunk.text_.size();
+  if (!empty() || indexed_ || chunks.empty()) {
+    for (auto& chunk : chunks)
+      for (auto& entry : chunk.entries_) put(std::move(entry));
+    return;
+  }
+  // Each chunk's haystacks move into the buffer as they are; the records
+  // are then laid down in order as put() would lay them.
+  // The first chunk's text becomes the buffer, the others follow it.
+  std::vector<std::size_t> base(chunks.size(), 0);
+  haystacks_ = std::move(chunks[0].text_);
+  haystacks_.reserve(text + text / 8);
+  for (std::size_t c = 1; c < chunks.size(); ++c) {
+    base[c] = haystacks_.size();
+    haystacks_ += chunks[c].text_;
+    std::string().swap(chunks[c].text_);
+  }
+  stats_.reserve(count);
+  cold_.reserve(count);
+  pairs_.reserve(count, true);
+  std::size_t capacity = 16;
+  while (capacity < count * 2 + 2) capacity *= 2;
+  slots_.assign(capacity, 0);
+  // Pair bits are set afterwards, many bitmaps at once; a record that goes
+  // through put() (a duplicate, or a path the parser changed) sets its own.
+  std::vector<const PairSet*> pending;
+  pending.reserve(count);
+  // The buffer must not be repacked while later records still point into it.
+  holdCompaction_ = true;
+  for (std::size_t c = 0; c < chunks.size(); ++c) {
+    Chunk& chunk = chunks[c];
+    for (std::size_t i = 0; i < chunk.entries_.size(); ++i) {
+      const Chunk::Worked& w = chunk.worked_[i];
+      if (!w.inText || lookup(chunk.entries_[i]->url.str(), w.hash) != kNone) {
+        wasted_ += w.haystackSize;
+        // A record about to be replaced gets its pairs now: put() redoes
+        // them only when the title changes.
+        const uint32_t replaced = lookup(chunk.entries_[i]->url.str(), w.hash);
+        if (replaced != kNone && pending[replaced]) {
+          pairs_.set(replaced, *pending[replaced]);
+          pending[replaced] = nullptr;
+        }
+        put(std::move(chunk.entries_[i]));
+        pending.resize(size(), nullptr);
+        continue;
+      }
+      const auto p = uint32_t(size());
+      stats_.emplace_back();
+      cold_.emplace_back();
+      Cold& record = cold_.back();
+      record.entry = std::move(chunk.entries_[i]);
+      record.hash = w.hash;
+      record.pathAndQuery = {w.path.first, w.path.second};
+      record.haystack = {uint32_t(base[c] + w.haystackAt), w.haystackSize};
+      setStats(p, *record.entry);
+      tableInsert(p);
+      pending.push_back(&w.pairs);
+    }
+  }
+  holdCompaction_ = false;
+  pairs_.setAll(pending);
+  compactIfWasteful();
+}
+
+void HistoryRecords::retire(EntryPtr& entry) {
+  if (holdReleased_ && entry) released_.push_back(std::move(entry));
+}
+
+void HistoryRecords::holdReleased(bool hold) {
+  holdReleased_ = hold;
+  if (!hold) released_.clear();
+}
+
+std::vector<const HistoryEntry*> HistoryRecords::entries() const {
+  std::vector<const HistoryEntry*> list(cold_.size());
+  for (std::size_t p = 0; p < cold_.size(); ++p) list[p] = cold_[p].entry.get();
+  return list;
 }
 
 void HistoryRecords::erase(std::string_view url) {
@@ -420,6 +583,7 @@ void HistoryRecords::erase(std::string_view url) {
   if (p != last) tableMove(last, p);
   wasted_ += storedSize(cold_[p]);
   unusualTimes_ -= !std::isfinite(stats_[p].lastVisited);
+  retire(cold_[p].entry);
   if (p != last) {
     pairs_.move(last, p);
     stats_[p] = stats_[last];
@@ -434,6 +598,7 @@ void HistoryRecords::erase(std::string_view url) {
 }
 
 void HistoryRecords::clear() {
+  for (auto& c : cold_) retire(c.entry);
   pairs_.reset();
   stats_.clear();
   cold_.clear();
@@ -480,6 +645,7 @@ bool HistoryRecords::keepMostRecent(std::size_t limit) {
     uint32_t to = newPosition[p];
     if (to == HistoryHosts::kDropped) {
       wasted_ += storedSize(cold_[p]);
+      retire(cold_[p].entry);
       continue;
     }
     if (to == p) continue;
@@ -506,6 +672,7 @@ bool HistoryRecords::keepMostRecent(std::size_t limit) {
 }
 
 void HistoryRecords::compactIfWasteful() {
+  if (holdCompaction_) return;
   if (wasted_ > 64 * 1024 && wasted_ > haystacks_.size() / 2) repack();
 }
 

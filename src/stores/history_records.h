@@ -69,12 +69,40 @@ class HistoryRecords {
 
   // Adds a record for the entry, or replaces the one with the same URL.
   void put(EntryPtr entry);
+  // Entries of a file, a run at a time, with what put() would work out for
+  // each worked out already: chunks fill on different threads at once.
+  class Chunk {
+   public:
+    void add(EntryPtr entry);
+    void reserve(std::size_t entries, std::size_t textBytes);
+
+   private:
+    friend class HistoryRecords;
+    struct Worked {
+      PairSet pairs;
+      uint32_t haystackAt = 0, haystackSize = 0;  // in text_
+      std::pair<uint32_t, uint32_t> path{0, 0};   // in the URL text, when inText
+      uint32_t hash = 0;
+      bool inText = false;
+    };
+    std::vector<EntryPtr> entries_;
+    std::vector<Worked> worked_;
+    std::string text_;
+  };
+  // While held, entries the records let go of (replaced, erased, cleared,
+  // dropped) stay alive, because a writer on another thread may still be
+  // reading them; letting go frees them.
+  void holdReleased(bool hold);
+  // Every record's entry, in position order: valid while the records keep
+  // them, or while released ones are held.
+  std::vector<const HistoryEntry*> entries() const;
+  // put() for every entry of every chunk, in order, into empty records.
+  void putAll(std::vector<Chunk> chunks);
   void erase(std::string_view url);
   void clear();
   // Keeps the `limit` most recently visited; among equal times the one at
   // the lower position stays. Returns whether any were dropped.
   bool keepMostRecent(std::size_t limit);
-  void reserve(std::size_t count);
   // Builds the indexes now instead of at the first search.
   void prepare() const;
 
@@ -120,6 +148,8 @@ class HistoryRecords {
   class PairBits {
    public:
     void set(uint32_t position, const PairSet& pairs);
+    // Sets the pairs of every position that has some, on several threads.
+    void setAll(const std::vector<const PairSet*>& byPosition);
     void clear(uint32_t position);
     void move(uint32_t from, uint32_t to);
     // Keeps runs of bits (from, to, count), in increasing order, to <= from.
@@ -149,6 +179,7 @@ class HistoryRecords {
   static constexpr uint32_t kNone = UINT32_MAX;
 
   void setStats(uint32_t position, const HistoryEntry& entry);
+  void retire(EntryPtr& entry);
   // A fresh position past the old end has no pair bits to clear.
   void storeText(uint32_t position, bool fresh = false);
   uint32_t storedSize(const Cold& c) const { return c.haystack.size + (c.ownPath ? c.pathAndQuery.size : 0); }
@@ -178,6 +209,9 @@ class HistoryRecords {
   std::string haystacks_;   // all haystacks (and changed paths), back to back
   std::size_t wasted_ = 0;  // bytes of haystacks_ no record uses any more
   std::size_t unusualTimes_ = 0;  // records whose last visit is not a finite number
+  bool holdCompaction_ = false;   // while putAll still points into the buffer
+  bool holdReleased_ = false;
+  std::vector<EntryPtr> released_;
 
   mutable std::vector<uint64_t> mask_;  // the candidates of the current search
   mutable bool indexed_ = false;

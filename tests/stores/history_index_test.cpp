@@ -1,5 +1,6 @@
 // The indexes behind search and completion must give exactly what a walk
 // over every record gives, ties included, however the records got there.
+#include <glib.h>
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -233,6 +234,64 @@ TEST(HistoryIndex, ALargeHistoryAgreesAfterManyChanges) {
       auto t = foldCase(query.substr(0, length));
       if (t.find(' ') == std::string::npos) {
         EXPECT_EQ(records.completion(t, now), expectedCompletion(records, t, now)) << t;
+      }
+    }
+  }
+}
+
+// A big file is read and indexed on several threads, cut between entries;
+// whatever it holds (duplicates, escapes, hosts the parser rewrites,
+// non-ASCII text, a cut that falls inside a title), the store must answer
+// as if every entry had been put in file order.
+TEST_F(HistoryTest, AFileReadOnSeveralThreadsAnswersLikeOneReadInOrder) {
+  auto entries = realisticHistory(30000, 3, now());
+  for (std::size_t i = 0; i < entries.size(); i += 97) {
+    HistoryEntry again = entries[i];
+    again.title = "Seen again " + std::to_string(i);
+    again.visits += 2;
+    entries.push_back(again);  // a later duplicate replaces the earlier
+  }
+  for (std::size_t i = 0; i < 200; ++i) {
+    entries.insert(entries.begin() + std::ptrdiff_t(entries.size() / 2),
+                   entry("https://B%C3%BCcher.Example/x" + std::to_string(i),
+                         "quote \"q\" \\ Grüße " + std::to_string(i), 1, 3));
+  }
+  for (bool cutInTitle : {false, true}) {
+    auto written = entries;
+    if (cutInTitle) {
+      // A long title across the middle of the file: the text is cut inside
+      // it, and must then be read whole.
+      const std::size_t total = encodeHistory(written).size();
+      std::string title;
+      while (title.size() < total / 5) title += "},{";
+      std::size_t at = 0;
+      for (std::size_t bytes = 0; bytes < total / 2; ++at) bytes += encodeHistory({written[at]}).size();
+      written.insert(written.begin() + std::ptrdiff_t(at), entry("https://long.example/", title, 1, 1));
+    }
+    HistoryRecords inOrder;
+    for (const auto& e : written) inOrder.put(std::make_shared<const HistoryEntry>(e));
+    auto& loaded = openWith(written);
+    ASSERT_EQ(loaded.size(), inOrder.size());
+    for (std::size_t i = 0; i < inOrder.size(); i += 7) {
+      const HistoryEntry* found = loaded.find(inOrder.at(i)->url);
+      ASSERT_TRUE(found) << inOrder.at(i)->url.str();
+      EXPECT_EQ(found->title, inOrder.at(i)->title);
+      EXPECT_EQ(found->visits, inOrder.at(i)->visits);
+    }
+    auto queries = typicalQueries();
+    queries.insert(queries.end(), {"grüße", "bücher", "seen again", "quote \"q", "long.ex"});
+    for (const auto& query : queries) {
+      for (std::size_t length = 1; length <= query.size(); length += 3) {
+        std::string typed = query.substr(0, length);
+        if (!g_utf8_validate(typed.data(), gssize(typed.size()), nullptr)) continue;
+        const auto words = History::words(typed);
+        EXPECT_EQ(urls(loaded.matches(typed, 12)), words.empty() ? Strings{} : expectedBest(inOrder, words, 12, true, now()))
+            << typed;
+        EXPECT_EQ(urls(loaded.recent(typed, 12)), expectedBest(inOrder, words, 12, false, now())) << typed;
+        const std::string folded = foldCase(typed);
+        if (folded.find(' ') == std::string::npos) {
+          EXPECT_EQ(loaded.completion(typed), expectedCompletion(inOrder, folded, now())) << typed;
+        }
       }
     }
   }

@@ -67,6 +67,32 @@ TEST_F(HistoryTest, SavesOnceTwoSecondsAfterTheLastChange) {
   EXPECT_EQ(writes, 1);
 }
 
+// The writer thread reads the entries as they were when the save began,
+// while the main thread goes on replacing, removing and clearing them.
+TEST_F(HistoryTest, ChangesDuringAWriteLeaveTheWrittenSnapshotWhole) {
+  std::vector<HistoryEntry> many;
+  for (int i = 0; i < 20000; ++i)
+    many.push_back(entry("https://site" + std::to_string(i % 50) + ".example/page/" + std::to_string(i),
+                         "Page " + std::to_string(i), 1 + i % 4, double(i % 300)));
+  auto& h = openWith(many);
+  h.recordVisit(url("https://fresh.example/"));
+  scheduler.advance(History::kSaveDelay);  // the write is under way on its thread
+  for (int i = 0; i < 20000; i += 3) h.updateTitle("Renamed", many[std::size_t(i)].url);
+  for (int i = 1; i < 20000; i += 3) h.remove(many[std::size_t(i)].url);
+  h.clear();
+  waitForWrites(1);
+  auto saved = readFile();
+  ASSERT_EQ(saved.size(), 20001u);
+  EXPECT_EQ(saved[1].title, "Page 1");
+  EXPECT_EQ(saved.back().url.str(), "https://fresh.example/");
+  EXPECT_EQ(h.size(), 0u);
+  // What was let go of is freed once the write is done; the next save
+  // writes what is left.
+  scheduler.advance(History::kSaveDelay);
+  waitForWrites(2);
+  EXPECT_TRUE(readFile().empty());
+}
+
 TEST_F(HistoryTest, VisitsThatNeverStopAreStillWrittenWithinFourSeconds) {
   auto& h = open();
   for (int i = 0; i < 8; ++i) {
