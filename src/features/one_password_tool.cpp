@@ -1,19 +1,52 @@
 #include "features/one_password_tool.h"
 
 #include <gio/gio.h>
+#include <signal.h>
 #include <string.h>
+#include <unistd.h>
 
 #include <atomic>
+#include <cstdlib>
+#include <mutex>
 
 namespace quillo::OnePassword {
 
 struct Tool::Call::State {
-  GCancellable* cancellable = g_cancellable_new();
   Done done;                         // main thread only
   TaskHandle timeout;                // main thread only
   bool timedOut = false;             // main thread only
   std::atomic<bool> finished{false};  // the worker is done
-  ~State() { g_object_unref(cancellable); }
+
+  // Ends the tool from any thread, with whatever it started: its pipes
+  // close and the worker's read returns. (Cancelling the read itself from
+  // another thread can deadlock GLib's synchronous communicate.)
+  void stop() {
+    std::lock_guard lock(mutex);
+    stopped = true;
+    endGroup();
+  }
+  // The worker's running tool; ended at once when already stopped.
+  void started(GSubprocess* running) {
+    std::lock_guard lock(mutex);
+    process = running;
+    if (stopped) endGroup();
+  }
+  // Whether it was stopped while it ran.
+  bool ended() {
+    std::lock_guard lock(mutex);
+    process = nullptr;
+    return stopped;
+  }
+
+ private:
+  // The tool leads a process group of its own; no identifier once reaped.
+  void endGroup() {
+    const char* id = process ? g_subprocess_get_identifier(process) : nullptr;
+    if (id) kill(-pid_t(std::atoi(id)), SIGKILL);
+  }
+  std::mutex mutex;
+  GSubprocess* process = nullptr;
+  bool stopped = false;
 };
 
 Tool::Call& Tool::Call::operator=(Call&& other) noexcept {
@@ -28,7 +61,7 @@ void Tool::Call::cancel() {
   if (!state_) return;
   state_->done = nullptr;
   state_->timeout.cancel();
-  g_cancellable_cancel(state_->cancellable);
+  state_->stop();
   state_.reset();
 }
 
@@ -55,31 +88,35 @@ struct Result {
   std::string error;
 };
 
-Result runToEnd(const std::string& program, const std::vector<std::string>& arguments, GCancellable* cancellable) {
+template <class State>
+Result runToEnd(const std::string& program, const std::vector<std::string>& arguments, State& state) {
   Result result;
   std::vector<const char*> argv{program.c_str()};
   for (const auto& argument : arguments) argv.push_back(argument.c_str());
   argv.push_back(nullptr);
   GError* error = nullptr;
   // Standard input is a pipe closed at once: the tool never waits on ours.
-  GSubprocess* process = g_subprocess_newv(
-      argv.data(), GSubprocessFlags(G_SUBPROCESS_FLAGS_STDIN_PIPE | G_SUBPROCESS_FLAGS_STDOUT_PIPE |
-                                    G_SUBPROCESS_FLAGS_STDERR_PIPE),
-      &error);
+  GSubprocessLauncher* launcher = g_subprocess_launcher_new(GSubprocessFlags(
+      G_SUBPROCESS_FLAGS_STDIN_PIPE | G_SUBPROCESS_FLAGS_STDOUT_PIPE | G_SUBPROCESS_FLAGS_STDERR_PIPE));
+  // A group of its own, so stopping it ends what it started too.
+  g_subprocess_launcher_set_child_setup(launcher, [](gpointer) { setpgid(0, 0); }, nullptr, nullptr);
+  GSubprocess* process = g_subprocess_launcher_spawnv(launcher, argv.data(), &error);
+  g_object_unref(launcher);
   if (!process) {
     result.error = error ? error->message : "couldn't start the 1Password CLI";
     g_clear_error(&error);
     return result;
   }
   result.started = true;
+  state.started(process);
   GBytes* out = nullptr;
   GBytes* err = nullptr;
   // Reads both pipes together to their end, so neither can fill and stall the tool.
   GBytes* nothing = g_bytes_new(nullptr, 0);
-  const bool finished = g_subprocess_communicate(process, nothing, cancellable, &out, &err, &error);
+  const bool finished = g_subprocess_communicate(process, nothing, nullptr, &out, &err, &error);
   g_bytes_unref(nothing);
+  result.cancelled = state.ended();
   if (!finished) {
-    result.cancelled = g_error_matches(error, G_IO_ERROR, G_IO_ERROR_CANCELLED);
     g_clear_error(&error);
     g_subprocess_force_exit(process);
     g_subprocess_wait(process, nullptr, nullptr);
@@ -105,7 +142,7 @@ Tool::Tool(Scheduler& scheduler, std::function<std::optional<std::string>()> fin
 Tool::~Tool() {
   for (auto& worker : workers_) {
     worker.state->done = nullptr;
-    g_cancellable_cancel(worker.state->cancellable);
+    worker.state->stop();
   }
   for (auto& worker : workers_)
     if (worker.thread.joinable()) worker.thread.join();
@@ -137,12 +174,12 @@ Tool::Call Tool::run(std::vector<std::string> arguments, Done done) {
   state->timeout = scheduler_.after(limit_, [weak] {
     if (auto s = weak.lock()) {
       s->timedOut = true;
-      g_cancellable_cancel(s->cancellable);
+      s->stop();
     }
   });
   Scheduler* scheduler = &scheduler_;
   std::thread thread([state, scheduler, program = *program, arguments = std::move(arguments)]() mutable {
-    auto result = std::make_shared<Result>(runToEnd(program, arguments, state->cancellable));
+    auto result = std::make_shared<Result>(runToEnd(program, arguments, *state));
     std::weak_ptr<Call::State> weak = state;
     // The scheduler outlives this thread: the tool joins it before going.
     scheduler->postFromAnyThread([weak, result] {

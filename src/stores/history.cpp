@@ -69,6 +69,10 @@ History::History(Scheduler& scheduler, std::filesystem::path file)
     link->post([link, loaded] {
       if (link->owner) link->owner->finishLoading(std::move(*loaded));
     });
+    // What reading freed on the loader threads goes back to the system
+    // rather than stay in their arenas for good; after the records are
+    // handed over, so nobody waits for it.
+    malloc_trim(0);
   }).detach();
 }
 
@@ -126,9 +130,6 @@ History::Loaded History::load(const std::filesystem::path& file) {
   loaded.records.putAll(std::move(chunks));
   // Here rather than at the first keystroke on the main thread.
   loaded.records.prepare();
-  // The file's text and the decoded list were freed on this thread; give
-  // that memory back rather than keep it in this thread's arena for good.
-  malloc_trim(0);
   return loaded;
 }
 

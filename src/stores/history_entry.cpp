@@ -336,59 +336,59 @@ std::optional<std::size_t> decodeWhole(std::string_view json,
   return chunks;
 }
 
-// The text cut between entries into one array per thread, each parsed and
-// read on its own thread. A cut is made at the "," of a "},{"; should that
-// be inside a string, the piece before it ends inside that string and does
-// not parse, and the text is parsed whole instead.
+// The text cut between entries into arrays of about half a megabyte, and
+// each thread parses and reads its own run of them, one after the other,
+// reusing its parser and buffer: fresh memory is what costs most here, and
+// small pieces keep what the parser touches small. A cut is made at the "," of a
+// "},{"; should that be inside a string, the piece before it ends inside
+// that string, does not parse, and the whole read fails.
 std::optional<std::size_t> decodeInPieces(std::string_view json,
                                           const std::function<void(std::size_t, HistoryEntry&&)>& take) {
   using namespace simdjson;
-  const std::size_t wanted = std::clamp<std::size_t>(std::thread::hardware_concurrency(), 1, kMaxChunks);
-  std::vector<std::size_t> commas;
+  constexpr std::size_t kPieceBytes = 512 * 1024;
+  const std::size_t threads = std::clamp<std::size_t>(std::thread::hardware_concurrency(), 1, kMaxChunks);
+  const std::size_t wanted = std::max(threads, json.size() / kPieceBytes);
+  std::vector<std::size_t> starts{0};  // where each piece's entries begin
   for (std::size_t c = 1; c < wanted; ++c) {
     auto at = json.find("},{", json.size() * c / wanted);
-    if (at == std::string_view::npos || (!commas.empty() && at + 1 <= commas.back())) break;
-    commas.push_back(at + 1);
+    if (at == std::string_view::npos) break;
+    if (at + 2 > starts.back()) starts.push_back(at + 2);
   }
-  const std::size_t pieces = commas.size() + 1;
-  if (pieces == 1) return decodeWhole(json, take);
-  struct Piece {
-    dom::parser parser;
-    dom::array array;
-    bool parsed = false;
-  };
-  std::vector<Piece> parsed(pieces);
-  inChunks(pieces, 1, [&](std::size_t, std::size_t first, std::size_t last) {
-    for (std::size_t c = first; c < last; ++c) {
-      const std::size_t from = c == 0 ? 0 : commas[c - 1] + 1;
-      const std::size_t to = c + 1 < pieces ? commas[c] : json.size();
-      const bool open = c > 0, close = c + 1 < pieces;
-      padded_string text(to - from + open + close);
-      char* out = text.data();
-      if (open) *out++ = '[';
-      std::memcpy(out, json.data() + from, to - from);
-      if (close) out[to - from] = ']';
-      dom::element root;
-      parsed[c].parsed = !parsed[c].parser.parse(text).get(root) && !root.get_array().get(parsed[c].array);
-    }
-  });
-  for (const auto& piece : parsed)
-    if (!piece.parsed) return decodeWhole(json, take);
+  const std::size_t pieces = starts.size();
+  std::size_t longest = 0;
+  for (std::size_t c = 0; c < pieces; ++c)
+    longest = std::max(longest, (c + 1 < pieces ? starts[c + 1] : json.size()) - starts[c]);
   std::atomic<bool> failed{false};
-  inChunks(pieces, 1, [&](std::size_t, std::size_t first, std::size_t last) {
-    for (std::size_t c = first; c < last; ++c) {
-      for (dom::element element : parsed[c].array) {
+  const std::size_t chunks = inChunks(pieces, 1, [&](std::size_t chunk, std::size_t first, std::size_t last) {
+    dom::parser parser;
+    std::vector<char> buffer(longest + 2 + SIMDJSON_PADDING);
+    for (std::size_t c = first; c < last && !failed.load(std::memory_order_relaxed); ++c) {
+      // Piece c runs from its first entry to just before the next piece's
+      // ",", inside brackets of its own.
+      const std::size_t from = starts[c], to = c + 1 < pieces ? starts[c + 1] - 1 : json.size();
+      std::size_t length = 0;
+      if (c > 0) buffer[length++] = '[';
+      std::memcpy(buffer.data() + length, json.data() + from, to - from);
+      length += to - from;
+      if (c + 1 < pieces) buffer[length++] = ']';
+      dom::element root;
+      dom::array array;
+      if (parser.parse(buffer.data(), length, false).get(root) || root.get_array().get(array)) {
+        failed = true;
+        return;
+      }
+      for (dom::element element : array) {
         auto entry = failed.load(std::memory_order_relaxed) ? std::nullopt : decodeCommonEntry(element);
         if (!entry) {
           failed = true;
-          break;
+          return;
         }
-        take(c, std::move(*entry));
+        take(chunk, std::move(*entry));
       }
     }
   });
   if (failed) return std::nullopt;
-  return pieces;
+  return chunks;
 }
 
 }  // namespace
