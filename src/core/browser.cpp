@@ -234,11 +234,8 @@ void Browser::showCurrent() {
   auto page = current();
   if (!page) return;
   chrome.clearHover();
-  if (isBlockListSettled.get()) {
-    page->loadIfPending();
-    if (auto split = page->split.lock())
-      if (auto& partner = split->partner(page.get())) partner->loadIfPending();
-  }
+  if (isDeferringViews.get()) return;  // stopDeferringViews shows it
+  loadShownIfPending(page);
   std::weak_ptr<Page> weak = page;
   focusTask_ = scheduler_.post([this, weak] {
     auto p = weak.lock();
@@ -622,6 +619,24 @@ void Browser::installBlockLists(std::vector<std::shared_ptr<ContentFilter>> list
     if (auto* view = page->liveView()) view->setContentFilters(blockLists_);
   for (auto& [id, page] : pinnedPages)
     if (auto* view = page->liveView()) view->setContentFilters(blockLists_);
+}
+
+void Browser::loadShownIfPending(const PagePtr& page) {
+  if (!isBlockListSettled.get()) return;
+  page->loadIfPending();
+  if (auto split = page->split.lock())
+    if (auto& partner = split->partner(page.get())) partner->loadIfPending();
+}
+
+void Browser::stopDeferringViews() {
+  if (!isDeferringViews.get()) return;
+  isDeferringViews = false;
+  // Whoever already types in the bar keeps the keyboard.
+  if (!chrome.isHeldOpen.get() && !isFinding.get()) {
+    showCurrent();
+  } else if (auto page = current()) {
+    loadShownIfPending(page);
+  }
 }
 
 void Browser::settleBlockLists() {

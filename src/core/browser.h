@@ -205,6 +205,12 @@ class Browser {
   void restoreSession();
   void restoreSession(const Session& session);
 
+  // ---- Start-up ----
+  // While set, no page is shown and so none makes its web view: at start-up
+  // the window comes up and takes keys first, the engine right after it.
+  Published<bool> isDeferringViews{false};
+  void stopDeferringViews();
+
   // ---- Content blocking ----
   // Pages hold their first load until the stored block lists are installed.
   Published<bool> isBlockListSettled{false};
@@ -292,6 +298,8 @@ class Browser {
   void pullSelectionBack();
 
   void wire(const PagePtr& page);
+  // The current page and its split partner load what they were waiting to.
+  void loadShownIfPending(const PagePtr& page);
   Page::ViewMaker viewMaker();
   void scheduleIdleCheck();
   bool isOpen(const PagePtr& page) const;

@@ -56,6 +56,7 @@ TEST_F(IdleUnloading, RestoredTabsMakeNoViewUntilShownAndAnswerFromWhatTheyKept)
   for (size_t i = 0; i < session.tabs.size(); ++i) session.recent.push_back(i);
 
   Browser restored(engine, scheduler);
+  restored.isDeferringViews = true;  // as at start-up, until the window is up
   restored.installBlockLists({std::make_shared<test::FakeContentFilter>("early")});
   restored.restoreSession(session);
   EXPECT_TRUE(engine.views().empty()) << "no tab makes a view before one is shown";
@@ -65,9 +66,14 @@ TEST_F(IdleUnloading, RestoredTabsMakeNoViewUntilShownAndAnswerFromWhatTheyKept)
   EXPECT_FALSE(second->isPrivate());
   EXPECT_TRUE(second->isUnloaded());
 
-  // Lists installed later reach the view made at the first show.
+  // Lists installed later reach the view made at the first show, which
+  // waits for the window even once the lists are settled.
   restored.installBlockLists({std::make_shared<test::FakeContentFilter>("late")});
   restored.settleBlockLists();
+  scheduler.runUntilIdle();
+  EXPECT_TRUE(engine.views().empty()) << "the window comes up first";
+  restored.stopDeferringViews();
+  scheduler.runUntilIdle();
   ASSERT_EQ(engine.views().size(), 1u) << "only the current page";
   auto* shown = static_cast<FakeWebView*>(restored.current()->liveView());
   ASSERT_NE(shown, nullptr);

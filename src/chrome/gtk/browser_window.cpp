@@ -86,6 +86,7 @@ BrowserWindow::BrowserWindow(Browser& browser) : browser_(browser), addressBar_(
     refreshPinTitle();
   }));
   connections_.push_back(browser_.splitsChanged.connect([this] { showCurrentPage(); }));
+  connections_.push_back(browser_.isDeferringViews.changed().connect([this] { showCurrentPage(); }));
   connections_.push_back(browser_.pins.changed().connect([this] { refreshPinTitle(); }));
   connections_.push_back(browser_.hideRequested.connect([this] { minimize(); }));
   connections_.push_back(browser_.bringForwardRequested.connect([this] { present(); }));
@@ -224,8 +225,11 @@ void BrowserWindow::showCurrentPage() {
   // leaves its old stage first.
   if (left && rightStage_.page() == left) rightStage_.show(nullptr);
   if (right && leftStage_.page() == right) leftStage_.show(nullptr);
-  leftStage_.show(left);
-  rightStage_.show(right);
+  // Stages show a page by its web view, made when first shown: none yet
+  // while views wait for the window.
+  const bool deferring = browser_.isDeferringViews.get();
+  leftStage_.show(deferring ? nullptr : left);
+  rightStage_.show(deferring ? nullptr : right);
   pageArea_.show(left ? GTK_WIDGET(leftStage_.gobj()) : nullptr, right ? GTK_WIDGET(rightStage_.gobj()) : nullptr,
                  split, split && right == page);
 }
