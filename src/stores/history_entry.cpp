@@ -10,6 +10,7 @@
 #include <cstring>
 #include <thread>
 #include <memory>
+#include <span>
 
 #include "core/parallel.h"
 
@@ -306,9 +307,24 @@ namespace {
 // Below this size one thread parses the file faster than several.
 constexpr std::size_t kCutFrom = 1 << 20;
 
+using Take = std::function<void(std::size_t, HistoryEntry&&)>;
+
+// Hands the entries of parsed elements to take(chunk, ...), until one is not
+// an entry or another thread found one that is not.
+template <class Elements>
+void takeEntries(const Elements& elements, std::size_t chunk, const Take& take, std::atomic<bool>& failed) {
+  for (simdjson::dom::element element : elements) {
+    auto entry = failed.load(std::memory_order_relaxed) ? std::nullopt : decodeCommonEntry(element);
+    if (!entry) {
+      failed = true;
+      return;
+    }
+    take(chunk, std::move(*entry));
+  }
+}
+
 // The whole text parsed at once, its entries then read on several threads.
-std::optional<std::size_t> decodeWhole(std::string_view json,
-                                       const std::function<void(std::size_t, HistoryEntry&&)>& take) {
+std::optional<std::size_t> decodeWhole(std::string_view json, const Take& take) {
   using namespace simdjson;
   // The library picks the widest vector unit of this processor at run time.
   dom::parser parser;
@@ -323,14 +339,7 @@ std::optional<std::size_t> decodeWhole(std::string_view json,
   for (dom::element element : array) elements.push_back(element);
   std::atomic<bool> failed{false};
   const std::size_t chunks = inChunks(elements.size(), 10000, [&](std::size_t chunk, std::size_t begin, std::size_t end) {
-    for (std::size_t i = begin; i < end && !failed.load(std::memory_order_relaxed); ++i) {
-      auto entry = decodeCommonEntry(elements[i]);
-      if (!entry) {
-        failed = true;
-        return;
-      }
-      take(chunk, std::move(*entry));
-    }
+    takeEntries(std::span(elements).subspan(begin, end - begin), chunk, take, failed);
   });
   if (failed) return std::nullopt;
   return chunks;
@@ -339,11 +348,10 @@ std::optional<std::size_t> decodeWhole(std::string_view json,
 // The text cut between entries into arrays of about half a megabyte, and
 // each thread parses and reads its own run of them, one after the other,
 // reusing its parser and buffer: fresh memory is what costs most here, and
-// small pieces keep what the parser touches small. A cut is made at the "," of a
-// "},{"; should that be inside a string, the piece before it ends inside
-// that string, does not parse, and the whole read fails.
-std::optional<std::size_t> decodeInPieces(std::string_view json,
-                                          const std::function<void(std::size_t, HistoryEntry&&)>& take) {
+// small pieces keep what the parser touches small. A cut is made at the ","
+// of a "},{"; should that be inside a string, the piece before it ends
+// inside that string, does not parse, and the whole read fails.
+std::optional<std::size_t> decodeInPieces(std::string_view json, const Take& take) {
   using namespace simdjson;
   constexpr std::size_t kPieceBytes = 512 * 1024;
   const std::size_t threads = std::clamp<std::size_t>(std::thread::hardware_concurrency(), 1, kMaxChunks);
@@ -377,14 +385,7 @@ std::optional<std::size_t> decodeInPieces(std::string_view json,
         failed = true;
         return;
       }
-      for (dom::element element : array) {
-        auto entry = failed.load(std::memory_order_relaxed) ? std::nullopt : decodeCommonEntry(element);
-        if (!entry) {
-          failed = true;
-          return;
-        }
-        take(chunk, std::move(*entry));
-      }
+      takeEntries(array, chunk, take, failed);
     }
   });
   if (failed) return std::nullopt;

@@ -11,8 +11,7 @@ rounds=${QUILLO_CRASH_ROUNDS:-4}
 start=${QUILLO_CRASH_RANDOM:-$(( $(date +%s) % 32768 ))}
 RANDOM=$start
 echo "random start $start, $rounds rounds (QUILLO_CRASH_RANDOM=$start repeats it)"
-work=$(mktemp -d)
-trap 'kill -9 $(jobs -p) 2>/dev/null || true; rm -rf "$work"' EXIT
+source "$(dirname "$0")/common.bash"
 data="$XDG_DATA_HOME/quillo"
 
 cat > "$work/server.py" <<'PY'
@@ -27,16 +26,9 @@ s = http.server.ThreadingHTTPServer(("127.0.0.1", 0), H)
 open(sys.argv[1], "w").write(str(s.server_address[1]))
 s.serve_forever()
 PY
-python3 "$work/server.py" "$work/port" &
-for _ in $(seq 100); do [ -s "$work/port" ] && break; sleep 0.1; done
+serve "$work/server.py" "$work/port"
 base="http://127.0.0.1:$(cat "$work/port")"
 
-wait_for() {  # wait_for SECONDS command...
-  local limit=$1; shift
-  for _ in $(seq $((limit * 10))); do "$@" && return 0; sleep 0.1; done
-  echo "timed out waiting for: $*" >&2; return 1
-}
-running() { gdbus introspect --session --dest org.quillo.Quillo --object-path /org/quillo/Quillo >/dev/null 2>&1; }
 gone() { ! running; }
 now() { date +%s.%N; }
 

@@ -7,8 +7,7 @@
 # Runs under tools/with-display (private D-Bus, Xvfb, temporary XDG folders).
 set -euo pipefail
 quillo=$1
-work=$(mktemp -d)
-trap 'kill $(jobs -p) 2>/dev/null || true; rm -rf "$work"' EXIT
+source "$(dirname "$0")/common.bash"
 session="$XDG_DATA_HOME/quillo/session.json"
 
 # The page on 127.0.0.1, a tracker on 127.0.0.2 and another on 127.0.0.3:
@@ -54,18 +53,11 @@ for s in servers.values(): threading.Thread(target=s.serve_forever, daemon=True)
 open(port_path, "w").write(str(servers["127.0.0.1"].server_address[1]))
 threading.Event().wait()
 PY
-python3 "$work/server.py" "$work/requests.log" "$work/port" &
-for _ in $(seq 100); do [ -s "$work/port" ] && break; sleep 0.1; done
+serve "$work/server.py" "$work/requests.log" "$work/port"
 port=$(cat "$work/port")
 export QUILLO_EASYPRIVACY_URL="http://127.0.0.1:$port/easyprivacy.txt"
 url="http://127.0.0.1:$port/page.html"
 
-wait_for() {  # wait_for SECONDS command...
-  local limit=$1; shift
-  for _ in $(seq $((limit * 10))); do "$@" && return 0; sleep 0.1; done
-  echo "timed out waiting for: $*" >&2; return 1
-}
-running() { gdbus introspect --session --dest org.quillo.Quillo --object-path /org/quillo/Quillo >/dev/null 2>&1; }
 list_installed() { grep -qs '"EasyPrivacyUpdated"' "$XDG_CONFIG_HOME/quillo/settings.json"; }
 window_shown() { xdotool search --onlyvisible --class quillo >/dev/null 2>&1; }
 session_has() { grep -qs "$1" "$session"; }

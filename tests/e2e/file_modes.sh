@@ -5,8 +5,7 @@
 # Runs under tools/with-display.
 set -euo pipefail
 quillo=$1
-work=$(mktemp -d)
-trap 'kill $(jobs -p) 2>/dev/null || true; rm -rf "$work"' EXIT
+source "$(dirname "$0")/common.bash"
 data="$XDG_DATA_HOME/quillo"
 
 cat > "$work/server.py" <<'PY'
@@ -23,16 +22,9 @@ s = http.server.HTTPServer(("127.0.0.1", 0), H)
 open(sys.argv[1], "w").write(str(s.server_address[1]))
 s.serve_forever()
 PY
-python3 "$work/server.py" "$work/port" &
-for _ in $(seq 100); do [ -s "$work/port" ] && break; sleep 0.1; done
+serve "$work/server.py" "$work/port"
 url="http://127.0.0.1:$(cat "$work/port")/page.html"
 
-wait_for() {
-  local limit=$1; shift
-  for _ in $(seq $((limit * 10))); do "$@" && return 0; sleep 0.1; done
-  echo "timed out waiting for: $*" >&2; return 1
-}
-running() { gdbus introspect --session --dest org.quillo.Quillo --object-path /org/quillo/Quillo >/dev/null 2>&1; }
 
 # What an older version left: readable by everyone.
 mkdir -p "$data" "$XDG_CONFIG_HOME/quillo"

@@ -8,8 +8,7 @@
 # Runs under tools/with-display.
 set -euo pipefail
 quillo=$1
-work=$(mktemp -d)
-trap 'kill $(jobs -p) 2>/dev/null || true; rm -rf "$work"' EXIT
+source "$(dirname "$0")/common.bash"
 data="$XDG_DATA_HOME/quillo"
 
 cat > "$work/server.py" <<'PY'
@@ -55,17 +54,10 @@ s = http.server.ThreadingHTTPServer(("127.0.0.1", 0), H)
 open(sys.argv[2], "w").write(str(s.server_address[1]))
 s.serve_forever()
 PY
-python3 "$work/server.py" "$work/requests.log" "$work/port" &
-for _ in $(seq 100); do [ -s "$work/port" ] && break; sleep 0.1; done
+serve "$work/server.py" "$work/requests.log" "$work/port"
 port=$(cat "$work/port")
 touch "$work/requests.log"
 
-wait_for() {
-  local limit=$1; shift
-  for _ in $(seq $((limit * 10))); do "$@" && return 0; sleep 0.1; done
-  echo "timed out waiting for: $*" >&2; tail -5 "$work/requests.log" >&2; return 1
-}
-running() { gdbus introspect --session --dest org.quillo.Quillo --object-path /org/quillo/Quillo >/dev/null 2>&1; }
 requested() { grep -q "$1" "$work/requests.log"; }
 keys() { xdotool key --clearmodifiers "$@"; }
 traces() {  # files under the three folders that contain $1, as UTF-8 or UTF-16 (SQLite keeps both)

@@ -4,8 +4,7 @@
 # Runs under tools/with-display (private D-Bus, Xvfb, temporary XDG folders).
 set -euo pipefail
 quillo=$1
-work=$(mktemp -d)
-trap 'kill $(jobs -p) 2>/dev/null || true; rm -rf "$work"' EXIT
+source "$(dirname "$0")/common.bash"
 session="$XDG_DATA_HOME/quillo/session.json"
 
 # A page served from loopback; the server logs each request line.
@@ -25,19 +24,12 @@ s = http.server.HTTPServer(("127.0.0.1", 0), H)
 open(sys.argv[2], "w").write(str(s.server_address[1]))
 s.serve_forever()
 PY
-python3 "$work/server.py" "$work/requests.log" "$work/port" &
-for _ in $(seq 100); do [ -s "$work/port" ] && break; sleep 0.1; done
+serve "$work/server.py" "$work/requests.log" "$work/port"
 # A stray "%" as real sites have them: it must arrive and be kept as sent.
 url="http://127.0.0.1:$(cat "$work/port")/page.html?q=50%off"
 # Block-list updates come from here too: no test reaches the internet.
 export QUILLO_EASYPRIVACY_URL="http://127.0.0.1:$(cat "$work/port")/easyprivacy.txt"
 
-wait_for() {  # wait_for SECONDS command...
-  local limit=$1; shift
-  for _ in $(seq $((limit * 10))); do "$@" && return 0; sleep 0.1; done
-  echo "timed out waiting for: $*" >&2; return 1
-}
-running() { gdbus introspect --session --dest org.quillo.Quillo --object-path /org/quillo/Quillo >/dev/null 2>&1; }
 requests() { local n; n=$(grep -cs '^/page.html' "$work/requests.log") || true; echo "${n:-0}"; }
 more_requests_than() { [ "$(requests)" -gt "$1" ]; }
 session_has() { grep -qs "$1" "$session"; }

@@ -177,6 +177,18 @@ GtkCheckButton* checkOf(GtkMessageDialog* dialog) {
 
 class MediaRequests : public ::testing::Test {
  protected:
+  // The page at "/embeds" holds a frame of `other` that asks for the camera
+  // and posts the answer's name up to the page.
+  bool loadPageEmbeddingCameraFrameOf(TestServer& other) {
+    other.html("/frame", "<!doctype html><script>"
+                         "navigator.mediaDevices.getUserMedia({video: true})"
+                         ".then(s => { s.getTracks().forEach(t => t.stop()); parent.postMessage('granted', '*'); },"
+                         "      e => parent.postMessage(e.name, '*'));</script>");
+    server.html("/embeds", "<!doctype html><title>embeds</title><script>window.outcome = '';"
+                           "addEventListener('message', e => { window.outcome = e.data; });</script>"
+                           "<iframe allow='camera' src='" + other.url("/frame") + "'></iframe>");
+    return loadAndWait(*view, events, mustParse(server.url("/embeds")));
+  }
   void SetUp() override {
     ensureGtk();
     usePermissions(&permissions);
@@ -255,14 +267,7 @@ TEST_F(MediaRequests, AFrameOfAnotherSiteIsNamedByItsOwnHost) {
   windowWith(dynamic_cast<WebKitView&>(*view).widget());
   permissions.set(PermissionDecision::allow, {"127.0.0.1", SitePermission::Kind::camera, ""});
   TestServer other("127.0.0.2");
-  other.html("/frame", "<!doctype html><script>"
-                       "navigator.mediaDevices.getUserMedia({video: true})"
-                       ".then(s => { s.getTracks().forEach(t => t.stop()); parent.postMessage('granted', '*'); },"
-                       "      e => parent.postMessage(e.name, '*'));</script>");
-  server.html("/embeds", "<!doctype html><title>embeds</title><script>window.outcome = '';"
-                         "addEventListener('message', e => { window.outcome = e.data; });</script>"
-                         "<iframe allow='camera' src='" + other.url("/frame") + "'></iframe>");
-  ASSERT_TRUE(loadAndWait(*view, events, mustParse(server.url("/embeds"))));
+  ASSERT_TRUE(loadPageEmbeddingCameraFrameOf(other));
   ASSERT_TRUE(runUntil([] { return openDialog() != nullptr; })) << "the page's saved allow is not the frame's";
   GtkMessageDialog* dialog = openDialog();
   EXPECT_EQ(text(dialog), "127.0.0.2 wants to use your camera");
@@ -289,14 +294,7 @@ TEST_F(MediaRequests, WithAFrameOfAnotherSiteThePageIsNotBlamedAndNothingIsRemem
   // which frame asks; the frame here is another site's.
   permissions.set(PermissionDecision::allow, {"127.0.0.1", SitePermission::Kind::camera, ""});
   TestServer other("127.0.0.2");
-  other.html("/frame", "<!doctype html><script>"
-                       "navigator.mediaDevices.getUserMedia({video: true})"
-                       ".then(s => { s.getTracks().forEach(t => t.stop()); parent.postMessage('granted', '*'); },"
-                       "      e => parent.postMessage(e.name, '*'));</script>");
-  server.html("/embeds", "<!doctype html><title>embeds</title><script>window.outcome = '';"
-                         "addEventListener('message', e => { window.outcome = e.data; });</script>"
-                         "<iframe allow='camera' src='" + other.url("/frame") + "'></iframe>");
-  ASSERT_TRUE(loadAndWait(*view, events, mustParse(server.url("/embeds"))));
+  ASSERT_TRUE(loadPageEmbeddingCameraFrameOf(other));
   ASSERT_TRUE(runUntil([] { return openDialog() != nullptr; })) << "the page's saved allow does not decide it";
   GtkMessageDialog* dialog = openDialog();
   EXPECT_EQ(text(dialog), "A frame embedded in this page wants to use your camera");
