@@ -136,4 +136,15 @@ std::optional<std::filesystem::path> keepAside(const std::filesystem::path& path
   return std::nullopt;
 }
 
+bool readyToReplace(const std::filesystem::path& path, bool& unreadable, std::string_view name) {
+  if (!unreadable) return true;
+  std::error_code ec;
+  if (std::filesystem::exists(path, ec) && !keepAside(path)) {
+    logLine("couldn't save " + std::string(name) + ": the unreadable one could not be kept aside");
+    return false;
+  }
+  unreadable = false;
+  return true;
+}
+
 }  // namespace quillo::AppSupport

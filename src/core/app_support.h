@@ -53,4 +53,10 @@ inline ReadResult read(std::string_view name) { return read(file(name)); }
 // the path it was kept as.
 std::optional<std::filesystem::path> keepAside(const std::filesystem::path& path, std::string_view why = {});
 
+// For a store about to write: when its file could not be read
+// (`unreadable`), keeps that file aside first and clears the flag. Returns
+// whether the write may go ahead; when the file could not be kept aside it
+// logs why and the store writes nothing.
+bool readyToReplace(const std::filesystem::path& path, bool& unreadable, std::string_view name);
+
 }  // namespace quillo::AppSupport

@@ -5,7 +5,6 @@
 #include <cmath>
 
 #include "core/app_support.h"
-#include "core/log.h"
 
 namespace quillo {
 
@@ -80,14 +79,7 @@ std::optional<std::map<std::string, double>> SiteZoom::decode(const nlohmann::js
 }
 
 void SiteZoom::save() {
-  if (fileUnreadable_) {
-    std::error_code ec;
-    if (std::filesystem::exists(file_, ec) && !AppSupport::keepAside(file_)) {
-      logLine(std::string("couldn't save ") + kFileName + ": the unreadable one could not be kept aside");
-      return;
-    }
-    fileUnreadable_ = false;
-  }
+  if (!AppSupport::readyToReplace(file_, fileUnreadable_, kFileName)) return;
   nlohmann::json object = nlohmann::json::object();
   for (auto& [site, level] : saved_) object[site] = level;
   AppSupport::writeAtomically(file_, object.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace),

@@ -261,13 +261,7 @@ void Downloads::load() {
 }
 
 void Downloads::save() {
-  if (fileUnreadable_) {
-    if (pathExists(file_) && !AppSupport::keepAside(file_)) {
-      logLine(std::string("couldn't save ") + kFileName + ": the unreadable one could not be kept aside");
-      return;
-    }
-    fileUnreadable_ = false;
-  }
+  if (!AppSupport::readyToReplace(file_, fileUnreadable_, kFileName)) return;
   nlohmann::json records = nlohmann::json::array();
   for (const auto& item : items_) {
     if (item->isPrivate_) continue;

@@ -6,7 +6,6 @@
 #include <cctype>
 
 #include "core/app_support.h"
-#include "core/log.h"
 #include "core/settings.h"
 
 namespace quillo {
@@ -187,14 +186,7 @@ void Permissions::importLegacyAppLinks(Settings& settings) {
 }
 
 void Permissions::save() {
-  if (fileUnreadable_) {
-    std::error_code ec;
-    if (std::filesystem::exists(file_, ec) && !AppSupport::keepAside(file_)) {
-      logLine(std::string("couldn't save ") + kFileName + ": the unreadable one could not be kept aside");
-      return;
-    }
-    fileUnreadable_ = false;
-  }
+  if (!AppSupport::readyToReplace(file_, fileUnreadable_, kFileName)) return;
   nlohmann::json object = nlohmann::json::object();
   for (const auto& [host, keys] : saved_)
     for (const auto& [key, decision] : keys) object[host][key] = encode(decision);
