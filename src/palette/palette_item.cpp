@@ -18,6 +18,20 @@ std::string SitePermission::key() const {
   return {};
 }
 
+std::string PermissionSource::title(const SitePermission& permission) const {
+  switch (permission.kind) {
+    case SitePermission::Kind::camera:
+      return "Camera";
+    case SitePermission::Kind::microphone:
+      return "Microphone";
+    case SitePermission::Kind::notifications:
+      return "Notifications";
+    case SitePermission::Kind::app:
+      return "Open " + permission.scheme + ": links";
+  }
+  return {};
+}
+
 PaletteItemID PaletteItem::id() const {
   switch (kind()) {
     case Kind::pin:

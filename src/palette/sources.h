@@ -70,8 +70,9 @@ class PermissionSource {
   }
   // Remembers a decision; none returns the site to asking.
   virtual void set(std::optional<PermissionDecision> decision, const SitePermission& permission) = 0;
-  // "Camera", "Microphone", "Notifications", "Open <app>".
-  virtual std::string title(const SitePermission& permission) const = 0;
+  // "Camera", "Microphone", "Notifications", "Open <app>"; without a name
+  // for the app, "Open <scheme>: links".
+  virtual std::string title(const SitePermission& permission) const;
   sigc::signal<void()> changed;
 };
 

@@ -125,19 +125,9 @@ void Permissions::answer(PermissionDecision decision, const SitePermission& perm
 }
 
 std::string Permissions::title(const SitePermission& permission) const {
-  switch (permission.kind) {
-    case SitePermission::Kind::camera:
-      return "Camera";
-    case SitePermission::Kind::microphone:
-      return "Microphone";
-    case SitePermission::Kind::notifications:
-      return "Notifications";
-    case SitePermission::Kind::app:
-      if (appName_)
-        if (auto name = appName_(permission.scheme)) return "Open " + *name;
-      return "Open " + permission.scheme + ": links";
-  }
-  return {};
+  if (permission.kind == SitePermission::Kind::app && appName_)
+    if (auto name = appName_(permission.scheme)) return "Open " + *name;
+  return PermissionSource::title(permission);
 }
 
 std::optional<PermissionDecision> Permissions::savedAppDecision(const std::string& site,

@@ -63,19 +63,6 @@ struct TestPermissions final : PermissionSource {
       saved.erase(p.host);
     changed.emit();
   }
-  std::string title(const SitePermission& p) const override {
-    switch (p.kind) {
-      case SitePermission::Kind::camera:
-        return "Camera";
-      case SitePermission::Kind::microphone:
-        return "Microphone";
-      case SitePermission::Kind::notifications:
-        return "Notifications";
-      case SitePermission::Kind::app:
-        return "Open " + p.scheme + ": links";
-    }
-    return {};
-  }
 };
 
 struct TestDownload final : DownloadItem {
