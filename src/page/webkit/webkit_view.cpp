@@ -443,8 +443,8 @@ void WebKitView::setContentFilters(const std::vector<std::shared_ptr<ContentFilt
 }
 
 void WebKitView::evaluate(const std::string& script, uint64_t frameID, bool isolated, EvaluateDone done) {
-  auto* pending = new Pending{alive_, std::move(done)};
   if (frameID == 0) {
+    auto* pending = new Pending{alive_, std::move(done)};
     webkit_web_view_evaluate_javascript(
         view_, script.c_str(), static_cast<gssize>(script.size()), isolated ? extension::kWorld : nullptr, nullptr,
         cancellable_,
@@ -479,101 +479,64 @@ void WebKitView::evaluate(const std::string& script, uint64_t frameID, bool isol
   WebKitUserMessage* message = webkit_user_message_new(
       extension::kEvalInFrame,
       g_variant_new("(tsb)", static_cast<guint64>(frameID), script.c_str(), isolated ? TRUE : FALSE));
-  webkit_web_view_send_message_to_page(
-      view_, message, cancellable_,
-      [](GObject* source, GAsyncResult* result, gpointer data) {
-        std::unique_ptr<Pending> pending(static_cast<Pending*>(data));
-        GError* error = nullptr;
-        WebKitUserMessage* reply = webkit_web_view_send_message_to_page_finish(WEBKIT_WEB_VIEW(source), result, &error);
-        if (pending->alive.expired()) {
-          g_clear_error(&error);
-          g_clear_object(&reply);
-          return;
-        }
-        if (!reply) {
-          std::string text = error ? error->message : "the frame did not answer";
-          g_clear_error(&error);
-          pending->done(std::nullopt, text);
-          return;
-        }
-        GVariant* parameters = webkit_user_message_get_parameters(reply);
-        if (!parameters || !g_variant_is_of_type(parameters, G_VARIANT_TYPE("(bs)"))) {
-          g_object_unref(reply);
-          pending->done(std::nullopt, "the frame's answer is malformed");
-          return;
-        }
-        gboolean ok = FALSE;
-        const char* text = nullptr;
-        g_variant_get(parameters, "(b&s)", &ok, &text);
-        if (!ok) {
-          std::string why = text;
-          g_object_unref(reply);
-          pending->done(std::nullopt, why);
-          return;
-        }
-        auto parsed = parseResult(text);
-        g_object_unref(reply);
-        if (parsed)
-          pending->done(std::move(parsed), "");
-        else
-          pending->done(std::nullopt, "the script's result is not JSON");
-      },
-      pending);
+  askPage(message, "the frame", [done = std::move(done)](Answer answer) {
+    if (!answer.ok) return done(std::nullopt, answer.text);
+    if (auto parsed = parseResult(answer.text.c_str())) return done(std::move(parsed), "");
+    done(std::nullopt, "the script's result is not JSON");
+  });
 }
 
 void WebKitView::evaluateInEveryFrame(const std::string& script, bool isolated,
                                       std::function<void(std::vector<nlohmann::json>, std::string)> done) {
-  struct Asked {
-    WebKitView* view;
-    std::weak_ptr<bool> alive;
-    std::string script;
-    bool isolated;
-    std::function<void(std::vector<nlohmann::json>, std::string)> done;
-  };
-  auto* asked = new Asked{this, alive_, script, isolated, std::move(done)};
   WebKitUserMessage* message = webkit_user_message_new(extension::kEvalInEveryFrame,
                                                        g_variant_new("(sb)", script.c_str(), isolated ? TRUE : FALSE));
+  askPage(message, "the page", [this, script, isolated, done = std::move(done)](Answer answer) {
+    if (answer.unhandled) {
+      // Without our extension only the main frame can be asked.
+      return evaluate(script, 0, isolated, [done](std::optional<nlohmann::json> value, std::string why) {
+        if (!value) return done({}, why);
+        done({std::move(*value)}, "");
+      });
+    }
+    if (!answer.ok) return done({}, answer.text);
+    auto parsed = nlohmann::json::parse(answer.text, nullptr, false);
+    if (!parsed.is_array()) return done({}, "the page's answer is not a list");
+    done(std::vector<nlohmann::json>(parsed.begin(), parsed.end()), "");
+  });
+}
+
+void WebKitView::askPage(WebKitUserMessage* message, std::string asked, std::function<void(Answer)> done) {
+  struct Asking {
+    std::weak_ptr<bool> alive;
+    std::string asked;
+    std::function<void(Answer)> done;
+  };
   webkit_web_view_send_message_to_page(
       view_, message, cancellable_,
       [](GObject* source, GAsyncResult* result, gpointer data) {
-        std::unique_ptr<Asked> asked(static_cast<Asked*>(data));
+        std::unique_ptr<Asking> asking(static_cast<Asking*>(data));
         GError* error = nullptr;
         WebKitUserMessage* reply = webkit_web_view_send_message_to_page_finish(WEBKIT_WEB_VIEW(source), result, &error);
-        if (asked->alive.expired()) {
-          g_clear_error(&error);
-          g_clear_object(&reply);
-          return;
-        }
+        Answer answer;
         if (!reply) {
-          bool unhandled = error && error->domain == WEBKIT_USER_MESSAGE_ERROR &&
-                           error->code == WEBKIT_USER_MESSAGE_UNHANDLED_MESSAGE;
-          std::string text = error ? error->message : "the page did not answer";
-          g_clear_error(&error);
-          if (!unhandled) return asked->done({}, text);
-          // Without our extension only the main frame can be asked.
-          auto done = std::move(asked->done);
-          asked->view->evaluate(asked->script, 0, asked->isolated,
-                                [done](std::optional<nlohmann::json> value, std::string why) {
-                                  if (!value) return done({}, why);
-                                  done({std::move(*value)}, "");
-                                });
-          return;
-        }
-        GVariant* parameters = webkit_user_message_get_parameters(reply);
-        gboolean ok = FALSE;
-        const char* text = "";
-        if (parameters && g_variant_is_of_type(parameters, G_VARIANT_TYPE("(bs)")))
+          answer.unhandled = error && error->domain == WEBKIT_USER_MESSAGE_ERROR &&
+                             error->code == WEBKIT_USER_MESSAGE_UNHANDLED_MESSAGE;
+          answer.text = error ? error->message : asking->asked + " did not answer";
+        } else if (GVariant* parameters = webkit_user_message_get_parameters(reply);
+                   parameters && g_variant_is_of_type(parameters, G_VARIANT_TYPE("(bs)"))) {
+          gboolean ok = FALSE;
+          const char* text = "";
           g_variant_get(parameters, "(b&s)", &ok, &text);
-        else
-          text = "the page's answer is malformed";
-        std::string answer = text;
-        g_object_unref(reply);
-        if (!ok) return asked->done({}, answer);
-        auto parsed = nlohmann::json::parse(answer, nullptr, false);
-        if (!parsed.is_array()) return asked->done({}, "the page's answer is not a list");
-        asked->done(std::vector<nlohmann::json>(parsed.begin(), parsed.end()), "");
+          answer.ok = ok;
+          answer.text = text;
+        } else {
+          answer.text = asking->asked + "'s answer is malformed";
+        }
+        g_clear_error(&error);
+        g_clear_object(&reply);
+        if (!asking->alive.expired()) asking->done(std::move(answer));
       },
-      asked);
+      new Asking{alive_, std::move(asked), std::move(done)});
 }
 
 bool WebKitView::receiveMessage(WebKitUserMessage* message) {

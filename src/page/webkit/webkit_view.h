@@ -84,6 +84,16 @@ class WebKitView final : public WebViewPort {
   bool showScriptDialog(WebKitScriptDialog* dialog);
   bool showFileChooser(WebKitFileChooserRequest* request);
   bool receiveMessage(WebKitUserMessage* message);
+  // What our web process extension answers a question: whether it went
+  // well, and the result or why not; `unhandled` when nothing in the page
+  // took the question (no extension).
+  struct Answer {
+    bool ok = false, unhandled = false;
+    std::string text;
+  };
+  // Sends the message to the page; `done` gets the answer, unless this view
+  // went away meanwhile. `asked` names who failed to answer ("the frame").
+  void askPage(WebKitUserMessage* message, std::string asked, std::function<void(Answer)> done);
   bool decidePolicy(WebKitPolicyDecision* decision, WebKitPolicyDecisionType type);
   void loadChanged(WebKitLoadEvent event);
   void loadFailed(const char* failingURI, GError* error);
