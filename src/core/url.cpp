@@ -9,7 +9,8 @@
 namespace quillo {
 namespace {
 std::string lower(std::string s) {
-  for (auto& c : s) c = g_ascii_tolower(c);
+  for (auto& c : s)
+    if (c >= 'A' && c <= 'Z') c = char(c + ('a' - 'A'));
   return s;
 }
 }  // namespace
@@ -137,16 +138,22 @@ std::optional<Url> Url::parse(std::string_view text) {
       url.port_ = value;
     }
     // Hosts compare in lower case; an encoded non-ASCII name reads as itself.
-    std::string readable(host);
-    if (readable.find('%') != std::string::npos) {
-      std::unique_ptr<char, decltype(&g_free)> decoded(g_uri_unescape_string(readable.c_str(), nullptr), g_free);
-      if (decoded && g_utf8_validate(decoded.get(), -1, nullptr)) readable = decoded.get();
-    }
-    readable = lower(std::move(readable));
-    if (readable == host)
+    // Most hosts are already both, and stand as they are in the text.
+    const bool asTyped = std::none_of(host.begin(), host.end(), [](char c) { return c == '%' || (c >= 'A' && c <= 'Z'); });
+    if (asTyped) {
       place(kHost, hostAt, host.size());
-    else
-      placeChanged(kHost, readable);
+    } else {
+      std::string readable(host);
+      if (readable.find('%') != std::string::npos) {
+        std::unique_ptr<char, decltype(&g_free)> decoded(g_uri_unescape_string(readable.c_str(), nullptr), g_free);
+        if (decoded && g_utf8_validate(decoded.get(), -1, nullptr)) readable = decoded.get();
+      }
+      readable = lower(std::move(readable));
+      if (readable == host)
+        place(kHost, hostAt, host.size());
+      else
+        placeChanged(kHost, readable);
+    }
     at = end;
   }
   // Path, then "?" query, then "#" fragment.

@@ -155,20 +155,38 @@ void HistoryRecords::PairBits::set(uint32_t position, const PairSet& pairs) {
   }
 }
 
+namespace {
+
+// Transposes a 64x64 bit matrix in place: bit j of rows[i] moves to bit i of
+// rows[j], in six rounds of swapping ever smaller blocks.
+void transpose64(uint64_t rows[64]) {
+  uint64_t mask = 0x00000000FFFFFFFFull;
+  for (unsigned width = 32; width != 0; width >>= 1, mask ^= mask << width) {
+    for (unsigned k = 0; k < 64; k = ((k | width) + 1) & ~width) {
+      const uint64_t swapped = ((rows[k] >> width) ^ rows[k | width]) & mask;
+      rows[k | width] ^= swapped;
+      rows[k] ^= swapped << width;
+    }
+  }
+}
+
+}  // namespace
+
 void HistoryRecords::PairBits::setAll(const std::vector<const PairSet*>& byPosition) {
   reserve(byPosition.size(), false);
-  // Each thread sets its own range of bitmaps, so no two write one word.
-  inChunks(kMaxChunks, 1, [&](std::size_t, std::size_t first, std::size_t last) {
-    const std::size_t from = first * 256 / kMaxChunks, to = last * 256 / kMaxChunks;
-    for (std::size_t p = 0; p < byPosition.size(); ++p) {
-      if (!byPosition[p]) continue;
-      const uint64_t bit = uint64_t(1) << (p & 63);
-      uint64_t* column = words_.data() + (p >> 6);
-      for (std::size_t part = from / 64; part < to / 64; ++part) {
-        for (uint64_t rest = byPosition[p]->bits[part]; rest != 0; rest &= rest - 1) {
-          std::size_t b = part * 64 + std::size_t(__builtin_ctzll(rest));
-          column[b * stride_] |= bit;
-        }
+  // 64 positions at a time: their pair sets, as four 64x64 bit matrices
+  // turned on their side, give one word of each bitmap. Threads take
+  // different words.
+  const std::size_t blocks = (byPosition.size() + 63) / 64;
+  inChunks(blocks, 256, [&](std::size_t, std::size_t first, std::size_t last) {
+    uint64_t rows[64];
+    for (std::size_t block = first; block < last; ++block) {
+      const std::size_t base = block * 64, count = std::min<std::size_t>(64, byPosition.size() - base);
+      for (std::size_t part = 0; part < 4; ++part) {
+        for (std::size_t i = 0; i < 64; ++i)
+          rows[i] = i < count && byPosition[base + i] ? byPosition[base + i]->bits[part] : 0;
+        transpose64(rows);
+        for (std::size_t j = 0; j < 64; ++j) words_[(part * 64 + j) * stride_ + block] |= rows[j];
       }
     }
   });
