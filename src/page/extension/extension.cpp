@@ -172,24 +172,9 @@ gboolean receive(WebKitWebPage* page, WebKitUserMessage* message, gpointer) {
     webkit_user_message_send_reply(message, evalReply(false, "no frame " + std::to_string(frameID) + " in this page"));
     return TRUE;
   }
-  WebKitFrame* frame = found->second.frame;
-  JSCContext* context = isolated ? webkit_frame_get_js_context_for_script_world(frame, quilloWorld)
-                                 : webkit_frame_get_js_context(frame);
-  JSCValue* value = jsc_context_evaluate(context, script, -1);
-  std::string error;
-  char* json = nullptr;
-  if (JSCException* exception = jsc_context_get_exception(context)) {
-    error = jsc_exception_get_message(exception) ? jsc_exception_get_message(exception) : "the script failed";
-  } else if (!jsc_value_is_undefined(value)) {
-    json = jsc_value_to_json(value, 0);
-    if (JSCException* exception = jsc_context_get_exception(context))
-      error = jsc_exception_get_message(exception) ? jsc_exception_get_message(exception) : "no JSON result";
-  }
-  jsc_context_clear_exception(context);
-  webkit_user_message_send_reply(message, error.empty() ? evalReply(true, json ? json : "null") : evalReply(false, error));
-  g_free(json);
-  g_clear_object(&value);
-  g_object_unref(context);
+  std::string result;
+  const bool ok = evaluateIn(found->second.frame, script, isolated, result);
+  webkit_user_message_send_reply(message, evalReply(ok, result));
   return TRUE;
 }
 

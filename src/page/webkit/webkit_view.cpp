@@ -88,6 +88,21 @@ class WebKitDownloadItem final : public WebDownload {
   WebKitDownload* download_;
 };
 
+// Carries out the browser's answer to one of WebKit's policy questions.
+void apply(NavigationPolicy policy, WebKitPolicyDecision* decision) {
+  switch (policy) {
+    case NavigationPolicy::allow:
+      webkit_policy_decision_use(decision);
+      break;
+    case NavigationPolicy::download:
+      webkit_policy_decision_download(decision);
+      break;
+    case NavigationPolicy::cancel:
+      webkit_policy_decision_ignore(decision);
+      break;
+  }
+}
+
 }  // namespace
 
 void watchDownloads(WebKitNetworkSession* session) {
@@ -295,17 +310,7 @@ bool WebKitView::decidePolicy(WebKitPolicyDecision* decision, WebKitPolicyDecisi
         navigationResponse.contentDisposition = disposition;
     navigationResponse.canShowMIMEType = webkit_response_policy_decision_is_mime_type_supported(responseDecision);
     navigationResponse.isMainFrame = webkit_response_policy_decision_is_main_frame_main_resource(responseDecision);
-    switch (events_->webViewDecideResponse(navigationResponse)) {
-      case NavigationPolicy::allow:
-        webkit_policy_decision_use(decision);
-        break;
-      case NavigationPolicy::download:
-        webkit_policy_decision_download(decision);
-        break;
-      case NavigationPolicy::cancel:
-        webkit_policy_decision_ignore(decision);
-        break;
-    }
+    apply(events_->webViewDecideResponse(navigationResponse), decision);
     return true;
   }
 
@@ -333,17 +338,7 @@ bool WebKitView::decidePolicy(WebKitPolicyDecision* decision, WebKitPolicyDecisi
   events_->webViewDecideNavigation(navigation, [decision, answered](NavigationPolicy policy) {
     if (*answered) return;
     *answered = true;
-    switch (policy) {
-      case NavigationPolicy::allow:
-        webkit_policy_decision_use(decision);
-        break;
-      case NavigationPolicy::download:
-        webkit_policy_decision_download(decision);
-        break;
-      case NavigationPolicy::cancel:
-        webkit_policy_decision_ignore(decision);
-        break;
-    }
+    apply(policy, decision);
     g_object_unref(decision);
   });
   return true;
