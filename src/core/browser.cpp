@@ -631,8 +631,9 @@ void Browser::loadShownIfPending(const PagePtr& page) {
 void Browser::stopDeferringViews() {
   if (!isDeferringViews.get()) return;
   isDeferringViews = false;
-  // Whoever already types in the bar keeps the keyboard.
-  if (!chrome.isHeldOpen.get() && !isFinding.get()) {
+  // Whoever already typed in the bar keeps the keyboard; otherwise the page
+  // takes it, as at any other showing.
+  if (query->empty() && !scope->has_value() && !isFinding.get()) {
     showCurrent();
   } else if (auto page = current()) {
     loadShownIfPending(page);

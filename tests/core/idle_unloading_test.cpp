@@ -82,10 +82,31 @@ TEST_F(IdleUnloading, RestoredTabsMakeNoViewUntilShownAndAnswerFromWhatTheyKept)
   EXPECT_EQ(shown->entries().size(), 2u) << "the back/forward list came back";
   EXPECT_EQ(shown->loads, (std::vector<Url>{*Url::parse("https://a.example/2")}));
   EXPECT_TRUE(restored.current()->canGoBack.get());
+  EXPECT_EQ(shown->focusCount, 1) << "the shown page takes the keyboard";
 
   restored.select(second);
   EXPECT_EQ(engine.views().size(), 2u);
   EXPECT_EQ(view(second)->loads, (std::vector<Url>{*Url::parse("https://t0.example/")}));
+}
+
+// Someone who typed into the bar before the first page was shown keeps
+// the keyboard; the page still loads behind the palette.
+TEST_F(IdleUnloading, TypingBeforeTheFirstPageIsShownKeepsTheKeyboard) {
+  Session session;
+  session.tabs.push_back({*Url::parse("https://a.example/"), "A", std::nullopt, std::nullopt, std::nullopt,
+                          std::nullopt, std::nullopt, std::nullopt});
+  session.recent = {0};
+  Browser restored(engine, scheduler);
+  restored.isDeferringViews = true;
+  restored.settleBlockLists();
+  restored.restoreSession(session);
+  restored.query = std::string("osl");
+  restored.stopDeferringViews();
+  scheduler.runUntilIdle();
+  auto* shown = static_cast<FakeWebView*>(restored.current()->liveView());
+  ASSERT_NE(shown, nullptr);
+  EXPECT_EQ(shown->loads, (std::vector<Url>{*Url::parse("https://a.example/")}));
+  EXPECT_EQ(shown->focusCount, 0);
 }
 
 TEST_F(IdleUnloading, AHiddenPageIsUnloadedOnlyAfterMoreThanAnHour) {
