@@ -52,6 +52,9 @@ std::optional<std::string> Permissions::desktopAppName(const std::string& scheme
 }
 
 std::optional<SitePermission> Permissions::parse(const std::string& host, const std::string& key) {
+  // An entry without a site cannot be shown or asked for; like an unknown key,
+  // it stays in the file untouched.
+  if (host.empty()) return std::nullopt;
   if (key == "camera") return SitePermission{host, SitePermission::Kind::camera, ""};
   if (key == "microphone") return SitePermission{host, SitePermission::Kind::microphone, ""};
   if (key == "notifications") return SitePermission{host, SitePermission::Kind::notifications, ""};

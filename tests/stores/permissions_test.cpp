@@ -102,8 +102,8 @@ TEST_F(PermissionsTest, ListedAlwaysHasTheThreeKindsThenTheSitesApps) {
   EXPECT_EQ(permissions.listed("b.test"), withApp);
 }
 
-TEST_F(PermissionsTest, UnknownKeysAreKeptInTheFileButNeverListed) {
-  writeFile(R"({"a.test":{"app:":"allow","speaker":"block","camera":"allow"}})");
+TEST_F(PermissionsTest, UnknownKeysAndSitelessEntriesAreKeptInTheFileButNeverListed) {
+  writeFile(R"({"a.test":{"app:":"allow","speaker":"block","camera":"allow"},"":{"microphone":"block"}})");
   Permissions permissions(nullptr, mailOnly);
   EXPECT_EQ(permissions.all(), std::vector<SitePermission>{camera("a.test")});
   permissions.set(block, microphone("a.test"));
@@ -111,6 +111,7 @@ TEST_F(PermissionsTest, UnknownKeysAreKeptInTheFileButNeverListed) {
   EXPECT_EQ(saved["a.test"]["app:"], "allow");
   EXPECT_EQ(saved["a.test"]["speaker"], "block");
   EXPECT_EQ(saved["a.test"]["microphone"], "block");
+  EXPECT_EQ(saved[""]["microphone"], "block");
 }
 
 TEST_F(PermissionsTest, AnUnreadableFileGivesAnEmptyStoreAndIsKeptAside) {
