@@ -11,6 +11,7 @@
 #include "core/browser.h"
 #include "core/settings.h"
 #include "stores/history.h"
+#include "stores/permissions.h"
 #include "support/fake_web_view.h"
 #include "support/temp_home.h"
 #include "support/virtual_scheduler.h"
@@ -24,47 +25,6 @@ namespace quillo::test {
 
 // Stand-ins for the stores and services the palette reads, holding what a
 // test puts in them and recording what the palette asked of them.
-struct TestPermissions final : PermissionSource {
-  std::map<std::string, std::map<std::string, PermissionDecision>> saved;  // host -> key -> decision
-
-  static SitePermission make(const std::string& host, const std::string& key) {
-    SitePermission p{host, SitePermission::Kind::camera, ""};
-    if (key == "microphone") p.kind = SitePermission::Kind::microphone;
-    if (key == "notifications") p.kind = SitePermission::Kind::notifications;
-    if (key.rfind("app:", 0) == 0) {
-      p.kind = SitePermission::Kind::app;
-      p.scheme = key.substr(4);
-    }
-    return p;
-  }
-  std::vector<SitePermission> listed(const std::string& host) const override {
-    std::vector<SitePermission> list{make(host, "camera"), make(host, "microphone"), make(host, "notifications")};
-    for (auto& p : all())
-      if (p.host == host && p.kind == SitePermission::Kind::app) list.push_back(p);
-    return list;
-  }
-  std::vector<SitePermission> all() const override {
-    std::vector<SitePermission> list;
-    for (auto& [host, keys] : saved)
-      for (auto& [key, decision] : keys) list.push_back(make(host, key));
-    return list;
-  }
-  std::optional<PermissionDecision> savedDecision(const SitePermission& p) const override {
-    auto host = saved.find(p.host);
-    if (host == saved.end()) return std::nullopt;
-    auto key = host->second.find(p.key());
-    if (key == host->second.end()) return std::nullopt;
-    return key->second;
-  }
-  void set(std::optional<PermissionDecision> decision, const SitePermission& p) override {
-    if (decision)
-      saved[p.host][p.key()] = *decision;
-    else if (saved.count(p.host) && (saved[p.host].erase(p.key()), saved[p.host].empty()))
-      saved.erase(p.host);
-    changed.emit();
-  }
-};
-
 struct TestDownload final : DownloadItem {
   TestDownload(std::string name, std::optional<Url> from, bool missing = false)
       : name(std::move(name)), from(std::move(from)), missing(missing) {}
@@ -114,14 +74,13 @@ struct TestAlerts final : Alerts {
 struct TestIcons final : IconSource {
   std::map<const Page*, Bytes> pages;
   std::map<std::string, Bytes> cached;
-  std::optional<Bytes> pageIcon(const Page& page) const override {
-    auto found = pages.find(&page);
-    return found == pages.end() ? std::nullopt : std::optional<Bytes>(found->second);
+  template <typename Key>
+  static std::optional<Bytes> lookup(const std::map<Key, Bytes>& icons, const Key& key) {
+    auto found = icons.find(key);
+    return found == icons.end() ? std::nullopt : std::optional<Bytes>(found->second);
   }
-  std::optional<Bytes> cachedIcon(const std::string& host) const override {
-    auto found = cached.find(host);
-    return found == cached.end() ? std::nullopt : std::optional<Bytes>(found->second);
-  }
+  std::optional<Bytes> pageIcon(const Page& page) const override { return lookup(pages, &page); }
+  std::optional<Bytes> cachedIcon(const std::string& host) const override { return lookup(cached, host); }
 };
 
 // A browser on the fake engine and virtual time, in a temporary home, with
@@ -134,17 +93,20 @@ class PaletteTest : public ::testing::Test {
     scheduler.setWallNow(std::chrono::system_clock::from_time_t(1717200000));  // 2024-06-01
     browser = std::make_unique<Browser>(engine, scheduler);
     browser->settleBlockLists();
-    attachAll(*browser);
+    browser->attach(permissions);
+    browser->attach(downloads);
+    browser->attach(logins);
+    browser->attach(clipboard);
+    browser->attach(alerts);
+    browser->attach(icons);
+    browser->attach(settings);
   }
 
-  void attachAll(Browser& b) {
-    b.attach(permissions);
-    b.attach(downloads);
-    b.attach(logins);
-    b.attach(clipboard);
-    b.attach(alerts);
-    b.attach(icons);
-    b.attach(settings);
+  // Saves a decision for a host's permission named by its storage key.
+  void decide(const std::string& host, const std::string& key, std::optional<PermissionDecision> decision) {
+    auto permission = Permissions::parse(host, key);
+    ASSERT_TRUE(permission) << key;
+    permissions.set(decision, *permission);
   }
 
   static Url url(const std::string& text) {
@@ -220,7 +182,7 @@ class PaletteTest : public ::testing::Test {
   VirtualScheduler scheduler;
   FakeEngine engine;
   Settings settings{Settings::defaultFile()};
-  TestPermissions permissions;
+  Permissions permissions{nullptr, [](const std::string&) { return std::optional<std::string>(); }};
   TestDownloads downloads;
   TestLogins logins;
   TestClipboard clipboard;

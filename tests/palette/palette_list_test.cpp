@@ -71,7 +71,7 @@ TEST_F(PaletteListTest, CommandListIsGroupedIntoThisPageTabsAndQuillo) {
   EXPECT_EQ(outline()[8], "  command:privateTab");
   EXPECT_EQ(outline()[9], "Quillo> command:pins");
 
-  type("/pi");  // picture in picture, then pins: two sections of one row each
+  type("/PI");  // picture in picture, then pins: two sections of one row each
   EXPECT_EQ(outline(), (Strings{"This page> command:pictureInPicture", "Quillo> command:pins"}));
 }
 
@@ -98,31 +98,29 @@ TEST_F(PaletteListTest, PermissionsAreGroupedBySiteAndAnEmptyScopeExplainsItself
   EXPECT_EQ(outline(), Strings{"notice: No site has asked for anything yet · open a site to set its permissions"});
   type("zzz");
   EXPECT_EQ(outline(), Strings{"notice: No sites match"});
-
-  permissions.set(PermissionDecision::allow, TestPermissions::make("meet.example", "camera"));
-  permissions.set(PermissionDecision::block, TestPermissions::make("meet.example", "microphone"));
-  permissions.set(PermissionDecision::allow, TestPermissions::make("chat.example", "notifications"));
+  decide("meet.example", "camera", PermissionDecision::allow);
+  decide("meet.example", "microphone", PermissionDecision::block);
+  decide("chat.example", "notifications", PermissionDecision::allow);
   type("");
   EXPECT_EQ(outline(), (Strings{"chat.example> permission:chat.example/notifications",
                                 "meet.example> permission:meet.example/camera",
                                 "  permission:meet.example/microphone"}));
 
-  browser->leaveScope();
-  browser->enter(PaletteCommand::downloads);
-  EXPECT_EQ(outline(), Strings{"notice: Nothing downloaded yet"});
-  type("report");
-  EXPECT_EQ(outline(), Strings{"notice: No downloads match"});
-
-  browser->leaveScope();
-  browser->enter(PaletteCommand::history);
-  EXPECT_EQ(outline(), Strings{"notice: Nothing in history yet"});
-  type("report");
-  EXPECT_EQ(outline(), Strings{"notice: No history matches"});
-  browser->leaveScope();
-  browser->enter(PaletteCommand::pins);
-  EXPECT_EQ(outline(), Strings{"notice: No pins yet · Ctrl+D pins the page you are on"});
-  type("report");
-  EXPECT_EQ(outline(), Strings{"notice: No pins match"});
+  struct Empty {
+    PaletteCommand scope;
+    std::string nothing, noMatch;
+  };
+  for (auto& [scope, nothing, noMatch] :
+       {Empty{PaletteCommand::downloads, "Nothing downloaded yet", "No downloads match"},
+        Empty{PaletteCommand::history, "Nothing in history yet", "No history matches"},
+        Empty{PaletteCommand::pins, "No pins yet · Ctrl+D pins the page you are on", "No pins match"}}) {
+    SCOPED_TRACE(nothing);
+    browser->leaveScope();
+    browser->enter(scope);
+    EXPECT_EQ(outline(), Strings{"notice: " + nothing});
+    type("report");
+    EXPECT_EQ(outline(), Strings{"notice: " + noMatch});
+  }
 
   browser->leaveScope();
   browser->enter(PaletteCommand::login);
@@ -165,13 +163,19 @@ TEST_F(PaletteListTest, RestingListHasTheGridOpenPinsTabsWithSplitsAndThisSessio
   auto c = open("https://c.example/", "C");
   for (auto& pin : browser->pins.get()) browser->close(browser->pinnedPages.at(pin.id));
   browser->quickPinCount = 2;
-  browser->livePage(browser->pins.get()[2]);  // open, though not numbered
+  // A split of C and A keeps them adjacent, in the order of whichever comes
+  // first in the tab order.
   auto split = std::make_shared<Split>(c, a, 0.5);
   a->split = split;
   c->split = split;
   browser->splits.push_back(split);
   type("");
+  EXPECT_EQ(resting(), (Strings{"pin:Pin 1", "pin:Pin 2", "tab:A", "tab:C", "tab:B"}))
+      << "an unnumbered pin shows at rest only while open";
+  EXPECT_EQ(browser->recentUnits().size(), 2u) << "the split is one unit";
 
+  browser->livePage(browser->pins.get()[2]);
+  EXPECT_EQ(browser->listedPins().size(), 3u);
   EXPECT_EQ(outline(), (Strings{"grid: Pin 1 Pin 2", "  pin:Pin 3", "split: C | A", "  tab:B", "divider"}));
   for (auto& entry : entries()) EXPECT_EQ(entry.resultIndex(), std::nullopt) << "resting rows are not results";
 

@@ -2,8 +2,6 @@
 // which row is highlighted.
 #include "palette/palette_fixture.h"
 
-#include "core/split.h"
-
 namespace quillo::test {
 namespace {
 
@@ -45,16 +43,27 @@ TEST_F(Results, MatchingIgnoresCaseAndSurroundingSpacesAndUsesCustomNames) {
   EXPECT_TRUE(results().empty());
 }
 
-TEST_F(Results, SpacesOnlyIsNotASearchAndTheCurrentPageIsHighlightedAtRest) {
-  auto a = open("https://a.example/", "A");
-  auto b = open("https://b.example/", "B");
+TEST_F(Results, WhichRowIsHighlightedAtRestInASearchAndWhileChoosingACommand) {
+  auto pin = pinned("https://pinned.example/", "Pinned");
+  open("https://a.example/", "A");
+  open("https://b.example/", "B");
   type("   \t");
-  EXPECT_FALSE(browser->isSearching());
+  EXPECT_FALSE(browser->isSearching()) << "spaces only are no search";
   EXPECT_TRUE(browser->results().empty());
-  EXPECT_EQ(resting(), (Strings{"tab:A", "tab:B"}));
-  EXPECT_EQ(browser->highlightIndex(), 1);
+  EXPECT_EQ(resting(), (Strings{"pin:Pinned", "tab:A", "tab:B"}));
+  EXPECT_EQ(browser->highlightIndex(), 2) << "at rest: the current page";
   EXPECT_EQ(browser->activeResult(), std::nullopt);
 
+  browser->openPin(1);
+  EXPECT_EQ(browser->restingHighlightID(), PaletteItemID(pin.id)) << "a page opened from a pin lights up its pin row";
+  EXPECT_EQ(browser->highlightIndex(), 0);
+  browser->isComposingNewTab = true;
+  EXPECT_EQ(browser->restingHighlightID(), std::nullopt) << "composing a new tab highlights nothing";
+  browser->isComposingNewTab = false;
+  browser->selectedResult = 1;
+  EXPECT_EQ(browser->restingHighlightID(), browser->restingItems()[1].id());
+
+  browser->selectedResult = std::nullopt;
   type("a.ex");
   EXPECT_TRUE(browser->isSearching());
   EXPECT_EQ(browser->highlightIndex(), std::nullopt) << "a plain search highlights nothing by itself";
@@ -62,59 +71,16 @@ TEST_F(Results, SpacesOnlyIsNotASearchAndTheCurrentPageIsHighlightedAtRest) {
   browser->selectedResult = 0;
   EXPECT_EQ(browser->highlightIndex(), 0);
   EXPECT_EQ(browser->activeResult(), 0);
-}
 
-TEST_F(Results, CommandChoosingListsMatchingCommandsFirstHighlighted) {
+  browser->selectedResult = std::nullopt;
   type("/");
   EXPECT_TRUE(browser->isChoosingCommand());
-  EXPECT_EQ(browser->results().size(), 15u);
-  EXPECT_EQ(browser->highlightIndex(), 0);
+  EXPECT_EQ(browser->highlightIndex(), 0) << "the first matching command is highlighted";
   EXPECT_EQ(browser->activeResult(), 0);
-  type("/PI");
-  EXPECT_EQ(results(), (Strings{"command:pictureInPicture", "command:pins"}));
   type("/zzz");
   EXPECT_EQ(browser->activeResult(), std::nullopt);
   type("a/b");
   EXPECT_FALSE(browser->isChoosingCommand()) << "only a leading slash chooses commands";
-}
-
-TEST_F(Results, RestingListShowsNumberedAndOpenPinsThenTabsWithSplitsTogether) {
-  for (int i = 1; i <= 3; ++i) pinned("https://pin" + std::to_string(i) + ".example/", "Pin " + std::to_string(i));
-  auto a = open("https://a.example/", "A");
-  auto b = open("https://b.example/", "B");
-  auto c = open("https://c.example/", "C");
-  for (auto& pin : browser->pins.get()) browser->close(browser->pinnedPages.at(pin.id));
-  browser->quickPinCount = 1;
-  // A split of C and A keeps them adjacent, in the order of whichever comes
-  // first in the tab order.
-  auto split = std::make_shared<Split>(c, a, 0.5);
-  a->split = split;
-  c->split = split;
-  browser->splits.push_back(split);
-
-  EXPECT_EQ(resting(), (Strings{"pin:Pin 1", "tab:A", "tab:C", "tab:B"}));
-  EXPECT_EQ(browser->recentUnits().size(), 2u) << "the split is one unit";
-
-  // An unnumbered pin that is open is listed too, in pin order.
-  browser->livePage(browser->pins.get()[2]);
-  EXPECT_EQ(resting(), (Strings{"pin:Pin 1", "pin:Pin 3", "tab:A", "tab:C", "tab:B"}));
-  EXPECT_EQ(browser->listedPins().size(), 2u);
-}
-
-TEST_F(Results, APageOpenedFromAPinLightsUpItsPinRow) {
-  auto pin = pinned("https://pinned.example/", "Pinned");
-  open("https://other.example/", "Other");
-  browser->openPin(1);
-  auto id = browser->restingHighlightID();
-  ASSERT_TRUE(id);
-  EXPECT_EQ(*id, PaletteItemID(pin.id));
-  EXPECT_EQ(browser->highlightIndex(), 0);
-
-  browser->isComposingNewTab = true;
-  EXPECT_EQ(browser->restingHighlightID(), std::nullopt) << "composing a new tab highlights nothing";
-  browser->isComposingNewTab = false;
-  browser->selectedResult = 1;
-  EXPECT_EQ(browser->restingHighlightID(), browser->restingItems()[1].id());
 }
 
 TEST_F(Results, ScopesListTheirOwnRows) {
@@ -152,10 +118,10 @@ TEST_F(Results, ScopesListTheirOwnRows) {
 }
 
 TEST_F(Results, PermissionsOfTheCurrentSiteComeFirst) {
-  permissions.saved["zoom.example"]["camera"] = PermissionDecision::allow;
-  permissions.saved["alpha.example"]["notifications"] = PermissionDecision::block;
-  permissions.saved["meet.example"]["app:zoommtg"] = PermissionDecision::allow;
-  permissions.saved["meet.example"]["microphone"] = PermissionDecision::allow;
+  decide("zoom.example", "camera", PermissionDecision::allow);
+  decide("alpha.example", "notifications", PermissionDecision::block);
+  decide("meet.example", "app:zoommtg", PermissionDecision::allow);
+  decide("meet.example", "microphone", PermissionDecision::allow);
   open("https://meet.example/room", "Room");
 
   browser->enter(PaletteCommand::permissions);

@@ -120,10 +120,10 @@ TEST_F(RenameEdit, RemovingRowsOfEachKind) {
   EXPECT_EQ(store.find(url("https://two.example/")), nullptr);
   EXPECT_EQ(results(), Strings{"history:https://one.example/"});
 
-  permissions.saved["tab.example"]["camera"] = PermissionDecision::block;
+  decide("tab.example", "camera", PermissionDecision::block);
   browser->enter(PaletteCommand::permissions);
   browser->removeHighlighted();
-  EXPECT_TRUE(permissions.saved.empty()) << "back to Ask";
+  EXPECT_TRUE(permissions.all().empty()) << "back to Ask";
 
   auto item = std::make_shared<TestDownload>("file.zip", std::nullopt);
   downloads.list = {item};
