@@ -42,7 +42,7 @@ TEST_F(Commands, EnteringAndLeavingAScopeRoundTripsThroughTheCommandLine) {
   int focus = browser->addressBarFocusRequests.get();
   type("/history");
   browser->search("/history");
-  EXPECT_EQ(browser->scope.get(), PaletteCommand::history) << "typing a scope's name and Return enters it";
+  EXPECT_EQ(browser->scope.get(), PaletteCommand::history) << "a scope's name submitted enters it";
   EXPECT_EQ(browser->query.get(), "");
   EXPECT_EQ(browser->addressBarPrefill.get(), "");
   EXPECT_EQ(browser->addressBarFocusRequests.get(), focus + 1);
@@ -69,39 +69,20 @@ TEST_F(Commands, EnteringAndLeavingAScopeRoundTripsThroughTheCommandLine) {
   browser->summon();
   EXPECT_EQ(browser->scope.get(), std::nullopt);
   EXPECT_EQ(browser->selectedResult.get(), std::nullopt);
-}
 
-TEST_F(Commands, ToggleBarOpensOrClosesThePalette) {
-  open("https://a.example/", "A");
+  // Ctrl+E opens the palette afresh, or closes it while it is being edited.
   browser->enter(PaletteCommand::pins);
-  int focus = browser->addressBarFocusRequests.get();
+  focus = browser->addressBarFocusRequests.get();
   browser->toggleBar();
-  EXPECT_EQ(browser->scope.get(), std::nullopt) << "opened afresh";
+  EXPECT_EQ(browser->scope.get(), std::nullopt);
   EXPECT_EQ(browser->addressBarFocusRequests.get(), focus + 1);
-
-  browser->chrome.isHeldOpen = true;  // the field is being edited
+  browser->chrome.isHeldOpen = true;
   type("half typed");
   browser->toggleBar();
   EXPECT_EQ(browser->query.get(), "");
   browser->newTab();
   browser->toggleBar();
   EXPECT_FALSE(browser->isComposingNewTab.get()) << "composing is cancelled";
-}
-
-TEST_F(Commands, SubmittingTextLoadsItUnlessItNamesAScope) {
-  auto page = open("https://a.example/", "A");
-  type("/nothing");
-  browser->search("/nothing");
-  EXPECT_EQ(browser->scope.get(), std::nullopt);
-  ASSERT_TRUE(page->url.get());
-  EXPECT_EQ(page->url.get()->queryItem("q"), "/nothing") << "an unknown command is searched for";
-  EXPECT_EQ(browser->query.get(), "");
-
-  browser->search("b.example");
-  EXPECT_EQ(page->url.get()->str(), "https://b.example");
-  browser->isComposingNewTab = true;
-  browser->search("c.example");
-  EXPECT_EQ(browser->pages->size(), 2u) << "composing a new tab opens it in a new page";
 }
 
 // Return in the field: the active row when there is one, else the text.
@@ -120,6 +101,9 @@ TEST_F(Commands, ReturnChoosesTheActiveRowElseSubmitsTheText) {
   type("alpha");
   EXPECT_FALSE(browser->submit("alpha"));
   EXPECT_EQ(alpha->url.get()->queryItem("q"), "alpha") << "nothing highlighted: the words are searched";
+  type("/nothing");
+  EXPECT_FALSE(browser->submit("/nothing"));
+  EXPECT_EQ(alpha->url.get()->queryItem("q"), "/nothing") << "an unknown command is searched for";
 
   // The resting list: Down moves onto a row, Return opens it.
   type("");
@@ -212,76 +196,56 @@ TEST_F(Commands, ReturnOnAPermissionWalksAllowBlockAsk) {
   EXPECT_EQ(browser->scope.get(), PaletteCommand::permissions) << "the list stays";
 }
 
-TEST_F(Commands, ChoosingBesideShowsTheRowNextToTheCurrentPage) {
+TEST_F(Commands, SplittingFromThePalette) {
+  auto pin = pinned("https://pinned.example/", "Pinned");
   auto a = open("https://a.example/", "A");
   auto b = open("https://b.example/", "B");
-  auto pin = pinned("https://pinned.example/", "Pinned");
-  browser->select(b);
   auto splitOf = [](const PagePtr& page) { return page->split.lock(); };
 
-  browser->choose(PaletteItem(a), true);
-  ASSERT_EQ(browser->splits.size(), 1u);
-  EXPECT_EQ(splitOf(a)->left, b) << "the current page stays on the left";
-  EXPECT_EQ(splitOf(a)->right, a);
-  EXPECT_EQ(browser->current(), a) << "the side just shown has the keyboard";
-
-  browser->choose(PaletteItem(pin), true);
-  auto live = browser->pinnedPages.at(pin.id);
-  ASSERT_EQ(browser->splits.size(), 1u) << "a page is in one split at most";
-  EXPECT_EQ(splitOf(live)->left, a);
-  EXPECT_TRUE(b->split.expired()) << "a's old partner is an ordinary tab again";
-
-  // "/split" then a history row: a new page, loaded, beside.
-  browser->run(PaletteCommand::split);
-  EXPECT_TRUE(browser->isChoosingSplitPartner.get());
-  size_t tabs = browser->pages->size();
-  browser->choose(PaletteItem(entry("https://history.example/", "")));
-  EXPECT_EQ(browser->pages->size(), tabs + 1) << "a history row becomes a new page";
-  ASSERT_TRUE(browser->current()->split.lock());
-  EXPECT_EQ(browser->current()->url.get(), url("https://history.example/"));
-  EXPECT_EQ(splitOf(browser->current())->left, live);
-  EXPECT_FALSE(browser->isChoosingSplitPartner.get());
-  EXPECT_FALSE(browser->isComposingNewTab.get());
-
-  open("https://secret.example/", "Secret", true, true);
-  browser->choose(PaletteItem(entry("https://history.example/2", "")), true);
-  EXPECT_TRUE(browser->current()->isPrivate()) << "beside a private page, private";
-  EXPECT_EQ(browser->current()->url.get(), url("https://history.example/2"));
-}
-
-TEST_F(Commands, SplitCommandsFromThePalette) {
-  auto a = open("https://a.example/", "A");
-  auto b = open("https://b.example/", "B");
-
   // "/split", Return: the palette chooses a partner and says so.
-  browser->query = std::string("/split");
+  type("/split");
   EXPECT_TRUE(browser->submit("/split")) << "the palette keeps the keyboard";
   EXPECT_TRUE(browser->isChoosingSplitPartner.get());
   EXPECT_TRUE(browser->isComposingNewTab.get());
   EXPECT_EQ(browser->query.get(), "");
 
   // The current page itself is no partner: the choice stays open.
-  browser->selectedResult = 1;
-  ASSERT_EQ(*browser->restingItems()[1].tab(), b);
+  browser->selectedResult = 2;
+  ASSERT_EQ(*browser->restingItems()[2].tab(), b);
   EXPECT_TRUE(browser->submit(""));
   EXPECT_TRUE(browser->isChoosingSplitPartner.get());
   EXPECT_TRUE(browser->splits.empty());
 
-  browser->selectedResult = 0;
+  browser->selectedResult = 1;
   EXPECT_FALSE(browser->submit("")) << "the split is shown and the page has the keyboard";
   ASSERT_EQ(browser->splits.size(), 1u);
-  EXPECT_EQ(browser->splits[0]->left, b);
-  EXPECT_EQ(browser->splits[0]->right, a);
+  EXPECT_EQ(splitOf(a)->left, b) << "the current page stays on the left";
+  EXPECT_EQ(splitOf(a)->right, a);
+  EXPECT_EQ(browser->current(), a) << "the side just shown has the keyboard";
   EXPECT_FALSE(browser->isChoosingSplitPartner.get());
 
-  // An address typed while choosing opens in a new page beside.
+  // Alt+Return on a pin's row shows its live page beside.
+  browser->choose(PaletteItem(pin), true);
+  auto live = browser->pinnedPages.at(pin.id);
+  ASSERT_EQ(browser->splits.size(), 1u) << "a page is in one split at most";
+  EXPECT_EQ(splitOf(live)->left, a);
+  EXPECT_TRUE(b->split.expired()) << "a's old partner is an ordinary tab again";
+
+  // While choosing, a history row or a typed address becomes a new page beside.
+  size_t tabs = browser->pages->size();
+  browser->run(PaletteCommand::split);
+  browser->choose(PaletteItem(entry("https://history.example/", "")));
+  EXPECT_EQ(browser->pages->size(), tabs + 1);
+  EXPECT_EQ(browser->current()->url.get(), url("https://history.example/"));
+  EXPECT_EQ(splitOf(browser->current())->left, live);
+  EXPECT_FALSE(browser->isChoosingSplitPartner.get());
+  EXPECT_FALSE(browser->isComposingNewTab.get());
+  auto history = browser->current();
   browser->run(PaletteCommand::split);
   EXPECT_FALSE(browser->submit("c.example"));
-  EXPECT_EQ(browser->pages->size(), 3u);
+  EXPECT_EQ(browser->pages->size(), tabs + 2);
   EXPECT_EQ(browser->current()->url.get(), url("https://c.example"));
-  ASSERT_EQ(browser->splits.size(), 1u);
-  EXPECT_EQ(browser->splits[0]->left, a) << "beside the page that was current";
-  EXPECT_TRUE(b->split.expired());
+  EXPECT_EQ(splitOf(browser->current())->left, history) << "beside the page that was current";
 
   // Escape while choosing ends the mode and goes back to the page.
   browser->run(PaletteCommand::split);
@@ -289,24 +253,23 @@ TEST_F(Commands, SplitCommandsFromThePalette) {
   EXPECT_FALSE(browser->isChoosingSplitPartner.get());
   EXPECT_FALSE(browser->isComposingNewTab.get());
   EXPECT_EQ(browser->splits.size(), 1u) << "the split on screen stays";
-
   browser->run(PaletteCommand::unsplit);
   EXPECT_TRUE(browser->splits.empty());
-  EXPECT_EQ(browser->pages->size(), 3u) << "both stay open";
+  EXPECT_EQ(browser->pages->size(), tabs + 2) << "both stay open";
+
+  open("https://secret.example/", "Secret", true, true);
+  browser->choose(PaletteItem(entry("https://history.example/2", "")), true);
+  EXPECT_TRUE(browser->current()->isPrivate()) << "beside a private page, private";
+  EXPECT_EQ(browser->current()->url.get(), url("https://history.example/2"));
 }
 
-TEST_F(Commands, CommandsThatActOnTheCurrentPage) {
+TEST_F(Commands, MuteSilencesTheCurrentPageUntilRunAgain) {
   auto page = open("https://a.example/", "A");
   browser->run(PaletteCommand::mute);
   EXPECT_TRUE(page->isMuted.get());
   EXPECT_TRUE(engine.lastView()->muted());
   browser->run(PaletteCommand::mute);
   EXPECT_FALSE(engine.lastView()->muted());
-
-  browser->close(page);
-  browser->run(PaletteCommand::reopen);
-  ASSERT_TRUE(browser->current());
-  EXPECT_EQ(browser->current()->url.get(), url("https://a.example/"));
 }
 
 TEST_F(Commands, ClearingHistoryAsksFirst) {
