@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <fstream>
+#include <memory>
 #include <set>
 
 #include "core/app_support.h"
@@ -40,14 +41,30 @@ class DownloadsTest : public ::testing::Test {
   test::TempHome home;
   std::filesystem::path folder = home.root() / "Downloads";
   std::filesystem::path file = AppSupport::file(Downloads::kFileName);
+  TestDesktop desktop;
+  std::unique_ptr<Downloads> downloads;
+  std::vector<std::shared_ptr<TestJob>> jobs;
 
-  Downloads::ItemPtr started(Downloads& downloads, const char* address, bool isPrivate = false) {
+  // The list as read at start-up, telling the desktop what it does.
+  Downloads& load() {
+    downloads.reset();
+    downloads = std::make_unique<Downloads>(file, folder);
+    downloads->attach(desktop);
+    return *downloads;
+  }
+  Downloads::ItemPtr started(const char* address, bool isPrivate = false) {
     auto job = std::make_shared<TestJob>();
     jobs.push_back(job);
-    return downloads.start(job, Url::parse(address), isPrivate);
+    return downloads->start(job, Url::parse(address), isPrivate);
+  }
+  Downloads::ItemPtr finished(const char* address, const char* name, bool isPrivate = false) {
+    auto item = started(address, isPrivate);
+    downloads->chooseDestination(item, name);
+    touch(*item->file());
+    downloads->finish(item);
+    return item;
   }
   nlohmann::json saved() { return AppSupport::read(file).value; }
-  std::vector<std::shared_ptr<TestJob>> jobs;
 };
 
 TEST(DownloadNames, TakenNamesAreNumberedWithASpaceBeforeTheExtension) {
@@ -70,84 +87,76 @@ TEST(DownloadNames, TakenNamesAreNumberedWithASpaceBeforeTheExtension) {
 
 TEST_F(DownloadsTest, TheSameNameTwiceKeepsTheFirstFileAndAnExistingOne) {
   touch(folder / "a.zip", "mine");
-  Downloads downloads(file, folder);
-  auto first = started(downloads, "https://site.test/get?id=1");
-  auto second = started(downloads, "https://site.test/get?id=2");
-  EXPECT_EQ(downloads.chooseDestination(first, "a.zip"), folder / "a 2.zip");
+  auto& list = load();
+  auto first = started("https://site.test/get?id=1");
+  auto second = started("https://site.test/get?id=2");
+  EXPECT_EQ(list.chooseDestination(first, "a.zip"), folder / "a 2.zip");
   // The first has not written anything yet: its name is still taken.
-  EXPECT_EQ(downloads.chooseDestination(second, "a.zip"), folder / "a 3.zip");
+  EXPECT_EQ(list.chooseDestination(second, "a.zip"), folder / "a 3.zip");
   EXPECT_EQ(contents(folder / "a.zip"), "mine");
   EXPECT_EQ(second->filename(), "a 3.zip");
   EXPECT_EQ(second->file(), folder / "a 3.zip");
 }
 
 TEST_F(DownloadsTest, ItemsStartNamedByTheirAddressAndEndFinishedOrFailed) {
-  Downloads downloads(file, folder);
-  TestDesktop desktop;
-  downloads.attach(desktop);
-  auto a = started(downloads, "https://site.test/files/My%20File.pdf");
-  auto b = started(downloads, "https://site.test/");
+  auto& list = load();
+  auto a = started("https://site.test/files/My%20File.pdf");
+  auto b = started("https://site.test/");
   EXPECT_EQ(a->filename(), "My File.pdf");
   EXPECT_EQ(b->filename(), "Download");
-  EXPECT_EQ(downloads.list().front(), b) << "newest first";
+  EXPECT_EQ(list.list().front(), b) << "newest first";
   EXPECT_EQ(desktop.counts.back(), 2);
 
-  downloads.chooseDestination(a, "My File.pdf");
-  downloads.progress(a, 0.42);
+  list.chooseDestination(a, "My File.pdf");
+  list.progress(a, 0.42);
   EXPECT_DOUBLE_EQ(a->fraction(), 0.42);
   touch(*a->file(), "data");
-  downloads.finish(a);
+  list.finish(a);
   EXPECT_EQ(a->state(), State::finished);
   EXPECT_DOUBLE_EQ(a->fraction(), 1.0);
   EXPECT_EQ(desktop.arrived, std::vector<std::filesystem::path>{folder / "My File.pdf"});
   EXPECT_EQ(desktop.counts.back(), 1);
 
-  downloads.chooseDestination(b, "index.html");
-  downloads.fail(b, "Connection terminated unexpectedly", false);
+  list.chooseDestination(b, "index.html");
+  list.fail(b, "Connection terminated unexpectedly", false);
   EXPECT_EQ(b->state(), State::failed);
   EXPECT_EQ(b->failure(), "Connection terminated unexpectedly");
   EXPECT_FALSE(std::filesystem::exists(folder / "index.html")) << "our empty placeholder goes with the failure";
   EXPECT_EQ(desktop.counts.back(), 0) << "the count disappears when every download has ended";
-  downloads.finish(b);  // the engine says finished after failed, too
+  list.finish(b);  // the engine says finished after failed, too
   EXPECT_EQ(b->state(), State::failed);
 }
 
 TEST_F(DownloadsTest, RemovingARunningDownloadCancelsItWithoutAFailure) {
-  Downloads downloads(file, folder);
-  auto item = started(downloads, "https://site.test/big.iso");
-  downloads.chooseDestination(item, "big.iso");
-  downloads.remove(item);
+  auto& list = load();
+  auto item = started("https://site.test/big.iso");
+  list.chooseDestination(item, "big.iso");
+  list.remove(item);
   EXPECT_EQ(jobs[0]->cancels, 1);
-  EXPECT_TRUE(downloads.list().empty());
-  downloads.fail(item, "User cancelled the download", true);
-  EXPECT_TRUE(downloads.list().empty());
+  EXPECT_TRUE(list.list().empty());
+  list.fail(item, "User cancelled the download", true);
+  EXPECT_TRUE(list.list().empty());
   EXPECT_FALSE(std::filesystem::exists(folder / "big.iso"));
   EXPECT_EQ(saved(), nlohmann::json::array());
 }
 
 TEST_F(DownloadsTest, AFileTheEngineMadeElsewhereIsFollowedAndOurPlaceholderGoes) {
-  Downloads downloads(file, folder);
-  auto item = started(downloads, "https://site.test/a.txt");
-  downloads.chooseDestination(item, "a.txt");
-  downloads.adoptDestination(item, home.root() / "b.txt");
+  auto& list = load();
+  auto item = started("https://site.test/a.txt");
+  list.chooseDestination(item, "a.txt");
+  list.adoptDestination(item, home.root() / "b.txt");
   EXPECT_EQ(item->filename(), "b.txt");
   EXPECT_EQ(item->file(), home.root() / "b.txt");
   EXPECT_FALSE(std::filesystem::exists(folder / "a.txt"));
 }
 
 TEST_F(DownloadsTest, RunningDownloadsAreStoppedAfterARestart) {
-  {
-    Downloads downloads(file, folder);
-    auto done = started(downloads, "https://site.test/done.txt");
-    downloads.chooseDestination(done, "done.txt");
-    touch(*done->file());
-    downloads.finish(done);
-    auto broken = started(downloads, "https://site.test/broken.txt");
-    downloads.fail(broken, "Not Found", false);
-    auto running = started(downloads, "https://site.test/running.txt");
-    downloads.chooseDestination(running, "running.txt");
-    downloads.progress(running, 0.5);
-  }
+  auto& list = load();
+  finished("https://site.test/done.txt", "done.txt");
+  list.fail(started("https://site.test/broken.txt"), "Not Found", false);
+  auto running = started("https://site.test/running.txt");
+  list.chooseDestination(running, "running.txt");
+  list.progress(running, 0.5);
   auto records = saved();
   ASSERT_EQ(records.size(), 3u);
   EXPECT_EQ(records[0]["filename"], "running.txt");
@@ -157,7 +166,7 @@ TEST_F(DownloadsTest, RunningDownloadsAreStoppedAfterARestart) {
   EXPECT_EQ(records[2]["source"], "https://site.test/done.txt");
   EXPECT_TRUE(records[2]["started"].is_number());
 
-  Downloads reloaded(file, folder);
+  auto& reloaded = load();
   ASSERT_EQ(reloaded.list().size(), 3u);
   EXPECT_EQ(reloaded.list()[0]->state(), State::failed);
   EXPECT_EQ(reloaded.list()[0]->failure(), Downloads::kStoppedAtQuit);
@@ -168,18 +177,13 @@ TEST_F(DownloadsTest, RunningDownloadsAreStoppedAfterARestart) {
 }
 
 TEST_F(DownloadsTest, AMovedFileIsMissingAndCannotBeRevealed) {
-  Downloads downloads(file, folder);
-  TestDesktop desktop;
-  downloads.attach(desktop);
-  auto item = started(downloads, "https://site.test/photo.jpg");
-  downloads.chooseDestination(item, "photo.jpg");
-  touch(*item->file());
-  downloads.finish(item);
+  auto& list = load();
+  auto item = finished("https://site.test/photo.jpg", "photo.jpg");
   EXPECT_FALSE(item->isMissing());
-  downloads.reveal(item);
+  list.reveal(item);
   std::filesystem::rename(*item->file(), home.root() / "elsewhere.jpg");
   EXPECT_TRUE(item->isMissing());
-  downloads.reveal(item);
+  list.reveal(item);
   EXPECT_EQ(desktop.revealed, std::vector<std::filesystem::path>{folder / "photo.jpg"});
 }
 
@@ -189,11 +193,10 @@ TEST_F(DownloadsTest, TheFileKeepsTheNewest500AndTheListKeepsTheRest) {
     records.push_back({{"filename", "f" + std::to_string(i)}, {"started", 700000000.0 + i}, {"isFinished", true}});
   std::filesystem::create_directories(file.parent_path());
   touch(file, records.dump());
-  Downloads downloads(file, folder);
-  ASSERT_EQ(downloads.list().size(), 500u);
-  auto item = started(downloads, "https://site.test/f500");
-  downloads.fail(item, "Not Found", false);
-  EXPECT_EQ(downloads.list().size(), 501u) << "the oldest stays listed until quit";
+  auto& list = load();
+  ASSERT_EQ(list.list().size(), 500u);
+  list.fail(started("https://site.test/f500"), "Not Found", false);
+  EXPECT_EQ(list.list().size(), 501u) << "the oldest stays listed until quit";
   auto written = saved();
   ASSERT_EQ(written.size(), 500u);
   EXPECT_EQ(written.front()["filename"], "f500");
@@ -201,28 +204,23 @@ TEST_F(DownloadsTest, TheFileKeepsTheNewest500AndTheListKeepsTheRest) {
 }
 
 TEST_F(DownloadsTest, PrivateDownloadsAreListedButNeverWritten) {
-  Downloads downloads(file, folder);
-  TestDesktop desktop;
-  downloads.attach(desktop);
-  auto item = started(downloads, "https://site.test/secret.pdf", true);
-  downloads.chooseDestination(item, "secret.pdf");
-  touch(*item->file());
-  downloads.finish(item);
-  EXPECT_EQ(downloads.thisSession().size(), 1u);
+  auto& list = load();
+  finished("https://site.test/secret.pdf", "secret.pdf", true);
+  EXPECT_EQ(list.thisSession().size(), 1u);
   EXPECT_EQ(saved(), nlohmann::json::array());
   EXPECT_TRUE(desktop.arrived.empty()) << "not added to the recent files either";
   EXPECT_TRUE(std::filesystem::exists(folder / "secret.pdf")) << "the file stays where it was saved";
 }
 
 TEST_F(DownloadsTest, AnUnreadableFileGivesAnEmptyListAndIsKeptAside) {
+  const std::string unreadable = R"([{"filename":"a.txt","started":"yesterday","isFinished":true}])";
   std::filesystem::create_directories(file.parent_path());
-  touch(file, R"([{"filename":"a.txt","started":"yesterday","isFinished":true}])");
-  Downloads downloads(file, folder);
-  EXPECT_TRUE(downloads.list().empty());
-  started(downloads, "https://site.test/b.txt");
+  touch(file, unreadable);
+  EXPECT_TRUE(load().list().empty());
+  started("https://site.test/b.txt");
   auto aside = file;
   aside += ".unreadable";
-  EXPECT_EQ(contents(aside), R"([{"filename":"a.txt","started":"yesterday","isFinished":true}])");
+  EXPECT_EQ(contents(aside), unreadable);
   EXPECT_EQ(saved().size(), 1u);
 }
 

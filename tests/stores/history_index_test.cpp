@@ -297,30 +297,5 @@ TEST_F(HistoryTest, AFileReadOnSeveralThreadsAnswersLikeOneReadInOrder) {
   }
 }
 
-// What was visited while the file loaded is merged into indexes that were
-// built off the main thread.
-TEST_F(HistoryTest, SearchAndCompletionSeeVisitsMergedAfterLoading) {
-  writeFile({
-      entry("https://news.example/a", "Daily news", 1, 10),
-      entry("https://nextcloud.example/files", "Files", 3, 0),
-      entry("https://other.example/daily", "Daily other", 2, 0),
-  });
-  history = std::make_unique<History>(scheduler);
-  scheduler.setWallNow(scheduler.wallNow() + std::chrono::hours(1));
-  for (int i = 0; i < 4; ++i) history->recordVisit(url("https://news.example/a"));
-  scheduler.setWallNow(scheduler.wallNow() + std::chrono::hours(1));
-  history->recordVisit(url("https://new.example/"));
-  scheduler.waitForWorkers(1);
-  ASSERT_TRUE(history->isLoaded());
-  ASSERT_EQ(history->find(url("https://news.example/a"))->visits, 5);
-  // 5 visits today beat nextcloud's 3; the loaded count alone would not.
-  EXPECT_EQ(history->completion("ne"), "news.example");
-  EXPECT_EQ(urls(history->matches("daily", 12)), (Strings{"https://news.example/a", "https://other.example/daily"}));
-  EXPECT_EQ(urls(history->recent("", 2)), (Strings{"https://new.example/", "https://news.example/a"}));
-  history->remove(url("https://news.example/a"));
-  EXPECT_EQ(history->completion("ne"), "nextcloud.example");
-  EXPECT_EQ(urls(history->matches("daily", 12)), (Strings{"https://other.example/daily"}));
-}
-
 }  // namespace
 }  // namespace quillo::test

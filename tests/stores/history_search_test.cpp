@@ -6,7 +6,6 @@
 namespace quillo::test {
 namespace {
 
-
 TEST_F(HistoryTest, FrecencyHalvesEveryFourteenDaysAndIgnoresFutureVisits) {
   EXPECT_DOUBLE_EQ(History::frecency(entry("https://a.example/", "", 4, 14), now()), 2.0);
   EXPECT_DOUBLE_EQ(History::frecency(entry("https://a.example/", "", 1, 0), now()), 1.0);
@@ -22,8 +21,8 @@ TEST_F(HistoryTest, MatchesRankByFrecencyNotByVisitsAlone) {
       entry("https://once.example/guide", "Rust guide", 1, 0),    // 1.0
       entry("https://stale.example/guide", "Rust guide", 40, 140),  // 40/1024
   });
-  EXPECT_EQ(urls(h.matches("guide", 12)), (Strings{"https://fresh.example/guide", "https://old.example/guide", "https://once.example/guide",
-                          "https://stale.example/guide"}));
+  EXPECT_EQ(urls(h.matches("guide", 12)), (Strings{"https://fresh.example/guide", "https://old.example/guide",
+                                                   "https://once.example/guide", "https://stale.example/guide"}));
   EXPECT_EQ(urls(h.matches("guide", 2)), (Strings{"https://fresh.example/guide", "https://old.example/guide"}));
   EXPECT_TRUE(h.matches("guide", 0).empty());
 }
@@ -65,7 +64,6 @@ TEST_F(HistoryTest, RecentListsNewestFirstUpToTheLimit) {
   EXPECT_EQ(filtered.back(), "https://site.example/page/149");
 }
 
-// The bounded selection must give exactly what sorting everything would.
 // Retitling and removing leave old haystack bytes behind until the store
 // repacks them; searches must see only the current titles throughout.
 TEST_F(HistoryTest, SearchFollowsNewTitlesAndRemovals) {
@@ -89,58 +87,49 @@ TEST_F(HistoryTest, SearchFollowsNewTitlesAndRemovals) {
   EXPECT_EQ(one[0].title, "round3 title 1001");
 }
 
-// The news example: one site reached with and without "www.".
-class CompletionTest : public HistoryTest {
- protected:
-  History& openNews() {
-    return openWith({
-        entry("https://www.news.example/a", "A", 2, 0),
-        entry("https://news.example/b", "B", 3, 0),
-        entry("https://news.example/article?id=1", "Article", 1, 0),
-        entry("https://nextcloud.example/files", "Files", 5, 0),
-        entry("https://Mixed.Example/Path", "Mixed", 1, 0),
-        entry("file:///home/user/notes.html", "Notes", 9, 0),
-    });
-  }
-};
-
-TEST_F(CompletionTest, NothingForEmptySpacedSlashOrSchemeText) {
-  auto& h = openNews();
-  EXPECT_EQ(h.completion(""), std::nullopt);
-  EXPECT_EQ(h.completion("ne ws"), std::nullopt);
-  EXPECT_EQ(h.completion("/history"), std::nullopt);
-  EXPECT_EQ(h.completion("https://ne"), std::nullopt);
-  EXPECT_EQ(h.completion("zz"), std::nullopt);
-}
-
-TEST_F(CompletionTest, HostsOfOneSiteAddUp) {
-  auto& h = openNews();
-  // news.example totals 2 + 3 + 1 and beats nextcloud's 5, which no single
-  // page of the news site would.
-  EXPECT_EQ(h.completion("ne"), "news.example");
-  EXPECT_EQ(h.completion("NE"), "news.example");
-  EXPECT_EQ(h.completion("nex"), "nextcloud.example");
-  // Only the "www." record offers the "www." host.
-  EXPECT_EQ(h.completion("www.ne"), "www.news.example");
-  // A whole host completes nothing more for that host.
-  EXPECT_EQ(h.completion("news.example"), std::nullopt);
-  // Hosts are lower-cased as stored.
-  EXPECT_EQ(h.completion("mi"), "mixed.example");
-}
-
-TEST_F(CompletionTest, AfterASlashWholeAddressesCompete) {
-  auto& h = openNews();
-  // /a (its "www." dropped) and /b compete; /b has more visits today.
-  EXPECT_EQ(h.completion("news.example/"), "news.example/b");
+// One site reached with and without "www.", a neighbour sharing its first
+// letters, a host in mixed case and a file address.
+TEST_F(HistoryTest, CompletionAddsUpASitesHostsThenWholeAddressesAfterASlash) {
+  auto& h = openWith({
+      entry("https://www.news.example/a", "A", 2, 0),
+      entry("https://news.example/b", "B", 3, 0),
+      entry("https://news.example/article?id=1", "Article", 1, 0),
+      entry("https://nextcloud.example/files", "Files", 5, 0),
+      entry("https://Mixed.Example/Path", "Mixed", 1, 0),
+      entry("file:///home/user/notes.html", "Notes", 9, 0),
+  });
+  auto check = [&](const std::vector<std::pair<std::string, std::optional<std::string>>>& cases) {
+    for (auto& [typed, expected] : cases) EXPECT_EQ(h.completion(typed), expected) << typed;
+  };
+  check({
+      // Nothing for empty, spaced, slash or scheme text.
+      {"", std::nullopt},
+      {"ne ws", std::nullopt},
+      {"/history", std::nullopt},
+      {"https://ne", std::nullopt},
+      {"zz", std::nullopt},
+      // news.example totals 2 + 3 + 1 and beats nextcloud's 5, which no
+      // single page of the news site would.
+      {"ne", "news.example"},
+      {"NE", "news.example"},
+      {"nex", "nextcloud.example"},
+      {"www.ne", "www.news.example"},  // only the "www." record offers it
+      {"news.example", std::nullopt},  // a whole host completes nothing more
+      {"mi", "mixed.example"},         // hosts are lower-cased as stored
+      // After a slash /a (its "www." dropped) and /b compete; /b has more
+      // visits today.
+      {"news.example/", "news.example/b"},
+  });
   h.recordVisit(url("https://www.news.example/a"));
   h.recordVisit(url("https://www.news.example/a"));
-  EXPECT_EQ(h.completion("news.example/"), "news.example/a");
-  // A typed path completes only to a longer one, query included.
-  EXPECT_EQ(h.completion("news.example/a"), "news.example/article?id=1");
-  EXPECT_EQ(h.completion("news.example/article?id=1"), std::nullopt);
-  EXPECT_EQ(h.completion("www.news.example/"), "www.news.example/a");
-  // The path keeps the case it has in the address.
-  EXPECT_EQ(h.completion("mixed.example/"), "mixed.example/Path");
+  check({
+      {"news.example/", "news.example/a"},
+      // A typed path completes only to a longer one, query included.
+      {"news.example/a", "news.example/article?id=1"},
+      {"news.example/article?id=1", std::nullopt},
+      {"www.news.example/", "www.news.example/a"},
+      {"mixed.example/", "mixed.example/Path"},  // the path keeps its case
+  });
 }
 
 }  // namespace

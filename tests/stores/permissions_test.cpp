@@ -40,6 +40,8 @@ class PermissionsTest : public ::testing::Test {
 
 TEST_F(PermissionsTest, SavedWinsOverRunOnlyAndSettingClearsTheRunOnlyAnswer) {
   Permissions permissions(nullptr, mailOnly);
+  int changes = 0;
+  permissions.changed.connect([&] { ++changes; });
   permissions.answer(allow, camera("a.test"), false);
   EXPECT_EQ(permissions.decision(camera("a.test")), allow);
   EXPECT_EQ(permissions.savedDecision(camera("a.test")), std::nullopt);
@@ -50,10 +52,15 @@ TEST_F(PermissionsTest, SavedWinsOverRunOnlyAndSettingClearsTheRunOnlyAnswer) {
   EXPECT_EQ(permissions.decision(camera("a.test")), block);
   EXPECT_EQ(permissions.untilQuit(camera("a.test")), std::nullopt) << "only the saved block is left";
   EXPECT_EQ(fileJSON(), nlohmann::json::parse(R"({"a.test":{"camera":"block"}})"));
+  EXPECT_EQ(changes, 2) << "every change is announced";
 
   // A run-only answer given while a saved one exists does not override it.
   permissions.answer(allow, camera("a.test"), false);
   EXPECT_EQ(permissions.decision(camera("a.test")), block);
+  changes = 0;
+  permissions.set(std::nullopt, camera("a.test"));
+  EXPECT_EQ(permissions.decision(camera("a.test")), std::nullopt);
+  EXPECT_EQ(changes, 1);
 }
 
 TEST_F(PermissionsTest, TheFileHoldsHostsAndKeysAndLosesEmptyHosts) {
@@ -73,8 +80,11 @@ TEST_F(PermissionsTest, TheFileHoldsHostsAndKeysAndLosesEmptyHosts) {
   EXPECT_EQ(reloaded.all().size(), 2u);
 }
 
-TEST_F(PermissionsTest, AllIsOrderedByHostThenKindThenSchemeWithoutDuplicates) {
+TEST_F(PermissionsTest, ListsAreOrderedByHostThenKindThenSchemeWithoutDuplicates) {
   Permissions permissions(nullptr, mailOnly);
+  std::vector<SitePermission> bare{camera("new.test"), microphone("new.test"), notifications("new.test")};
+  EXPECT_EQ(permissions.listed("new.test"), bare) << "a site always lists the three kinds";
+
   permissions.set(allow, app("b.test", "zoommtg"));
   permissions.set(allow, app("b.test", "mailto"));
   permissions.set(block, notifications("b.test"));
@@ -83,23 +93,11 @@ TEST_F(PermissionsTest, AllIsOrderedByHostThenKindThenSchemeWithoutDuplicates) {
   permissions.answer(allow, microphone("a.test"), false);
   permissions.set(allow, camera("a.test"));
   permissions.answer(block, camera("a.test"), false);  // saved exists: listed once
-  std::vector<SitePermission> expected{camera("a.test"),        microphone("a.test"),       camera("b.test"),
-                                       microphone("b.test"),    notifications("b.test"),    app("b.test", "mailto"),
-                                       app("b.test", "zoommtg")};
-  EXPECT_EQ(permissions.all(), expected);
-}
-
-TEST_F(PermissionsTest, ListedAlwaysHasTheThreeKindsThenTheSitesApps) {
-  Permissions permissions(nullptr, mailOnly);
-  std::vector<SitePermission> bare{camera("new.test"), microphone("new.test"), notifications("new.test")};
-  EXPECT_EQ(permissions.listed("new.test"), bare);
-
-  permissions.set(allow, app("b.test", "mailto"));
-  permissions.set(block, notifications("b.test"));
-  permissions.set(allow, camera("other.test"));
-  std::vector<SitePermission> withApp{camera("b.test"), microphone("b.test"), notifications("b.test"),
-                                      app("b.test", "mailto")};
-  EXPECT_EQ(permissions.listed("b.test"), withApp);
+  std::vector<SitePermission> bySite{camera("b.test"), microphone("b.test"), notifications("b.test"),
+                                     app("b.test", "mailto"), app("b.test", "zoommtg")};
+  EXPECT_EQ(permissions.listed("b.test"), bySite) << "then the site's apps";
+  bySite.insert(bySite.begin(), {camera("a.test"), microphone("a.test")});
+  EXPECT_EQ(permissions.all(), bySite);
 }
 
 TEST_F(PermissionsTest, UnknownKeysAndSitelessEntriesAreKeptInTheFileButNeverListed) {
@@ -153,16 +151,6 @@ TEST_F(PermissionsTest, AppLinksCountOnlySavedAnswersAndAreTitledByTheirProgram)
   EXPECT_EQ(permissions.title(app("a.test", "mailto")), "Open Mail");
   EXPECT_EQ(permissions.title(app("a.test", "zoommtg")), "Open zoommtg: links");
   EXPECT_EQ(permissions.title(microphone("a.test")), "Microphone");
-}
-
-TEST_F(PermissionsTest, EveryChangeIsAnnounced) {
-  Permissions permissions(nullptr, mailOnly);
-  int changes = 0;
-  permissions.changed.connect([&] { ++changes; });
-  permissions.answer(allow, camera("a.test"), false);
-  permissions.set(block, camera("a.test"));
-  permissions.set(std::nullopt, camera("a.test"));
-  EXPECT_EQ(changes, 3);
 }
 
 }  // namespace
