@@ -7,8 +7,6 @@
 namespace quillo::test {
 namespace {
 
-using Kind = PaletteList::Entry::Kind;
-
 class PaletteListTest : public PaletteTest {
  protected:
   std::vector<PaletteList::Entry> entries(const PaletteList::Extras& extras = {}) const {
@@ -17,59 +15,40 @@ class PaletteListTest : public PaletteTest {
   // Each entry as a short line: "Tabs> tab:A" starts a section, "  tab:B"
   // continues it, the rest say what they are.
   Strings outline(const PaletteList::Extras& extras = {}) const {
+    using E = PaletteList::Entry;
     Strings lines;
     for (auto& entry : entries(extras)) {
-      switch (entry.kind()) {
-        case Kind::sectionStart:
-          lines.push_back(entry.as<PaletteList::Entry::SectionStart>()->heading + "> " + describe(*entry.item()));
-          break;
-        case Kind::item:
-          lines.push_back("  " + describe(*entry.item()));
-          break;
-        case Kind::pinGrid: {
-          std::string line = "grid:";
-          for (auto& pin : entry.as<PaletteList::Entry::PinGrid>()->pins) line += " " + pin.displayName();
-          lines.push_back(line);
-          break;
-        }
-        case Kind::notice:
-          lines.push_back("notice: " + entry.as<PaletteList::Entry::Notice>()->text);
-          break;
-        case Kind::splitGroup: {
-          auto* split = entry.as<PaletteList::Entry::SplitGroup>();
-          lines.push_back("split: " + split->left->title.get() + " | " + split->right->title.get());
-          break;
-        }
-        case Kind::download:
-          lines.push_back("download: " + entry.as<PaletteList::Entry::Download>()->item->filename());
-          break;
-        case Kind::quickDivider:
-          lines.push_back("quick divider");
-          break;
-        case Kind::divider:
-          lines.push_back("divider");
-          break;
+      if (auto* start = entry.as<E::SectionStart>()) {
+        lines.push_back(start->heading + "> " + describe(start->item));
+      } else if (auto* item = entry.as<E::Item>()) {
+        lines.push_back("  " + describe(item->item));
+      } else if (auto* grid = entry.as<E::PinGrid>()) {
+        std::string line = "grid:";
+        for (auto& pin : grid->pins) line += " " + pin.displayName();
+        lines.push_back(line);
+      } else if (auto* notice = entry.as<E::Notice>()) {
+        lines.push_back("notice: " + notice->text);
+      } else if (auto* split = entry.as<E::SplitGroup>()) {
+        lines.push_back("split: " + split->left->title.get() + " | " + split->right->title.get());
+      } else if (auto* download = entry.as<E::Download>()) {
+        lines.push_back("download: " + download->item->filename());
+      } else {
+        lines.push_back(entry.as<E::QuickDivider>() ? "quick divider" : "divider");
       }
     }
     return lines;
-  }
-  static Strings headings(const std::vector<PaletteList::Entry>& list) {
-    Strings out;
-    for (auto& entry : list)
-      if (auto* start = entry.as<PaletteList::Entry::SectionStart>()) out.push_back(start->heading);
-    return out;
   }
 };
 
 TEST_F(PaletteListTest, CommandListIsGroupedIntoThisPageTabsAndQuillo) {
   type("/");
   auto list = entries();
-  EXPECT_EQ(headings(list), (Strings{"This page", "Tabs", "Quillo"}));
   ASSERT_EQ(list.size(), 15u) << "one entry per command, headings ride on the first of each section";
   for (size_t i = 0; i < list.size(); ++i) EXPECT_EQ(list[i].resultIndex(), int(i));
-  EXPECT_EQ(outline()[7], "Tabs> command:reopen");
-  EXPECT_EQ(outline()[8], "  command:privateTab");
-  EXPECT_EQ(outline()[9], "Quillo> command:pins");
+  Strings starts;
+  for (auto& line : outline())
+    if (line[0] != ' ') starts.push_back(line);
+  EXPECT_EQ(starts, (Strings{"This page> command:login", "Tabs> command:reopen", "Quillo> command:pins"}));
 
   type("/PI");  // picture in picture, then pins: two sections of one row each
   EXPECT_EQ(outline(), (Strings{"This page> command:pictureInPicture", "Quillo> command:pins"}));
