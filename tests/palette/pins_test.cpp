@@ -71,7 +71,15 @@ TEST_F(Pins, PrivateTabsAreRefusedWithAPlainMessage) {
   EXPECT_FALSE(std::filesystem::exists(home.data("pins.json")));
 }
 
-TEST_F(Pins, NewPinsAreNumberedOnlyWhileEveryPinIs) {
+TEST_F(Pins, NewPinsAreNumberedOnlyWhileEveryPinIsAndTheCountIsStoredClamped) {
+  EXPECT_EQ(browser->quickPinCount.get(), 9) << "never stored: nine";
+  for (auto& [stored, read] : std::vector<std::pair<nlohmann::json, int>>{{14, 9}, {-3, 0}, {"four", 9}}) {
+    settings.set("QuickPinCount", stored);
+    Browser restarted(engine, scheduler);
+    restarted.attach(settings);
+    EXPECT_EQ(restarted.quickPinCount.get(), read) << stored << ": not an integer leaves the default";
+  }
+
   browser->quickPinCount = 0;
   for (int i = 0; i < 3; ++i) pinned("https://p" + std::to_string(i) + ".example/", "P");
   EXPECT_EQ(browser->quickPinCount.get(), 3);
@@ -160,16 +168,6 @@ TEST_F(Pins, DeletingTakesTwoPressesOnTheSamePin) {
   EXPECT_EQ(browser->pins.get()[0].id, first.id);
   EXPECT_EQ(browser->selectedResult.get(), 0) << "the highlight stays on the list";
   EXPECT_EQ(browser->pages->size(), 1u) << "the deleted pin's open page became a tab";
-}
-
-TEST_F(Pins, QuickPinCountIsReadFromSettingsClamped) {
-  EXPECT_EQ(browser->quickPinCount.get(), 9) << "never stored: nine";
-  for (auto& [stored, read] : std::vector<std::pair<nlohmann::json, int>>{{14, 9}, {-3, 0}, {"four", 9}}) {
-    settings.set("QuickPinCount", stored);
-    Browser restarted(engine, scheduler);
-    restarted.attach(settings);
-    EXPECT_EQ(restarted.quickPinCount.get(), read) << stored << ": not an integer leaves the default";
-  }
 }
 
 TEST_F(Pins, AnUnreadableFileIsKeptUntilThePinsChange) {

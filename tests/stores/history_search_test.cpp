@@ -1,7 +1,5 @@
-#include <algorithm>
-
+// Searching the history by words and completing typed addresses from it.
 #include "stores/history_test_fixture.h"
-#include "support/history_fixture.h"
 
 namespace quillo::test {
 namespace {
@@ -12,19 +10,6 @@ TEST_F(HistoryTest, FrecencyHalvesEveryFourteenDaysAndIgnoresFutureVisits) {
   EXPECT_DOUBLE_EQ(History::frecency(entry("https://a.example/", "", 8, 28), now()), 2.0);
   // A visit dated in the future (the clock was changed) counts in full.
   EXPECT_DOUBLE_EQ(History::frecency(entry("https://a.example/", "", 5, -3), now()), 5.0);
-}
-
-TEST_F(HistoryTest, MatchesRankByFrecencyNotByVisitsAlone) {
-  auto& h = openWith({
-      entry("https://old.example/guide", "Rust guide", 4, 14),    // 2.0
-      entry("https://fresh.example/guide", "Rust guide", 3, 0),   // 3.0
-      entry("https://once.example/guide", "Rust guide", 1, 0),    // 1.0
-      entry("https://stale.example/guide", "Rust guide", 40, 140),  // 40/1024
-  });
-  EXPECT_EQ(urls(h.matches("guide", 12)), (Strings{"https://fresh.example/guide", "https://old.example/guide",
-                                                   "https://once.example/guide", "https://stale.example/guide"}));
-  EXPECT_EQ(urls(h.matches("guide", 2)), (Strings{"https://fresh.example/guide", "https://old.example/guide"}));
-  EXPECT_TRUE(h.matches("guide", 0).empty());
 }
 
 TEST_F(HistoryTest, EveryWordMustMatchInAnyOrderAndAnyCase) {
@@ -41,27 +26,13 @@ TEST_F(HistoryTest, EveryWordMustMatchInAnyOrderAndAnyCase) {
   // Only the space separates words: a tab is part of the word.
   EXPECT_TRUE(h.matches("rust\tasync", 12).empty());
   EXPECT_TRUE(h.matches("rust missing", 12).empty());
+  EXPECT_TRUE(h.matches("rust", 0).empty());
   // Case folds beyond ASCII.
   EXPECT_EQ(urls(h.matches("НОВОСТИ", 12)), (Strings{"https://ru.example/"}));
   // No words, no matches; but the listing shows everything.
   EXPECT_TRUE(h.matches("   ", 12).empty());
   EXPECT_EQ(h.recent("", 12).size(), 4u);
   EXPECT_EQ(History::words(" A  b "), (std::vector<std::string>{"a", "b"}));
-}
-
-TEST_F(HistoryTest, RecentListsNewestFirstUpToTheLimit) {
-  std::vector<HistoryEntry> entries;
-  for (int i = 0; i < 150; ++i)
-    entries.push_back(entry("https://site.example/page/" + std::to_string(i), "Page", 1 + i % 7, i * 0.5));
-  auto& h = openWith(entries);
-  auto listed = h.recent("", 100);
-  ASSERT_EQ(listed.size(), 100u);
-  for (int i = 0; i < 100; ++i) EXPECT_EQ(listed[i].url.str(), "https://site.example/page/" + std::to_string(i));
-  // Page 14 was visited before pages 140 to 149.
-  auto filtered = urls(h.recent("page/14", 100));
-  ASSERT_EQ(filtered.size(), 11u);
-  EXPECT_EQ(filtered.front(), "https://site.example/page/14");
-  EXPECT_EQ(filtered.back(), "https://site.example/page/149");
 }
 
 // Retitling and removing leave old haystack bytes behind until the store
