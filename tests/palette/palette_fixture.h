@@ -39,10 +39,8 @@ struct TestDownload final : DownloadItem {
 struct TestDownloads final : DownloadSource {
   std::vector<DownloadItemPtr> list;
   std::vector<DownloadItemPtr> revealed;
-  std::vector<DownloadItem*> removed;
   std::vector<DownloadItemPtr> items() const override { return list; }
   void remove(const DownloadItemPtr& item) override {
-    removed.push_back(item.get());
     list.erase(std::remove(list.begin(), list.end(), item), list.end());
   }
   void reveal(const DownloadItemPtr& item) override { revealed.push_back(item); }
