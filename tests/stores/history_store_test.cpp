@@ -1,3 +1,5 @@
+// The history store: what is recorded, when it is saved, how loading merges
+// with what happened meanwhile, and the file.
 #include <nlohmann/json.hpp>
 
 #include "core/log.h"
@@ -5,7 +7,6 @@
 
 namespace quillo::test {
 namespace {
-
 
 TEST_F(HistoryTest, VisitsAndTitlesFollowTheRecordingRules) {
   auto& h = open();
@@ -45,7 +46,7 @@ TEST_F(HistoryTest, VisitsAndTitlesFollowTheRecordingRules) {
   EXPECT_EQ(changes, 4);
 }
 
-TEST_F(HistoryTest, SavesTwoSecondsAfterTheLastChangeButAtLeastEveryFourSeconds) {
+TEST_F(HistoryTest, SavesTwoSecondsAfterTheLastChangeAtLeastEveryFourSecondsAndAtOnceWhenAsked) {
   auto& h = open();
   h.recordVisit(url("https://a.example/"));
   scheduler.advance(std::chrono::milliseconds(1500));
@@ -71,6 +72,17 @@ TEST_F(HistoryTest, SavesTwoSecondsAfterTheLastChangeButAtLeastEveryFourSeconds)
   }
   waitForWrites(3);
   EXPECT_EQ(writes, 3) << "at 4 s and at 8 s";
+
+  // Saving now waits behind a write under way and cancels the pending one.
+  h.recordVisit(url("https://a.example/"));
+  scheduler.advance(History::kSaveDelay);  // an asynchronous write is under way
+  h.recordVisit(url("https://b.example/"));
+  h.saveNow();
+  EXPECT_EQ(readFile().size(), 10u) << "the synchronous write is the last";
+  scheduler.runUntilIdle();
+  EXPECT_EQ(writes, 5);
+  scheduler.advance(std::chrono::seconds(10));
+  EXPECT_EQ(writes, 5);
 }
 
 // The writer thread reads the entries as they were when the save began,
@@ -97,30 +109,6 @@ TEST_F(HistoryTest, ChangesDuringAWriteLeaveTheWrittenSnapshotWhole) {
   scheduler.advance(History::kSaveDelay);
   waitForWrites(2);
   EXPECT_TRUE(readFile().empty());
-}
-
-TEST_F(HistoryTest, VisitsThatNeverStopAreStillWrittenWithinFourSeconds) {
-  auto& h = open();
-  for (int i = 0; i < 8; ++i) {
-    h.recordVisit(url("https://busy.example/" + std::to_string(i)));
-    scheduler.advance(std::chrono::milliseconds(1000));
-  }
-  waitForWrites(2);
-  EXPECT_EQ(writes, 2) << "at 4 s and at 8 s";
-}
-
-TEST_F(HistoryTest, SaveNowWritesBeforeReturningAndCancelsThePendingSave) {
-  auto& h = open();
-  h.recordVisit(url("https://a.example/"));
-  scheduler.advance(History::kSaveDelay);  // an asynchronous write is under way
-  h.recordVisit(url("https://b.example/"));
-  h.saveNow();
-  // The synchronous write waited behind the earlier one, so it is the last.
-  EXPECT_EQ(urls(readFile()).size(), 2u);
-  scheduler.runUntilIdle();
-  EXPECT_EQ(writes, 2);
-  scheduler.advance(std::chrono::seconds(10));
-  EXPECT_EQ(writes, 2);
 }
 
 // What was visited while the file loaded is merged into the stored entries
