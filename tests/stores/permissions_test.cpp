@@ -63,23 +63,6 @@ TEST_F(PermissionsTest, SavedWinsOverRunOnlyAndSettingClearsTheRunOnlyAnswer) {
   EXPECT_EQ(changes, 1);
 }
 
-TEST_F(PermissionsTest, TheFileHoldsHostsAndKeysAndLosesEmptyHosts) {
-  {
-    Permissions permissions(nullptr, mailOnly);
-    permissions.set(allow, camera("a.test"));
-    permissions.set(block, microphone("a.test"));
-    permissions.answer(allow, app("b.test", "mailto"), true);
-    EXPECT_EQ(fileJSON(), nlohmann::json::parse(
-                              R"({"a.test":{"camera":"allow","microphone":"block"},"b.test":{"app:mailto":"allow"}})"));
-    permissions.set(std::nullopt, app("b.test", "mailto"));
-    EXPECT_FALSE(fileJSON().contains("b.test")) << "a host whose last key went is removed";
-  }
-  Permissions reloaded(nullptr, mailOnly);
-  EXPECT_EQ(reloaded.savedDecision(camera("a.test")), allow);
-  EXPECT_EQ(reloaded.savedDecision(microphone("a.test")), block);
-  EXPECT_EQ(reloaded.all().size(), 2u);
-}
-
 TEST_F(PermissionsTest, ListsAreOrderedByHostThenKindThenSchemeWithoutDuplicates) {
   Permissions permissions(nullptr, mailOnly);
   std::vector<SitePermission> bare{camera("new.test"), microphone("new.test"), notifications("new.test")};
@@ -100,16 +83,23 @@ TEST_F(PermissionsTest, ListsAreOrderedByHostThenKindThenSchemeWithoutDuplicates
   EXPECT_EQ(permissions.all(), bySite);
 }
 
-TEST_F(PermissionsTest, UnknownKeysAndSitelessEntriesAreKeptInTheFileButNeverListed) {
+TEST_F(PermissionsTest, TheFileKeepsWhatItCannotListAndLosesEmptyHosts) {
   writeFile(R"({"a.test":{"app:":"allow","speaker":"block","camera":"allow"},"":{"microphone":"block"}})");
-  Permissions permissions(nullptr, mailOnly);
-  EXPECT_EQ(permissions.all(), std::vector<SitePermission>{camera("a.test")});
-  permissions.set(block, microphone("a.test"));
-  auto saved = fileJSON();
-  EXPECT_EQ(saved["a.test"]["app:"], "allow");
-  EXPECT_EQ(saved["a.test"]["speaker"], "block");
-  EXPECT_EQ(saved["a.test"]["microphone"], "block");
-  EXPECT_EQ(saved[""]["microphone"], "block");
+  {
+    Permissions permissions(nullptr, mailOnly);
+    EXPECT_EQ(permissions.all(), std::vector<SitePermission>{camera("a.test")}) << "unknown keys and no site";
+    permissions.set(block, microphone("a.test"));
+    permissions.answer(allow, app("b.test", "mailto"), true);
+    EXPECT_EQ(fileJSON(), nlohmann::json::parse(R"({"a.test":{"app:":"allow","speaker":"block","camera":"allow",)"
+                                                R"("microphone":"block"},"b.test":{"app:mailto":"allow"},)"
+                                                R"("":{"microphone":"block"}})"));
+    permissions.set(std::nullopt, app("b.test", "mailto"));
+    EXPECT_FALSE(fileJSON().contains("b.test")) << "a host whose last key went is removed";
+  }
+  Permissions reloaded(nullptr, mailOnly);
+  EXPECT_EQ(reloaded.savedDecision(camera("a.test")), allow);
+  EXPECT_EQ(reloaded.savedDecision(microphone("a.test")), block);
+  EXPECT_EQ(reloaded.all().size(), 2u);
 }
 
 TEST_F(PermissionsTest, AnUnreadableFileGivesAnEmptyStoreAndIsKeptAside) {
