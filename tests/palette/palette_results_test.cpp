@@ -21,12 +21,10 @@ TEST_F(Results, PinsThenTabsThenAtMostEightHistoryRowsNeverRepeatingAnAddressOnS
   remember(entries);
 
   type("NEWS");
-  auto rows = results();
-  ASSERT_EQ(rows.size(), 1u + 2u + 8u);
-  EXPECT_EQ(rows[0], "pin:News front page");
-  EXPECT_EQ(rows[1], "tab:World news");
-  EXPECT_EQ(rows[2], "tab:Release notes") << "tabs match on their address too";
-  for (int i = 0; i < 8; ++i) EXPECT_EQ(rows[size_t(3 + i)], "history:https://news.example/story/" + std::to_string(i));
+  // Tabs match on their address too.
+  Strings expected{"pin:News front page", "tab:World news", "tab:Release notes"};
+  for (int i = 0; i < 8; ++i) expected.push_back("history:https://news.example/story/" + std::to_string(i));
+  EXPECT_EQ(results(), expected);
 }
 
 TEST_F(Results, MatchingIgnoresCaseAndSurroundingSpacesAndUsesCustomNames) {
@@ -86,6 +84,11 @@ TEST_F(Results, WhichRowIsHighlightedAtRestInASearchAndWhileChoosingACommand) {
 TEST_F(Results, ScopesListTheirOwnRows) {
   pinned("https://git.example/", "Code");
   pinned("https://wiki.example/", "Wiki");
+  decide("zoom.example", "camera", PermissionDecision::allow);
+  decide("alpha.example", "notifications", PermissionDecision::block);
+  decide("meet.example", "app:zoommtg", PermissionDecision::allow);
+  decide("meet.example", "microphone", PermissionDecision::allow);
+  open("https://meet.example/room", "Room");
   remember({entry("https://Case.example/Path", "Case kept", 1, 1), entry("https://old.example/", "Old", 9, 30)});
   downloads.list = {std::make_shared<TestDownload>("Report.pdf", url("https://files.example/report.pdf")),
                     std::make_shared<TestDownload>("photo.jpg", std::nullopt)};
@@ -115,15 +118,8 @@ TEST_F(Results, ScopesListTheirOwnRows) {
   EXPECT_EQ(results(), (Strings{"login:Mail", "login:Bank"}));
   EXPECT_TRUE(browser->isChoosingLogin());
   EXPECT_EQ(browser->activeResult(), 0) << "in a scope the first row is active";
-}
 
-TEST_F(Results, PermissionsOfTheCurrentSiteComeFirst) {
-  decide("zoom.example", "camera", PermissionDecision::allow);
-  decide("alpha.example", "notifications", PermissionDecision::block);
-  decide("meet.example", "app:zoommtg", PermissionDecision::allow);
-  decide("meet.example", "microphone", PermissionDecision::allow);
-  open("https://meet.example/room", "Room");
-
+  // The current site's permissions come first.
   browser->enter(PaletteCommand::permissions);
   EXPECT_EQ(browser->permissionsHost(), "meet.example");
   EXPECT_EQ(results(), (Strings{"permission:meet.example/camera", "permission:meet.example/microphone",
@@ -131,7 +127,6 @@ TEST_F(Results, PermissionsOfTheCurrentSiteComeFirst) {
                                 "permission:alpha.example/notifications", "permission:zoom.example/camera"}));
   type("CAMERA");
   EXPECT_EQ(results(), (Strings{"permission:meet.example/camera", "permission:zoom.example/camera"}));
-
   // A page on a scheme that is not the web's has no site of its own.
   open("mailto:someone@example.com", "Mail");
   type("");
