@@ -53,7 +53,7 @@ TEST_F(Results, WhichRowIsHighlightedAtRestInASearchAndWhileChoosingACommand) {
   EXPECT_EQ(browser->activeResult(), std::nullopt);
 
   browser->openPin(1);
-  EXPECT_EQ(browser->restingHighlightID(), PaletteItemID(pin.id)) << "a page opened from a pin lights up its pin row";
+  EXPECT_EQ(browser->restingHighlightID(), PaletteItemID(pin.id)) << "a page opened from a pin lights its row";
   EXPECT_EQ(browser->highlightIndex(), 0);
   browser->isComposingNewTab = true;
   EXPECT_EQ(browser->restingHighlightID(), std::nullopt) << "composing a new tab highlights nothing";
