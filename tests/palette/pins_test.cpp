@@ -14,7 +14,14 @@ std::string readText(const std::filesystem::path& path) {
   return std::string(std::istreambuf_iterator<char>(in), {});
 }
 
-TEST_F(Pins, PinningMovesTheTabIntoThePinWhichIsSavedAndRestored) {
+TEST_F(Pins, PinningMovesATabIntoASavedRestoredPinButPrivateTabsAreRefused) {
+  auto secret = open("https://secret.example/", "Secret", true, true);
+  browser->pin(secret);
+  EXPECT_EQ(browser->flash.get(), "Private tabs can't be pinned");
+  EXPECT_FALSE(browser->flashIsError.get()) << "a plain message";
+  EXPECT_FALSE(std::filesystem::exists(home.data("pins.json")));
+  browser->close(secret);
+
   auto page = open("https://git.example/repo", "Repo");
   page->customName = "My repo";
   icons.pages[page.get()] = Bytes{0xff, 0x00, 0x10};
@@ -60,15 +67,6 @@ TEST_F(Pins, PinningMovesTheTabIntoThePinWhichIsSavedAndRestored) {
   EXPECT_EQ(page->customName.get(), "My repo") << "the tab comes back with the pin's name";
   EXPECT_EQ(page->pinID, std::nullopt);
   EXPECT_EQ(browser->pinIcons.count(pin.id), 0u);
-}
-
-TEST_F(Pins, PrivateTabsAreRefusedWithAPlainMessage) {
-  auto page = open("https://secret.example/", "Secret", true, true);
-  browser->pin(page);
-  EXPECT_TRUE(browser->pins->empty());
-  EXPECT_EQ(browser->flash.get(), "Private tabs can't be pinned");
-  EXPECT_FALSE(browser->flashIsError.get());
-  EXPECT_FALSE(std::filesystem::exists(home.data("pins.json")));
 }
 
 TEST_F(Pins, NewPinsAreNumberedOnlyWhileEveryPinIsAndTheCountIsStoredClamped) {

@@ -86,7 +86,7 @@ TEST(DownloadNames, TakenNamesAreNumberedWithASpaceBeforeTheExtension) {
   EXPECT_EQ(free(""), "Download");
 }
 
-TEST_F(DownloadsTest, TheSameNameTwiceKeepsTheFirstFileAndAnExistingOne) {
+TEST_F(DownloadsTest, TheSameNameTwiceKeepsTheFirstFileAndAnExistingOneAndTheEnginesChoiceIsFollowed) {
   touch(folder / "a.zip", "mine");
   auto& list = load();
   auto first = started("https://site.test/get?id=1");
@@ -97,6 +97,12 @@ TEST_F(DownloadsTest, TheSameNameTwiceKeepsTheFirstFileAndAnExistingOne) {
   EXPECT_EQ(contents(folder / "a.zip"), "mine");
   EXPECT_EQ(second->filename(), "a 3.zip");
   EXPECT_EQ(second->file(), folder / "a 3.zip");
+
+  // A file the engine made elsewhere is followed, and our placeholder goes.
+  list.adoptDestination(second, home.root() / "b.txt");
+  EXPECT_EQ(second->filename(), "b.txt");
+  EXPECT_EQ(second->file(), home.root() / "b.txt");
+  EXPECT_FALSE(std::filesystem::exists(folder / "a 3.zip"));
 }
 
 TEST_F(DownloadsTest, ItemsStartNamedByTheirAddressAndEndFinishedOrFailed) {
@@ -129,16 +135,6 @@ TEST_F(DownloadsTest, ItemsStartNamedByTheirAddressAndEndFinishedOrFailed) {
 
   finished("https://site.test/secret.pdf", "secret.pdf", true);
   EXPECT_EQ(desktop.arrived.size(), 1u) << "a private download is not added to the recent files";
-}
-
-TEST_F(DownloadsTest, AFileTheEngineMadeElsewhereIsFollowedAndOurPlaceholderGoes) {
-  auto& list = load();
-  auto item = started("https://site.test/a.txt");
-  list.chooseDestination(item, "a.txt");
-  list.adoptDestination(item, home.root() / "b.txt");
-  EXPECT_EQ(item->filename(), "b.txt");
-  EXPECT_EQ(item->file(), home.root() / "b.txt");
-  EXPECT_FALSE(std::filesystem::exists(folder / "a.txt"));
 }
 
 TEST_F(DownloadsTest, RunningDownloadsAreStoppedAfterARestart) {
