@@ -7,6 +7,7 @@
 #include <map>
 #include <random>
 #include <set>
+#include <tuple>
 
 #include "stores/history_records.h"
 #include "stores/history_test_fixture.h"
@@ -275,8 +276,9 @@ TEST_F(HistoryTest, AFileReadOnSeveralThreadsAnswersLikeOneReadInOrder) {
     for (std::size_t i = 0; i < inOrder.size(); i += 7) {
       const HistoryEntry* found = loaded.find(inOrder.at(i)->url);
       ASSERT_TRUE(found) << inOrder.at(i)->url.str();
-      EXPECT_EQ(found->title, inOrder.at(i)->title);
-      EXPECT_EQ(found->visits, inOrder.at(i)->visits);
+      const HistoryEntry& expected = *inOrder.at(i);
+      EXPECT_EQ(std::tie(found->title, found->visits, found->lastVisited),
+                std::tie(expected.title, expected.visits, expected.lastVisited));
     }
     auto queries = typicalQueries();
     queries.insert(queries.end(), {"grüße", "bücher", "seen again", "quote \"q", "long.ex"});
