@@ -71,10 +71,7 @@ TEST_F(PaletteListTest, PermissionsAreGroupedBySiteAndAnEmptyScopeExplainsItself
                                 "meet.example> permission:meet.example/camera",
                                 "  permission:meet.example/microphone"}));
 
-  struct Empty {
-    PaletteCommand scope;
-    std::string nothing, noMatch;
-  };
+  using Empty = std::tuple<PaletteCommand, std::string, std::string>;  // scope, nothing yet, nothing matches
   for (auto& [scope, nothing, noMatch] :
        {Empty{PaletteCommand::downloads, "Nothing downloaded yet", "No downloads match"},
         Empty{PaletteCommand::history, "Nothing in history yet", "No history matches"},
