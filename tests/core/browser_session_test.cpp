@@ -1,14 +1,9 @@
 // Saving the open tabs and bringing them back.
-#include <gtest/gtest.h>
-
 #include <filesystem>
 #include <fstream>
 
-#include "core/browser.h"
 #include "core/log.h"
-#include "support/fake_web_view.h"
-#include "support/temp_home.h"
-#include "support/virtual_scheduler.h"
+#include "support/browser_test.h"
 
 namespace quillo {
 namespace {
@@ -36,7 +31,7 @@ class BrowserSession : public ::testing::Test {
   test::FakeEngine engine;
 };
 
-TEST_F(BrowserSession, ABurstOfChangesIsWrittenOnceASecondAfterTheLast) {
+TEST_F(BrowserSession, SavingWaitsForASecondOfQuietButNeverMoreThanTwoSeconds) {
   auto browser = start();
   for (int i = 0; i < 10; ++i) {
     open(*browser, "https://site" + std::to_string(i) + ".example/");
@@ -48,12 +43,10 @@ TEST_F(BrowserSession, ABurstOfChangesIsWrittenOnceASecondAfterTheLast) {
   scheduler.advance(1ms);
   ASSERT_TRUE(std::filesystem::exists(file()));
   EXPECT_EQ(Session::read().tabs.size(), 10u);
-}
+  std::filesystem::remove(file());
 
-TEST_F(BrowserSession, ChangesThatNeverStopAreStillWrittenWithinTwoSeconds) {
-  auto browser = start();
-  auto page = open(*browser, "https://ticker.example/");
   // A page that retitles itself twice a second would put a plain debounce off for good.
+  auto page = browser->current();
   int written = 0;
   for (int i = 0; i < 40; ++i) {
     page->load(*Url::parse("https://ticker.example/" + std::to_string(i)));
@@ -102,15 +95,15 @@ TEST_F(BrowserSession, PrivateTabsAreNeverWritten) {
   EXPECT_EQ(session.recent, std::vector<size_t>{0});
 }
 
-TEST_F(BrowserSession, RestoreRebuildsOrderNamesAndSplitsWithoutLoading) {
+TEST_F(BrowserSession, RestoreRebuildsOrderNamesAndSplitsAndLoadsOnlyWhatIsShown) {
   {
     auto browser = start();
     auto a = open(*browser, "https://a.example/");
     auto b = open(*browser, "https://b.example/");
     auto c = open(*browser, "https://c.example/");
     b->customName = std::string("Bee");
-    auto split = std::make_shared<Split>(a, c, 0.3);
-    a->split = split;
+    auto split = std::make_shared<Split>(b, c, 0.3);
+    b->split = split;
     c->split = split;
     browser->splits.push_back(split);
     browser->select(a);
@@ -120,30 +113,26 @@ TEST_F(BrowserSession, RestoreRebuildsOrderNamesAndSplitsWithoutLoading) {
   Browser browser(engine, scheduler);
   browser.restoreSession();
   ASSERT_EQ(browser.pages->size(), 3u);
-  EXPECT_EQ(browser.pages.get()[1]->customName.get(), std::optional<std::string>("Bee"));
+  auto& pages = browser.pages.get();
+  EXPECT_EQ(pages[1]->customName.get(), std::optional<std::string>("Bee"));
   EXPECT_EQ(browser.current()->savedURL()->str(), "https://a.example/");
   for (size_t i = viewsBefore; i < engine.views().size(); ++i)
     EXPECT_TRUE(engine.views()[i]->loads.empty()) << "nothing loads before the block lists settle";
   ASSERT_EQ(browser.splits.size(), 1u);
   EXPECT_DOUBLE_EQ(browser.splits[0]->ratio.get(), 0.3);
-  EXPECT_EQ(browser.splits[0]->left, browser.pages.get()[0]);
+  EXPECT_EQ(browser.splits[0]->left, pages[1]);
 
   browser.settleBlockLists();
-  auto& current = static_cast<test::FakeWebView&>(browser.current()->webView());
-  ASSERT_EQ(current.loads.size(), 1u) << "the current page loads once settled";
-  auto& partner = static_cast<test::FakeWebView&>(browser.pages.get()[2]->webView());
-  EXPECT_EQ(partner.loads.size(), 1u) << "and its split partner";
-  auto& other = static_cast<test::FakeWebView&>(browser.pages.get()[1]->webView());
-  EXPECT_TRUE(other.loads.empty()) << "others wait until shown";
+  auto loads = [&](size_t i) { return static_cast<test::FakeWebView&>(pages[i]->webView()).loads.size(); };
+  EXPECT_EQ(loads(0), 1u) << "the current page loads once settled";
+  EXPECT_EQ(loads(1) + loads(2), 0u) << "others wait until shown";
+  browser.select(pages[2]);
+  EXPECT_EQ(loads(2), 1u);
+  EXPECT_EQ(loads(1), 1u) << "the left side comes back with the right";
 }
 
 TEST_F(BrowserSession, HandEditedFilesAreReadAsFarAsTheyMakeSense) {
-  Session session;
-  for (auto* address : {"https://a.example/", "https://b.example/"}) {
-    Session::Tab tab;
-    tab.url = *Url::parse(address);
-    session.tabs.push_back(tab);
-  }
+  auto session = test::sessionOf({"https://a.example/", "https://b.example/"});
   session.tabs[0].splitPartner = 1;
   session.tabs[0].splitIsLeft = true;
   session.tabs[1].splitPartner = 0;
@@ -161,15 +150,8 @@ TEST_F(BrowserSession, HandEditedFilesAreReadAsFarAsTheyMakeSense) {
 }
 
 TEST_F(BrowserSession, PagesOfLivePinsAreKeptAside) {
-  Session session;
-  Session::Tab tab;
-  tab.url = *Url::parse("https://pinned.example/");
-  tab.pinID = "pin-1";
-  session.tabs.push_back(tab);
-  tab.url = *Url::parse("https://plain.example/");
-  tab.pinID.reset();
-  session.tabs.push_back(tab);
-  session.recent = {0, 1};
+  auto session = test::sessionOf({"https://pinned.example/", "https://plain.example/"});
+  session.tabs[0].pinID = "pin-1";
   Browser browser(engine, scheduler);
   browser.pinExists = [](const std::string& id) { return id == "pin-1"; };
   browser.restoreSession(session);
@@ -207,9 +189,7 @@ TEST_F(BrowserSession, BackHistoryOfAnUnshownTabSurvivesTwoRestarts) {
 
 TEST_F(BrowserSession, NothingToRestoreComposesANewTab) {
   std::filesystem::create_directories(file().parent_path());
-  FILE* f = fopen(file().c_str(), "w");
-  fputs("{ not json", f);
-  fclose(f);
+  std::ofstream(file()) << "{ not json";
   auto browser = start();
   EXPECT_TRUE(browser->pages->empty());
   EXPECT_TRUE(browser->isComposingNewTab.get());
