@@ -1,12 +1,7 @@
 // The window's own keys: which reach the palette and which pass on.
-#include <gtest/gtest.h>
-
 #include "chrome/key_handler.h"
-#include "core/browser.h"
 #include "palette/sources.h"
-#include "support/fake_web_view.h"
-#include "support/temp_home.h"
-#include "support/virtual_scheduler.h"
+#include "support/browser_test.h"
 
 namespace quillo {
 namespace {
@@ -18,16 +13,11 @@ struct RecordingClipboard : Clipboard {
   std::vector<std::string> copied;
 };
 
-class KeyHandling : public ::testing::Test {
+class KeyHandling : public test::BrowserTest {
  protected:
-  KeyHandling() : browser(engine, scheduler) {
+  KeyHandling() {
     browser.attach(clipboard);
-    browser.settleBlockLists();
-    for (auto* address : {"https://alpha.example/", "https://beta.example/", "https://gamma.example/"}) {
-      auto page = browser.makePage(false);
-      page->load(*Url::parse(address));
-      browser.add(page, true);
-    }
+    for (auto* address : {"https://alpha.example/", "https://beta.example/", "https://gamma.example/"}) open(address);
   }
   static KeyPress field(Key key, bool empty = true) {
     KeyPress p;
@@ -38,10 +28,6 @@ class KeyHandling : public ::testing::Test {
   }
   void type(const std::string& text) { browser.query = text; }
 
-  test::TempHome home;
-  test::VirtualScheduler scheduler;
-  test::FakeEngine engine;
-  Browser browser;
   RecordingClipboard clipboard;
 };
 
@@ -73,7 +59,7 @@ TEST_F(KeyHandling, SlashOpensCommandsOnlyOverAnEmptyOrSelectedField) {
   EXPECT_FALSE(handleKey(browser, inPage)) << "the page keeps its slash";
 }
 
-TEST_F(KeyHandling, ArrowsMoveTheHighlightWithinTheList) {
+TEST_F(KeyHandling, ArrowsMoveTheHighlightWithinTheListAndEscapeFirstDropsIt) {
   type("example");
   auto rows = browser.results().size();
   ASSERT_GE(rows, 3u);
@@ -90,11 +76,7 @@ TEST_F(KeyHandling, ArrowsMoveTheHighlightWithinTheList) {
   auto shifted = field(Key::down, false);
   shifted.shift = true;
   EXPECT_FALSE(handleKey(browser, shifted)) << "Shift+Down extends the field's selection";
-}
 
-TEST_F(KeyHandling, EscapeFirstDropsTheMovedHighlight) {
-  type("example");
-  handleKey(browser, field(Key::down, false));
   ASSERT_TRUE(browser.selectedResult.get());
   EXPECT_TRUE(handleKey(browser, field(Key::escape, false)));
   EXPECT_FALSE(browser.selectedResult.get());
