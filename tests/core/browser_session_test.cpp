@@ -131,36 +131,29 @@ TEST_F(BrowserSession, RestoreRebuildsOrderNamesAndSplitsAndLoadsOnlyWhatIsShown
   EXPECT_EQ(loads(1), 1u) << "the left side comes back with the right";
 }
 
-TEST_F(BrowserSession, HandEditedFilesAreReadAsFarAsTheyMakeSense) {
-  auto session = test::sessionOf({"https://a.example/", "https://b.example/"});
-  session.tabs[0].splitPartner = 1;
-  session.tabs[0].splitIsLeft = true;
-  session.tabs[1].splitPartner = 0;
-  session.tabs[1].splitIsLeft = false;
-  session.tabs[0].pinID = "D2C1A8E4-0000-4000-8000-000000000001";  // no such pin
-  session.recent = {7, 1};
-  Browser browser(engine, scheduler);
-  browser.restoreSession(session);
-  ASSERT_EQ(browser.pages->size(), 2u) << "a tab whose pin is gone is an ordinary tab";
-  EXPECT_FALSE(browser.pages.get()[0]->pinID);
-  EXPECT_EQ(browser.current(), browser.pages.get()[1]) << "the bad index is skipped";
-  EXPECT_EQ(browser.recent->size(), 2u) << "pages missing from recent are appended";
-  ASSERT_EQ(browser.splits.size(), 1u);
-  EXPECT_DOUBLE_EQ(browser.splits[0]->ratio.get(), 0.5) << "no ratio: an even split";
-}
-
-TEST_F(BrowserSession, PagesOfLivePinsAreKeptAside) {
-  auto session = test::sessionOf({"https://pinned.example/", "https://plain.example/"});
+TEST_F(BrowserSession, HandEditedFilesAreReadAsFarAsTheyMakeSenseAndLivePinsAreKeptAside) {
+  auto session = test::sessionOf({"https://pinned.example/", "https://a.example/", "https://b.example/"});
   session.tabs[0].pinID = "pin-1";
+  session.tabs[1].pinID = "D2C1A8E4-0000-4000-8000-000000000001";  // no such pin
+  session.tabs[1].splitPartner = 2;
+  session.tabs[1].splitIsLeft = true;
+  session.tabs[2].splitPartner = 1;
+  session.tabs[2].splitIsLeft = false;
+  session.recent = {0, 7, 2};
   Browser browser(engine, scheduler);
   browser.pinExists = [](const std::string& id) { return id == "pin-1"; };
   browser.restoreSession(session);
-  EXPECT_EQ(browser.pages->size(), 1u);
+  ASSERT_EQ(browser.pages->size(), 2u) << "the live pin's page is kept aside";
   ASSERT_EQ(browser.pinnedPages.count("pin-1"), 1u);
-  EXPECT_EQ(browser.current(), browser.pinnedPages["pin-1"]);
+  auto& pages = browser.pages.get();
+  EXPECT_FALSE(pages[0]->pinID) << "a tab whose pin is gone is an ordinary tab";
+  EXPECT_EQ(browser.recent.get(), (std::vector<PagePtr>{browser.pinnedPages["pin-1"], pages[1], pages[0]}))
+      << "the bad index is skipped, and pages missing from recent are appended";
+  ASSERT_EQ(browser.splits.size(), 1u);
+  EXPECT_DOUBLE_EQ(browser.splits[0]->ratio.get(), 0.5) << "no ratio: an even split";
   auto saved = browser.buildSession();
-  ASSERT_EQ(saved.tabs.size(), 2u);
-  EXPECT_TRUE(saved.tabs[0].pinID || saved.tabs[1].pinID);
+  ASSERT_EQ(saved.tabs.size(), 3u);
+  EXPECT_EQ(saved.tabs[saved.recent[0]].pinID, std::optional<std::string>("pin-1"));
 }
 
 TEST_F(BrowserSession, BackHistoryOfAnUnshownTabSurvivesTwoRestarts) {
