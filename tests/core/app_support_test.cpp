@@ -38,7 +38,7 @@ class AppSupportFiles : public ::testing::Test {
   LogSink oldSink_;
 };
 
-TEST_F(AppSupportFiles, EverythingWrittenIsForTheUserOnly) {
+TEST_F(AppSupportFiles, EverythingWrittenIsForTheUserOnlyAndAFailedWriteLeavesTheOldFile) {
   ASSERT_TRUE(AppSupport::save(nlohmann::json::array(), "pins.json"));
   EXPECT_EQ(modeOf(AppSupport::folder()), 0700);
   EXPECT_EQ(modeOf(AppSupport::file("pins.json")), 0600);
@@ -56,6 +56,14 @@ TEST_F(AppSupportFiles, EverythingWrittenIsForTheUserOnly) {
   EXPECT_TRUE(AppSupport::makeFolder(AppSupport::cacheFolder() / "website-cache"));
   EXPECT_EQ(modeOf(AppSupport::cacheFolder()), 0700);
   EXPECT_EQ(modeOf(AppSupport::cacheFolder() / "website-cache"), 0700);
+
+  // A folder in a file's place cannot be replaced by it: the old file stays, and we say why.
+  ASSERT_TRUE(AppSupport::save(nlohmann::json{{"a", 1}}, "zoom.json"));
+  std::filesystem::create_directories(AppSupport::file("blocked.json"));
+  EXPECT_FALSE(AppSupport::save(nlohmann::json::object(), "blocked.json"));
+  ASSERT_FALSE(log_.empty());
+  EXPECT_EQ(log_.back().rfind("Quillo: couldn't save blocked.json: ", 0), 0u) << log_.back();
+  EXPECT_EQ(AppSupport::read(std::string_view("zoom.json")).value, (nlohmann::json{{"a", 1}}));
 }
 
 TEST_F(AppSupportFiles, StartingTightensWhatOthersCouldReadButFollowsNoLinks) {
@@ -113,35 +121,9 @@ TEST_F(AppSupportFiles, KeptCopiesAreNeverOverwritten) {
   EXPECT_FALSE(std::filesystem::exists(AppSupport::file("zoom.json.unreadable.4")));
 }
 
-TEST_F(AppSupportFiles, AFailedWriteLeavesTheOldFileAndSaysWhy) {
-  ASSERT_TRUE(AppSupport::save(nlohmann::json{{"a", 1}}, "zoom.json"));
-  // A folder in the file's place cannot be replaced by it.
-  std::filesystem::create_directories(AppSupport::file("blocked.json"));
-  EXPECT_FALSE(AppSupport::save(nlohmann::json::object(), "blocked.json"));
-  ASSERT_FALSE(log_.empty());
-  EXPECT_EQ(log_.back().rfind("Quillo: couldn't save blocked.json: ", 0), 0u) << log_.back();
-  EXPECT_EQ(AppSupport::read(std::string_view("zoom.json")).value, (nlohmann::json{{"a", 1}}));
-}
-
-// Found by fuzzing the settings reader: a hand-edited number far outside
-// long long's range was converted anyway (undefined behaviour).
-TEST_F(AppSupportFiles, SettingsNumbersOutsideTheIntegerRangeAreNoIntegers) {
-  std::filesystem::create_directories(Settings::defaultFile().parent_path());
-  std::ofstream(Settings::defaultFile())
-      << R"({"a": 1e300, "b": -1e300, "c": 4.7, "d": 18446744073709551615, "e": -3, "f": "9"})";
-  Settings settings(Settings::defaultFile());
-  EXPECT_FALSE(settings.integer("a"));
-  EXPECT_FALSE(settings.integer("b"));
-  EXPECT_EQ(settings.integer("c"), 4);
-  EXPECT_FALSE(settings.integer("d"));
-  EXPECT_EQ(settings.integer("e"), -3);
-  EXPECT_FALSE(settings.integer("f"));
-  EXPECT_EQ(settings.number("a"), 1e300);
-}
-
 // A settings file that is not an object is kept aside once; the next change
 // starts a new one and never overwrites the kept copy.
-TEST_F(AppSupportFiles, AnUnreadableSettingsFileIsKeptAsideOnce) {
+TEST_F(AppSupportFiles, UnreadableSettingsFilesAreKeptAsideOnceAndHugeNumbersAreNoIntegers) {
   std::filesystem::create_directories(Settings::defaultFile().parent_path());
   for (const char* text : {"[1, 2]", "{broken"}) {
     std::ofstream(Settings::defaultFile()) << text;
@@ -153,6 +135,19 @@ TEST_F(AppSupportFiles, AnUnreadableSettingsFileIsKeptAsideOnce) {
   EXPECT_EQ(textOf(AppSupport::configFolder() / "settings.json.unreadable.2"), "{broken");
   EXPECT_EQ(log_.size(), 2u);
   EXPECT_EQ(Settings(Settings::defaultFile()).integer("QuickPinCount"), 3);
+
+  // Found by fuzzing the settings reader: a hand-edited number far outside
+  // long long's range was converted anyway (undefined behaviour).
+  std::ofstream(Settings::defaultFile())
+      << R"({"a": 1e300, "b": -1e300, "c": 4.7, "d": 18446744073709551615, "e": -3, "f": "9"})";
+  Settings settings(Settings::defaultFile());
+  EXPECT_FALSE(settings.integer("a"));
+  EXPECT_FALSE(settings.integer("b"));
+  EXPECT_EQ(settings.integer("c"), 4);
+  EXPECT_FALSE(settings.integer("d"));
+  EXPECT_EQ(settings.integer("e"), -3);
+  EXPECT_FALSE(settings.integer("f"));
+  EXPECT_EQ(settings.number("a"), 1e300);
 }
 
 }  // namespace
