@@ -95,13 +95,25 @@ TEST_F(BrowserTabs, ReopeningBringsBackTheLastTwentyNewestFirstAtTheirPlacesWith
   EXPECT_EQ(browser.pages->size(), count) << "nothing left to reopen does nothing";
 }
 
-TEST_F(BrowserTabs, PrivateTabsShareOneStoreThatGoesWithTheLastOfThem) {
+TEST_F(BrowserTabs, PrivateTabsAndTheWindowsTheirSitesOpenShareOneStoreThatGoesWithTheLastOfThem) {
   open("https://normal.example/");
   auto p1 = open("https://p1.example/", true, true);
   auto p2 = open("https://p2.example/", true, true);
   EXPECT_EQ(p1->webView().store(), p2->webView().store());
   EXPECT_NE(p1->webView().store(), engine.persistentStore());
   EXPECT_TRUE(p1->isPrivate());
+
+  ASSERT_TRUE(view(p2).openChildWindow(*Url::parse("https://popup.example/")));
+  auto child = browser.current();
+  EXPECT_NE(child, p2) << "a site's window gets a tab of its own";
+  EXPECT_TRUE(child->isPrivate());
+  EXPECT_EQ(child->webView().store(), p2->webView().store());
+  view(p2).requestAttention();
+  EXPECT_EQ(browser.current(), p2) << "a dialog in a background tab brings it forward";
+  browser.select(child);
+  view(child).closeWindow();
+  EXPECT_EQ(browser.current(), p2);
+  EXPECT_EQ(browser.pages->size(), 3u);
 
   browser.close(p1);
   EXPECT_TRUE(browser.hasPrivateDataStore());
@@ -110,6 +122,7 @@ TEST_F(BrowserTabs, PrivateTabsShareOneStoreThatGoesWithTheLastOfThem) {
   EXPECT_FALSE(browser.hasPrivateDataStore());
   p1.reset();
   p2.reset();
+  child.reset();
   EXPECT_EQ(engine.livePrivateStores(), 0) << "the store is freed once no page holds it";
 
   auto p3 = open("https://p3.example/", true, true);
@@ -196,20 +209,6 @@ TEST_F(BrowserTabs, FindReportsMatchesAndEndsWhenThePaletteOpensForAnythingElse)
     EXPECT_FALSE(view(a).findActive);
     browser.cancelNewTab();
   }
-}
-
-TEST_F(BrowserTabs, SitesOpeningWindowsGetTabsOfTheirOwnAndDialogsBringTheirTabForward) {
-  auto p = open("https://private.example/", true, true);
-  ASSERT_TRUE(view(p).openChildWindow(*Url::parse("https://popup.example/")));
-  auto child = browser.current();
-  EXPECT_NE(child, p);
-  EXPECT_TRUE(child->isPrivate()) << "a private tab's window shares its store";
-  EXPECT_EQ(child->webView().store(), p->webView().store());
-  view(p).requestAttention();
-  EXPECT_EQ(browser.current(), p) << "a dialog in a background tab";
-  browser.select(child);
-  view(child).closeWindow();
-  EXPECT_EQ(browser.current(), p);
 }
 
 TEST_F(BrowserTabs, IncomingLinksSelectOpenTabsOrOpenNewOnes) {
