@@ -95,33 +95,29 @@ TEST_F(KeyHandling, TabOpensAScopeAndBackspaceLeavesIt) {
   EXPECT_FALSE(handleKey(browser, field(Key::tab, false))) << "a command without a list has no scope to open";
 }
 
-TEST_F(KeyHandling, CtrlCCopiesTheHighlightedRowUnlessTextIsSelected) {
-  type("beta");
-  handleKey(browser, field(Key::down, false));
-  auto press = field(Key::c, false);
-  press.ctrl = true;
-  press.fieldHasSelection = true;
-  EXPECT_FALSE(handleKey(browser, press)) << "the field copies its own selection";
-  press.fieldHasSelection = false;
-  EXPECT_TRUE(handleKey(browser, press));
-  ASSERT_EQ(clipboard.copied.size(), 1u);
-  EXPECT_NE(clipboard.copied[0].find("beta.example"), std::string::npos);
-}
-
-TEST_F(KeyHandling, ShiftDeleteRemovesFromTheFieldButNotThePage) {
+TEST_F(KeyHandling, CtrlCCopiesAndShiftDeleteRemovesTheHighlightedRowOnlyFromTheField) {
   browser.pin(browser.current());  // gamma
   type("gamma");
   handleKey(browser, field(Key::down, false));
   ASSERT_TRUE(browser.results().at(0).pin());
-  auto press = field(Key::del, false);
-  press.shift = true;
-  KeyPress inPage = press;
+  auto copy = field(Key::c, false);
+  copy.ctrl = true;
+  copy.fieldHasSelection = true;
+  EXPECT_FALSE(handleKey(browser, copy)) << "the field copies its own selection";
+  copy.fieldHasSelection = false;
+  EXPECT_TRUE(handleKey(browser, copy));
+  ASSERT_EQ(clipboard.copied.size(), 1u);
+  EXPECT_NE(clipboard.copied[0].find("gamma.example"), std::string::npos);
+
+  auto remove = field(Key::del, false);
+  remove.shift = true;
+  KeyPress inPage = remove;
   inPage.inField = false;
   EXPECT_FALSE(handleKey(browser, inPage));
   EXPECT_FALSE(browser.confirmingDeletePinID.get());
-  EXPECT_TRUE(handleKey(browser, press));
+  EXPECT_TRUE(handleKey(browser, remove));
   EXPECT_TRUE(browser.confirmingDeletePinID.get()) << "a pin asks for a second press";
-  EXPECT_TRUE(handleKey(browser, press));
+  EXPECT_TRUE(handleKey(browser, remove));
   EXPECT_TRUE(browser.pins->empty());
 }
 
