@@ -68,29 +68,29 @@ TEST_F(AppSupportFiles, EverythingWrittenIsForTheUserOnlyAndAFailedWriteLeavesTh
 
 TEST_F(AppSupportFiles, StartingTightensWhatOthersCouldReadButFollowsNoLinks) {
   auto data = AppSupport::folder();
-  std::filesystem::create_directories(data / "website-data" / "storage");
+  auto storage = data / "website-data" / "storage";
+  std::filesystem::create_directories(storage);
   std::ofstream(data / "history.json") << "[]";
-  std::ofstream(data / "website-data" / "storage" / "salt") << "x";
+  std::ofstream(storage / "salt") << "x";
   std::ofstream(home.root() / "elsewhere.txt") << "not ours";
   std::filesystem::create_symlink(home.root() / "elsewhere.txt", data / "link");
-  auto script = data / "website-data" / "tool";
-  std::ofstream(script) << "#!/bin/sh";
-  for (const auto& [path, mode] : std::vector<std::pair<std::filesystem::path, int>>{
-           {data, 0755}, {data / "website-data", 0775}, {data / "website-data" / "storage", 0777},
-           {data / "history.json", 0644}, {data / "website-data" / "storage" / "salt", 0666},
-           {home.root() / "elsewhere.txt", 0644}, {script, 0755}})
-    chmod(path.c_str(), mode);
+  std::ofstream(data / "website-data" / "tool") << "#!/bin/sh";
+  struct Mode {
+    std::filesystem::path path;
+    int before, after;
+  };
+  const std::vector<Mode> modes = {
+      {data, 0755, 0700}, {data / "website-data", 0775, 0700}, {storage, 0777, 0700},
+      {data / "history.json", 0644, 0600}, {storage / "salt", 0666, 0600},
+      {data / "website-data" / "tool", 0755, 0700},  // only the bits of group and others go
+      {home.root() / "elsewhere.txt", 0644, 0644},   // a link's target is not ours
+  };
+  for (const auto& mode : modes) chmod(mode.path.c_str(), mode.before);
   std::filesystem::remove_all(AppSupport::configFolder());
 
   AppSupport::secureFolders();
 
-  EXPECT_EQ(modeOf(data), 0700);
-  EXPECT_EQ(modeOf(data / "website-data"), 0700);
-  EXPECT_EQ(modeOf(data / "website-data" / "storage"), 0700);
-  EXPECT_EQ(modeOf(data / "history.json"), 0600);
-  EXPECT_EQ(modeOf(data / "website-data" / "storage" / "salt"), 0600);
-  EXPECT_EQ(modeOf(script), 0700) << "only the bits of group and others go";
-  EXPECT_EQ(modeOf(home.root() / "elsewhere.txt"), 0644) << "a link's target is not ours";
+  for (const auto& mode : modes) EXPECT_EQ(modeOf(mode.path), mode.after) << mode.path;
   EXPECT_EQ(modeOf(AppSupport::configFolder()), 0700) << "made when missing";
   EXPECT_EQ(modeOf(AppSupport::cacheFolder()), 0700);
   EXPECT_TRUE(log_.empty());

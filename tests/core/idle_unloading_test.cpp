@@ -69,11 +69,10 @@ TEST_F(IdleUnloading, RestoredTabsMakeNoViewUntilShownAndAnswerFromWhatTheyKept)
 // Someone who typed into the bar before the first page was shown keeps
 // the keyboard; the page still loads behind the palette.
 TEST_F(IdleUnloading, TypingBeforeTheFirstPageIsShownKeepsTheKeyboard) {
-  auto session = test::sessionOf({"https://a.example/"});
   Browser restored(engine, scheduler);
   restored.isDeferringViews = true;
   restored.settleBlockLists();
-  restored.restoreSession(session);
+  restored.restoreSession(test::sessionOf({"https://a.example/"}));
   restored.query = std::string("osl");
   restored.stopDeferringViews();
   scheduler.runUntilIdle();
