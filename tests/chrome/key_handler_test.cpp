@@ -1,12 +1,7 @@
 // The window's own keys: which reach the palette and which pass on.
-#include <gtest/gtest.h>
-
 #include "chrome/key_handler.h"
-#include "core/browser.h"
 #include "palette/sources.h"
-#include "support/fake_web_view.h"
-#include "support/temp_home.h"
-#include "support/virtual_scheduler.h"
+#include "support/browser_test.h"
 
 namespace quillo {
 namespace {
@@ -18,16 +13,11 @@ struct RecordingClipboard : Clipboard {
   std::vector<std::string> copied;
 };
 
-class KeyHandling : public ::testing::Test {
+class KeyHandling : public test::BrowserTest {
  protected:
-  KeyHandling() : browser(engine, scheduler) {
+  KeyHandling() {
     browser.attach(clipboard);
-    browser.settleBlockLists();
-    for (auto* address : {"https://alpha.example/", "https://beta.example/", "https://gamma.example/"}) {
-      auto page = browser.makePage(false);
-      page->load(*Url::parse(address));
-      browser.add(page, true);
-    }
+    for (auto* address : {"https://alpha.example/", "https://beta.example/", "https://gamma.example/"}) open(address);
   }
   static KeyPress field(Key key, bool empty = true) {
     KeyPress p;
@@ -38,10 +28,6 @@ class KeyHandling : public ::testing::Test {
   }
   void type(const std::string& text) { browser.query = text; }
 
-  test::TempHome home;
-  test::VirtualScheduler scheduler;
-  test::FakeEngine engine;
-  Browser browser;
   RecordingClipboard clipboard;
 };
 
@@ -73,7 +59,7 @@ TEST_F(KeyHandling, SlashOpensCommandsOnlyOverAnEmptyOrSelectedField) {
   EXPECT_FALSE(handleKey(browser, inPage)) << "the page keeps its slash";
 }
 
-TEST_F(KeyHandling, ArrowsMoveTheHighlightWithinTheList) {
+TEST_F(KeyHandling, ArrowsMoveTheHighlightWithinTheListAndEscapeFirstDropsIt) {
   type("example");
   auto rows = browser.results().size();
   ASSERT_GE(rows, 3u);
@@ -90,11 +76,7 @@ TEST_F(KeyHandling, ArrowsMoveTheHighlightWithinTheList) {
   auto shifted = field(Key::down, false);
   shifted.shift = true;
   EXPECT_FALSE(handleKey(browser, shifted)) << "Shift+Down extends the field's selection";
-}
 
-TEST_F(KeyHandling, EscapeFirstDropsTheMovedHighlight) {
-  type("example");
-  handleKey(browser, field(Key::down, false));
   ASSERT_TRUE(browser.selectedResult.get());
   EXPECT_TRUE(handleKey(browser, field(Key::escape, false)));
   EXPECT_FALSE(browser.selectedResult.get());
@@ -113,33 +95,29 @@ TEST_F(KeyHandling, TabOpensAScopeAndBackspaceLeavesIt) {
   EXPECT_FALSE(handleKey(browser, field(Key::tab, false))) << "a command without a list has no scope to open";
 }
 
-TEST_F(KeyHandling, CtrlCCopiesTheHighlightedRowUnlessTextIsSelected) {
-  type("beta");
-  handleKey(browser, field(Key::down, false));
-  auto press = field(Key::c, false);
-  press.ctrl = true;
-  press.fieldHasSelection = true;
-  EXPECT_FALSE(handleKey(browser, press)) << "the field copies its own selection";
-  press.fieldHasSelection = false;
-  EXPECT_TRUE(handleKey(browser, press));
-  ASSERT_EQ(clipboard.copied.size(), 1u);
-  EXPECT_NE(clipboard.copied[0].find("beta.example"), std::string::npos);
-}
-
-TEST_F(KeyHandling, ShiftDeleteRemovesFromTheFieldButNotThePage) {
+TEST_F(KeyHandling, CtrlCCopiesAndShiftDeleteRemovesTheHighlightedRowOnlyFromTheField) {
   browser.pin(browser.current());  // gamma
   type("gamma");
   handleKey(browser, field(Key::down, false));
   ASSERT_TRUE(browser.results().at(0).pin());
-  auto press = field(Key::del, false);
-  press.shift = true;
-  KeyPress inPage = press;
+  auto copy = field(Key::c, false);
+  copy.ctrl = true;
+  copy.fieldHasSelection = true;
+  EXPECT_FALSE(handleKey(browser, copy)) << "the field copies its own selection";
+  copy.fieldHasSelection = false;
+  EXPECT_TRUE(handleKey(browser, copy));
+  ASSERT_EQ(clipboard.copied.size(), 1u);
+  EXPECT_NE(clipboard.copied[0].find("gamma.example"), std::string::npos);
+
+  auto remove = field(Key::del, false);
+  remove.shift = true;
+  KeyPress inPage = remove;
   inPage.inField = false;
   EXPECT_FALSE(handleKey(browser, inPage));
   EXPECT_FALSE(browser.confirmingDeletePinID.get());
-  EXPECT_TRUE(handleKey(browser, press));
+  EXPECT_TRUE(handleKey(browser, remove));
   EXPECT_TRUE(browser.confirmingDeletePinID.get()) << "a pin asks for a second press";
-  EXPECT_TRUE(handleKey(browser, press));
+  EXPECT_TRUE(handleKey(browser, remove));
   EXPECT_TRUE(browser.pins->empty());
 }
 

@@ -5,89 +5,74 @@
 namespace quillo {
 namespace {
 
+// What typed text becomes: "(none)", "search: " and the words searched for,
+// or the address to load.
 std::string resolved(std::string_view text) {
   auto url = Address::url(text);
-  return url ? url->str() : "(none)";
+  if (!url) return "(none)";
+  if (url->host() == Address::kSearchHost && url->path() == "/") return "search: " + url->queryItem("q").value_or("");
+  return url->str();
 }
 
-// The words a search URL carries, or "(not a search)".
-std::string searched(std::string_view text) {
-  auto url = Address::url(text);
-  if (!url || url->host() != Address::kSearchHost || url->path() != "/") return "(not a search)";
-  return url->queryItem("q").value_or("(no q)");
-}
+std::optional<Url> u(const char* text) { return Url::parse(text); }
 
-TEST(AddressURL, BlankTextGivesNothing) {
-  EXPECT_FALSE(Address::url(""));
-  EXPECT_FALSE(Address::url("   \n\t  "));
-  EXPECT_FALSE(Address::url("\u00a0\u3000"));  // Unicode spaces count as blank too
-}
-
-TEST(AddressURL, WordsAndSingleLabelsSearchTheWholeTrimmedText) {
-  EXPECT_EQ(searched("  hello world \n"), "hello world");
-  EXPECT_EQ(searched("swift"), "swift");
-  EXPECT_EQ(searched("example.com/a b"), "example.com/a b");  // a space wins over the dot
-  EXPECT_EQ(searched("/usr/share"), "/usr/share");            // empty pieces skipped: host "usr"
-  EXPECT_EQ(searched(":8080"), ":8080");
-}
-
-TEST(AddressURL, DottedNamesGetHttpsWithPortPathAndQueryKept) {
-  EXPECT_EQ(resolved("example.com"), "https://example.com");
-  EXPECT_EQ(resolved(" example.com:8080/path/to?x=1&y=2 "), "https://example.com:8080/path/to?x=1&y=2");
-  auto url = Address::url("example.com:8080/path/to?x=1&y=2");
-  ASSERT_TRUE(url);
-  EXPECT_EQ(url->host(), "example.com");
-  EXPECT_EQ(url->port(), 8080);
-  EXPECT_EQ(url->path(), "/path/to");
-  EXPECT_EQ(url->query(), "x=1&y=2");
-  EXPECT_EQ(resolved("\u00a0example.com\u3000"), "https://example.com");
-}
-
-TEST(AddressURL, LocalhostAndIPv4LiteralsGetPlainHttp) {
-  EXPECT_EQ(resolved("localhost"), "http://localhost");
-  EXPECT_EQ(resolved("localhost:3000/app"), "http://localhost:3000/app");
-  EXPECT_EQ(resolved("192.168.1.10:8080"), "http://192.168.1.10:8080");
-  EXPECT_EQ(resolved("10.0.0.1/admin"), "http://10.0.0.1/admin");
-  // A part above 255 is no IPv4 address, but it has dots.
-  EXPECT_EQ(resolved("1.2.3.256"), "https://1.2.3.256");
-}
-
-TEST(AddressURL, LabelsStartingOrEndingWithADotAreSearched) {
-  EXPECT_EQ(searched(".example"), ".example");
-  EXPECT_EQ(searched("example."), "example.");
-  EXPECT_EQ(searched(".com/path"), ".com/path");
-}
-
-TEST(AddressURL, KnownSchemesAreTakenAsTypedInAnyCase) {
-  EXPECT_EQ(resolved("HTTPS://Example.com/Path"), "HTTPS://Example.com/Path");
-  EXPECT_EQ(resolved("http://example.com"), "http://example.com");
-  EXPECT_EQ(resolved("file:///tmp/notes.html"), "file:///tmp/notes.html");
-  EXPECT_EQ(resolved("about:blank"), "about:blank");
-}
-
-TEST(AddressURL, LocalhostComparisonIsCaseSensitive) {
-  EXPECT_EQ(searched("LOCALHOST"), "LOCALHOST");
-  EXPECT_EQ(searched("LocalHost:8080/x"), "LocalHost:8080/x");
-}
-
-TEST(AddressURL, OtherSchemesFallThroughToTheHostRules) {
-  EXPECT_EQ(searched("mailto:someone@example.com"), "mailto:someone@example.com");
-  EXPECT_EQ(searched("ftp://example.com/file"), "ftp://example.com/file");
-  // "example.com:80" parses with the scheme "example.com"; it is still a name.
-  EXPECT_EQ(resolved("example.com:80"), "https://example.com:80");
-}
-
-TEST(AddressURL, TextThatMakesNoURLIsSearchedRatherThanLost) {
-  EXPECT_EQ(searched("exa%mple.com"), "exa%mple.com");
-  EXPECT_EQ(searched("example.com:99999"), "example.com:99999");
-}
-
-TEST(AddressURL, NonASCIIHostsStayReadable) {
-  auto url = Address::url("bücher.de/katalog");
-  ASSERT_TRUE(url);
-  EXPECT_EQ(url->str(), "https://bücher.de/katalog");
-  EXPECT_EQ(url->host(), "bücher.de");
-  EXPECT_EQ(Address::display(url), "bücher.de");
+// What a user types, or a program hands over on the command line, keeps its
+// bytes when it is an address, and becomes a search only when it is words.
+TEST(AddressURL, TypedTextBecomesNothingASearchOrTheAddressAsTyped) {
+  struct Case {
+    const char* typed;
+    const char* becomes;
+  };
+  for (auto [typed, becomes] : std::initializer_list<Case>{
+           // Blank text, Unicode spaces included.
+           {"", "(none)"},
+           {"   \n\t  ", "(none)"},
+           {"\u00a0\u3000", "(none)"},
+           // Words and single labels search the whole trimmed text.
+           {"  hello world \n", "search: hello world"},
+           {"swift", "search: swift"},
+           {"example.com/a b", "search: example.com/a b"},  // a space wins over the dot
+           {"/usr/share", "search: /usr/share"},            // empty pieces skipped: host "usr"
+           {":8080", "search: :8080"},
+           {".example", "search: .example"},  // labels starting or ending with a dot
+           {"example.", "search: example."},
+           {".com/path", "search: .com/path"},
+           {"LOCALHOST", "search: LOCALHOST"},  // localhost is compared case-sensitively
+           {"LocalHost:8080/x", "search: LocalHost:8080/x"},
+           {"mailto:someone@example.com", "search: mailto:someone@example.com"},  // other schemes: the host rules
+           {"ftp://example.com/file", "search: ftp://example.com/file"},
+           {"exa%mple.com", "search: exa%mple.com"},  // text that makes no URL is searched, not lost
+           {"example.com:99999", "search: example.com:99999"},
+           {"50% off shoes", "search: 50% off shoes"},
+           // Dotted names get https, with port, path and query kept.
+           {"example.com", "https://example.com"},
+           {" example.com:8080/path/to?x=1&y=2 ", "https://example.com:8080/path/to?x=1&y=2"},
+           {"\u00a0example.com\u3000", "https://example.com"},
+           {"1.2.3.256", "https://1.2.3.256"},            // no IPv4 address, but it has dots
+           {"example.com:80", "https://example.com:80"},  // parses with the scheme "example.com"
+           {"bücher.de/katalog", "https://bücher.de/katalog"},
+           {"example.com/50%off", "https://example.com/50%off"},
+           {"de.wikipedia.org/wiki/Straße", "https://de.wikipedia.org/wiki/Straße"},
+           // localhost and IPv4 literals get plain http.
+           {"localhost", "http://localhost"},
+           {"localhost:3000/app", "http://localhost:3000/app"},
+           {"localhost:8080/x?y=%", "http://localhost:8080/x?y=%"},
+           {"192.168.1.10:8080", "http://192.168.1.10:8080"},
+           {"10.0.0.1/admin", "http://10.0.0.1/admin"},
+           {"192.168.1.1/admin%", "http://192.168.1.1/admin%"},
+           // Known schemes are taken as typed, in any case.
+           {"HTTPS://Example.com/Path", "HTTPS://Example.com/Path"},
+           {"http://example.com", "http://example.com"},
+           {"file:///tmp/notes.html", "file:///tmp/notes.html"},
+           {"about:blank", "about:blank"},
+           {"http://127.0.0.1:8123/alpha.html?q=50%off", "http://127.0.0.1:8123/alpha.html?q=50%off"},
+           {"https://de.wikipedia.org/wiki/Köln", "https://de.wikipedia.org/wiki/Köln"},
+           {"https://example.com/a|b", "https://example.com/a|b"},
+           {"  https://example.com/?q=a%20b  ", "https://example.com/?q=a%20b"},
+       }) {
+    SCOPED_TRACE(typed);
+    EXPECT_EQ(resolved(typed), becomes);
+  }
 }
 
 TEST(AddressSearchURL, OneQueryItemCarryingTheTextUnchanged) {
@@ -101,82 +86,47 @@ TEST(AddressSearchURL, OneQueryItemCarryingTheTextUnchanged) {
   EXPECT_EQ(Address::searchURL("").queryItem("q"), "");
 }
 
-TEST(AddressIsIPv4, FourDecimalPartsUpTo255) {
-  EXPECT_TRUE(Address::isIPv4("192.168.0.1"));
-  EXPECT_TRUE(Address::isIPv4("0.0.0.0"));
-  EXPECT_TRUE(Address::isIPv4("255.255.255.255"));
-  EXPECT_TRUE(Address::isIPv4("010.001.0.1"));  // leading zeros are still decimal
-  EXPECT_FALSE(Address::isIPv4("256.1.1.1"));
-  EXPECT_FALSE(Address::isIPv4("1.2.3"));
-  EXPECT_FALSE(Address::isIPv4("1.2.3.4.5"));
-  EXPECT_FALSE(Address::isIPv4("1.2.3.x"));
-  EXPECT_FALSE(Address::isIPv4("1.2.3.-4"));
-  EXPECT_FALSE(Address::isIPv4("1.2.3.99999999999999999999"));
-  EXPECT_FALSE(Address::isIPv4(""));
+TEST(AddressIsIPv4, FourDecimalPartsUpTo255WithEmptyPiecesSkipped) {
+  // Leading zeros are still decimal.
+  for (const char* text : {"192.168.0.1", "0.0.0.0", "255.255.255.255", "010.001.0.1", "192.168.0.1.", ".192.168.0.1"})
+    EXPECT_TRUE(Address::isIPv4(text)) << text;
+  for (const char* text : {"256.1.1.1", "1.2.3", "1.2.3.4.5", "1.2.3.x", "1.2.3.-4", "1.2.3.99999999999999999999", "",
+                           "10.0..1"})
+    EXPECT_FALSE(Address::isIPv4(text)) << text;
 }
 
-TEST(AddressIsIPv4, EmptyPiecesAreSkipped) {
-  EXPECT_TRUE(Address::isIPv4("192.168.0.1."));
-  EXPECT_TRUE(Address::isIPv4(".192.168.0.1"));
-  EXPECT_FALSE(Address::isIPv4("10.0..1"));  // three pieces
-}
-
-std::optional<Url> u(const char* text) { return Url::parse(text); }
-
-TEST(AddressIsLocal, NamesAndSuffixesOverHttp) {
-  EXPECT_TRUE(Address::isLocal(u("http://printer.local/status")));
-  EXPECT_TRUE(Address::isLocal(u("https://app.test")));
-  EXPECT_TRUE(Address::isLocal(u("http://dev.localhost:8080")));
-  EXPECT_TRUE(Address::isLocal(u("http://LOCALHOST:8080")));  // lower-cased here, unlike url(for:)
-  EXPECT_TRUE(Address::isLocal(u("http://[::1]:8080/")));
-  EXPECT_TRUE(Address::isLocal(u("http://0.0.0.0")));
-  EXPECT_FALSE(Address::isLocal(u("http://example.local.com")));
-  EXPECT_FALSE(Address::isLocal(u("https://example.com")));
-  EXPECT_FALSE(Address::isLocal(u("http://notlocal")));
-}
-
-TEST(AddressIsLocal, PrivateAndLinkLocalIPv4Ranges) {
-  EXPECT_TRUE(Address::isLocal(u("http://10.1.2.3")));
-  EXPECT_TRUE(Address::isLocal(u("http://127.0.0.1:8000")));
-  EXPECT_TRUE(Address::isLocal(u("http://172.16.0.1")));
-  EXPECT_TRUE(Address::isLocal(u("https://172.31.0.1")));
-  EXPECT_FALSE(Address::isLocal(u("http://172.32.0.1")));
-  EXPECT_FALSE(Address::isLocal(u("http://172.15.0.1")));
-  EXPECT_TRUE(Address::isLocal(u("http://169.254.1.1")));
-  EXPECT_FALSE(Address::isLocal(u("http://169.253.1.1")));
-  EXPECT_TRUE(Address::isLocal(u("http://192.168.1.1")));
-  EXPECT_FALSE(Address::isLocal(u("http://192.169.1.1")));
-  EXPECT_FALSE(Address::isLocal(u("http://8.8.8.8")));
-}
-
-TEST(AddressIsLocal, OnlyHttpAndHttpsWithAHost) {
+TEST(AddressIsLocal, LocalNamesAndPrivateOrLinkLocalRangesOverHttpOnly) {
   EXPECT_FALSE(Address::isLocal(std::nullopt));
-  EXPECT_FALSE(Address::isLocal(u("ftp://localhost/")));
-  EXPECT_FALSE(Address::isLocal(u("ws://192.168.1.1")));
-  EXPECT_FALSE(Address::isLocal(u("file:///tmp/x.html")));
-  EXPECT_FALSE(Address::isLocal(u("about:blank")));
+  for (const char* local : {"http://printer.local/status", "https://app.test", "http://dev.localhost:8080",
+                            "http://LOCALHOST:8080", "http://[::1]:8080/", "http://0.0.0.0", "http://10.1.2.3",
+                            "http://127.0.0.1:8000", "http://172.16.0.1", "https://172.31.0.1", "http://169.254.1.1",
+                            "http://192.168.1.1"})
+    EXPECT_TRUE(Address::isLocal(u(local))) << local;
+  for (const char* other : {"http://example.local.com", "https://example.com", "http://notlocal", "http://172.32.0.1",
+                            "http://172.15.0.1", "http://169.253.1.1", "http://192.169.1.1", "http://8.8.8.8",
+                            "ftp://localhost/", "ws://192.168.1.1", "file:///tmp/x.html", "about:blank"})
+    EXPECT_FALSE(Address::isLocal(u(other))) << other;
 }
 
-TEST(AddressDisplay, HostWithoutWwwAndNothingElse) {
+TEST(AddressDisplay, HostWithoutWwwTheWordsOfASearchOrAWholeURLWithoutAHost) {
   EXPECT_EQ(Address::display(std::nullopt), "");
-  EXPECT_EQ(Address::display(u("https://www.example.com/path?x=1#top")), "example.com");
-  EXPECT_EQ(Address::display(u("https://news.example.com/a")), "news.example.com");
-  EXPECT_EQ(Address::display(u("https://www2.example.com")), "www2.example.com");
-  EXPECT_EQ(Address::display(u("http://localhost:3000/app")), "localhost");
-}
-
-TEST(AddressDisplay, SearchesShowTheirWords) {
+  for (auto [address, shown] : std::initializer_list<std::pair<const char*, const char*>>{
+           {"https://www.example.com/path?x=1#top", "example.com"},
+           {"https://news.example.com/a", "news.example.com"},
+           {"https://www2.example.com", "www2.example.com"},
+           {"http://localhost:3000/app", "localhost"},
+           {"https://bücher.de/katalog", "bücher.de"},
+           {"https://duckduckgo.com/?q=first&q=second", "first"},
+           // Only the default engine's host, and only with a q item.
+           {"https://duckduckgo.com/about", "duckduckgo.com"},
+           {"https://www.bing.com/search?q=x", "bing.com"},
+           {"file:///tmp/a.html", "file:///tmp/a.html"},
+           {"about:blank", "about:blank"},
+       })
+    EXPECT_EQ(Address::display(u(address)), shown) << address;
   EXPECT_EQ(Address::display(Address::searchURL("two words")), "two words");
   EXPECT_EQ(Address::display(Address::url("what is 1+1?")), "what is 1+1?");
-  EXPECT_EQ(Address::display(u("https://duckduckgo.com/?q=first&q=second")), "first");
-  // Only the default engine's host, and only with a q item.
-  EXPECT_EQ(Address::display(u("https://duckduckgo.com/about")), "duckduckgo.com");
-  EXPECT_EQ(Address::display(u("https://www.bing.com/search?q=x")), "bing.com");
-}
-
-TEST(AddressDisplay, URLsWithoutAHostShowWhole) {
-  EXPECT_EQ(Address::display(u("file:///tmp/a.html")), "file:///tmp/a.html");
-  EXPECT_EQ(Address::display(u("about:blank")), "about:blank");
+  EXPECT_EQ(Address::display(Address::url("50% off shoes")), "50% off shoes");
 }
 
 }  // namespace

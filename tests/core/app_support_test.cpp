@@ -38,7 +38,7 @@ class AppSupportFiles : public ::testing::Test {
   LogSink oldSink_;
 };
 
-TEST_F(AppSupportFiles, EverythingWrittenIsForTheUserOnly) {
+TEST_F(AppSupportFiles, EverythingWrittenIsForTheUserOnlyAndAFailedWriteLeavesTheOldFile) {
   ASSERT_TRUE(AppSupport::save(nlohmann::json::array(), "pins.json"));
   EXPECT_EQ(modeOf(AppSupport::folder()), 0700);
   EXPECT_EQ(modeOf(AppSupport::file("pins.json")), 0600);
@@ -56,33 +56,41 @@ TEST_F(AppSupportFiles, EverythingWrittenIsForTheUserOnly) {
   EXPECT_TRUE(AppSupport::makeFolder(AppSupport::cacheFolder() / "website-cache"));
   EXPECT_EQ(modeOf(AppSupport::cacheFolder()), 0700);
   EXPECT_EQ(modeOf(AppSupport::cacheFolder() / "website-cache"), 0700);
+
+  // A folder in a file's place cannot be replaced by it: the old file stays, and we say why.
+  ASSERT_TRUE(AppSupport::save(nlohmann::json{{"a", 1}}, "zoom.json"));
+  std::filesystem::create_directories(AppSupport::file("blocked.json"));
+  EXPECT_FALSE(AppSupport::save(nlohmann::json::object(), "blocked.json"));
+  ASSERT_FALSE(log_.empty());
+  EXPECT_EQ(log_.back().rfind("Quillo: couldn't save blocked.json: ", 0), 0u) << log_.back();
+  EXPECT_EQ(AppSupport::read(std::string_view("zoom.json")).value, (nlohmann::json{{"a", 1}}));
 }
 
 TEST_F(AppSupportFiles, StartingTightensWhatOthersCouldReadButFollowsNoLinks) {
   auto data = AppSupport::folder();
-  std::filesystem::create_directories(data / "website-data" / "storage");
+  auto storage = data / "website-data" / "storage";
+  std::filesystem::create_directories(storage);
   std::ofstream(data / "history.json") << "[]";
-  std::ofstream(data / "website-data" / "storage" / "salt") << "x";
+  std::ofstream(storage / "salt") << "x";
   std::ofstream(home.root() / "elsewhere.txt") << "not ours";
   std::filesystem::create_symlink(home.root() / "elsewhere.txt", data / "link");
-  auto script = data / "website-data" / "tool";
-  std::ofstream(script) << "#!/bin/sh";
-  for (const auto& [path, mode] : std::vector<std::pair<std::filesystem::path, int>>{
-           {data, 0755}, {data / "website-data", 0775}, {data / "website-data" / "storage", 0777},
-           {data / "history.json", 0644}, {data / "website-data" / "storage" / "salt", 0666},
-           {home.root() / "elsewhere.txt", 0644}, {script, 0755}})
-    chmod(path.c_str(), mode);
+  std::ofstream(data / "website-data" / "tool") << "#!/bin/sh";
+  struct Mode {
+    std::filesystem::path path;
+    int before, after;
+  };
+  const std::vector<Mode> modes = {
+      {data, 0755, 0700}, {data / "website-data", 0775, 0700}, {storage, 0777, 0700},
+      {data / "history.json", 0644, 0600}, {storage / "salt", 0666, 0600},
+      {data / "website-data" / "tool", 0755, 0700},  // only the bits of group and others go
+      {home.root() / "elsewhere.txt", 0644, 0644},   // a link's target is not ours
+  };
+  for (const auto& mode : modes) chmod(mode.path.c_str(), mode.before);
   std::filesystem::remove_all(AppSupport::configFolder());
 
   AppSupport::secureFolders();
 
-  EXPECT_EQ(modeOf(data), 0700);
-  EXPECT_EQ(modeOf(data / "website-data"), 0700);
-  EXPECT_EQ(modeOf(data / "website-data" / "storage"), 0700);
-  EXPECT_EQ(modeOf(data / "history.json"), 0600);
-  EXPECT_EQ(modeOf(data / "website-data" / "storage" / "salt"), 0600);
-  EXPECT_EQ(modeOf(script), 0700) << "only the bits of group and others go";
-  EXPECT_EQ(modeOf(home.root() / "elsewhere.txt"), 0644) << "a link's target is not ours";
+  for (const auto& mode : modes) EXPECT_EQ(modeOf(mode.path), mode.after) << mode.path;
   EXPECT_EQ(modeOf(AppSupport::configFolder()), 0700) << "made when missing";
   EXPECT_EQ(modeOf(AppSupport::cacheFolder()), 0700);
   EXPECT_TRUE(log_.empty());
@@ -113,35 +121,9 @@ TEST_F(AppSupportFiles, KeptCopiesAreNeverOverwritten) {
   EXPECT_FALSE(std::filesystem::exists(AppSupport::file("zoom.json.unreadable.4")));
 }
 
-TEST_F(AppSupportFiles, AFailedWriteLeavesTheOldFileAndSaysWhy) {
-  ASSERT_TRUE(AppSupport::save(nlohmann::json{{"a", 1}}, "zoom.json"));
-  // A folder in the file's place cannot be replaced by it.
-  std::filesystem::create_directories(AppSupport::file("blocked.json"));
-  EXPECT_FALSE(AppSupport::save(nlohmann::json::object(), "blocked.json"));
-  ASSERT_FALSE(log_.empty());
-  EXPECT_EQ(log_.back().rfind("Quillo: couldn't save blocked.json: ", 0), 0u) << log_.back();
-  EXPECT_EQ(AppSupport::read(std::string_view("zoom.json")).value, (nlohmann::json{{"a", 1}}));
-}
-
-// Found by fuzzing the settings reader: a hand-edited number far outside
-// long long's range was converted anyway (undefined behaviour).
-TEST_F(AppSupportFiles, SettingsNumbersOutsideTheIntegerRangeAreNoIntegers) {
-  std::filesystem::create_directories(Settings::defaultFile().parent_path());
-  std::ofstream(Settings::defaultFile())
-      << R"({"a": 1e300, "b": -1e300, "c": 4.7, "d": 18446744073709551615, "e": -3, "f": "9"})";
-  Settings settings(Settings::defaultFile());
-  EXPECT_FALSE(settings.integer("a"));
-  EXPECT_FALSE(settings.integer("b"));
-  EXPECT_EQ(settings.integer("c"), 4);
-  EXPECT_FALSE(settings.integer("d"));
-  EXPECT_EQ(settings.integer("e"), -3);
-  EXPECT_FALSE(settings.integer("f"));
-  EXPECT_EQ(settings.number("a"), 1e300);
-}
-
 // A settings file that is not an object is kept aside once; the next change
 // starts a new one and never overwrites the kept copy.
-TEST_F(AppSupportFiles, AnUnreadableSettingsFileIsKeptAsideOnce) {
+TEST_F(AppSupportFiles, UnreadableSettingsFilesAreKeptAsideOnceAndHugeNumbersAreNoIntegers) {
   std::filesystem::create_directories(Settings::defaultFile().parent_path());
   for (const char* text : {"[1, 2]", "{broken"}) {
     std::ofstream(Settings::defaultFile()) << text;
@@ -153,6 +135,19 @@ TEST_F(AppSupportFiles, AnUnreadableSettingsFileIsKeptAsideOnce) {
   EXPECT_EQ(textOf(AppSupport::configFolder() / "settings.json.unreadable.2"), "{broken");
   EXPECT_EQ(log_.size(), 2u);
   EXPECT_EQ(Settings(Settings::defaultFile()).integer("QuickPinCount"), 3);
+
+  // Found by fuzzing the settings reader: a hand-edited number far outside
+  // long long's range was converted anyway (undefined behaviour).
+  std::ofstream(Settings::defaultFile())
+      << R"({"a": 1e300, "b": -1e300, "c": 4.7, "d": 18446744073709551615, "e": -3, "f": "9"})";
+  Settings settings(Settings::defaultFile());
+  EXPECT_FALSE(settings.integer("a"));
+  EXPECT_FALSE(settings.integer("b"));
+  EXPECT_EQ(settings.integer("c"), 4);
+  EXPECT_FALSE(settings.integer("d"));
+  EXPECT_EQ(settings.integer("e"), -3);
+  EXPECT_FALSE(settings.integer("f"));
+  EXPECT_EQ(settings.number("a"), 1e300);
 }
 
 }  // namespace

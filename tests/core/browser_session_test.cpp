@@ -1,14 +1,9 @@
 // Saving the open tabs and bringing them back.
-#include <gtest/gtest.h>
-
 #include <filesystem>
 #include <fstream>
 
-#include "core/browser.h"
 #include "core/log.h"
-#include "support/fake_web_view.h"
-#include "support/temp_home.h"
-#include "support/virtual_scheduler.h"
+#include "support/browser_test.h"
 
 namespace quillo {
 namespace {
@@ -36,7 +31,7 @@ class BrowserSession : public ::testing::Test {
   test::FakeEngine engine;
 };
 
-TEST_F(BrowserSession, ABurstOfChangesIsWrittenOnceASecondAfterTheLast) {
+TEST_F(BrowserSession, SavingWaitsForASecondOfQuietButNeverMoreThanTwoSeconds) {
   auto browser = start();
   for (int i = 0; i < 10; ++i) {
     open(*browser, "https://site" + std::to_string(i) + ".example/");
@@ -48,12 +43,10 @@ TEST_F(BrowserSession, ABurstOfChangesIsWrittenOnceASecondAfterTheLast) {
   scheduler.advance(1ms);
   ASSERT_TRUE(std::filesystem::exists(file()));
   EXPECT_EQ(Session::read().tabs.size(), 10u);
-}
+  std::filesystem::remove(file());
 
-TEST_F(BrowserSession, ChangesThatNeverStopAreStillWrittenWithinTwoSeconds) {
-  auto browser = start();
-  auto page = open(*browser, "https://ticker.example/");
   // A page that retitles itself twice a second would put a plain debounce off for good.
+  auto page = browser->current();
   int written = 0;
   for (int i = 0; i < 40; ++i) {
     page->load(*Url::parse("https://ticker.example/" + std::to_string(i)));
@@ -86,31 +79,15 @@ TEST_F(BrowserSession, AFailedWriteKeepsTheTabsAndTriesAgainAtTheNextChange) {
   setLogSink(previousSink);
 }
 
-TEST_F(BrowserSession, PrivateTabsAreNeverWritten) {
-  auto browser = start();
-  open(*browser, "https://p.example/", true);
-  browser->saveSession();
-  auto session = Session::read();
-  EXPECT_TRUE(session.tabs.empty());
-  EXPECT_TRUE(session.recent.empty());
-
-  open(*browser, "https://a.example/");
-  open(*browser, "https://q.example/", true);
-  browser->saveSession();
-  session = Session::read();
-  ASSERT_EQ(session.tabs.size(), 1u);
-  EXPECT_EQ(session.recent, std::vector<size_t>{0});
-}
-
-TEST_F(BrowserSession, RestoreRebuildsOrderNamesAndSplitsWithoutLoading) {
+TEST_F(BrowserSession, RestoreRebuildsOrderNamesAndSplitsAndLoadsOnlyWhatIsShown) {
   {
     auto browser = start();
     auto a = open(*browser, "https://a.example/");
     auto b = open(*browser, "https://b.example/");
     auto c = open(*browser, "https://c.example/");
     b->customName = std::string("Bee");
-    auto split = std::make_shared<Split>(a, c, 0.3);
-    a->split = split;
+    auto split = std::make_shared<Split>(b, c, 0.3);
+    b->split = split;
     c->split = split;
     browser->splits.push_back(split);
     browser->select(a);
@@ -120,76 +97,63 @@ TEST_F(BrowserSession, RestoreRebuildsOrderNamesAndSplitsWithoutLoading) {
   Browser browser(engine, scheduler);
   browser.restoreSession();
   ASSERT_EQ(browser.pages->size(), 3u);
-  EXPECT_EQ(browser.pages.get()[1]->customName.get(), std::optional<std::string>("Bee"));
+  auto& pages = browser.pages.get();
+  EXPECT_EQ(pages[1]->customName.get(), std::optional<std::string>("Bee"));
   EXPECT_EQ(browser.current()->savedURL()->str(), "https://a.example/");
   for (size_t i = viewsBefore; i < engine.views().size(); ++i)
     EXPECT_TRUE(engine.views()[i]->loads.empty()) << "nothing loads before the block lists settle";
   ASSERT_EQ(browser.splits.size(), 1u);
   EXPECT_DOUBLE_EQ(browser.splits[0]->ratio.get(), 0.3);
-  EXPECT_EQ(browser.splits[0]->left, browser.pages.get()[0]);
+  EXPECT_EQ(browser.splits[0]->left, pages[1]);
 
   browser.settleBlockLists();
-  auto& current = static_cast<test::FakeWebView&>(browser.current()->webView());
-  ASSERT_EQ(current.loads.size(), 1u) << "the current page loads once settled";
-  auto& partner = static_cast<test::FakeWebView&>(browser.pages.get()[2]->webView());
-  EXPECT_EQ(partner.loads.size(), 1u) << "and its split partner";
-  auto& other = static_cast<test::FakeWebView&>(browser.pages.get()[1]->webView());
-  EXPECT_TRUE(other.loads.empty()) << "others wait until shown";
+  auto loads = [&](size_t i) { return static_cast<test::FakeWebView&>(pages[i]->webView()).loads.size(); };
+  EXPECT_EQ(loads(0), 1u) << "the current page loads once settled";
+  EXPECT_EQ(loads(1) + loads(2), 0u) << "others wait until shown";
+  browser.select(pages[2]);
+  EXPECT_EQ(loads(2), 1u);
+  EXPECT_EQ(loads(1), 1u) << "the left side comes back with the right";
 }
 
-TEST_F(BrowserSession, HandEditedFilesAreReadAsFarAsTheyMakeSense) {
-  Session session;
-  for (auto* address : {"https://a.example/", "https://b.example/"}) {
-    Session::Tab tab;
-    tab.url = *Url::parse(address);
-    session.tabs.push_back(tab);
-  }
-  session.tabs[0].splitPartner = 1;
-  session.tabs[0].splitIsLeft = true;
-  session.tabs[1].splitPartner = 0;
-  session.tabs[1].splitIsLeft = false;
-  session.tabs[0].pinID = "D2C1A8E4-0000-4000-8000-000000000001";  // no such pin
-  session.recent = {7, 1};
-  Browser browser(engine, scheduler);
-  browser.restoreSession(session);
-  ASSERT_EQ(browser.pages->size(), 2u) << "a tab whose pin is gone is an ordinary tab";
-  EXPECT_FALSE(browser.pages.get()[0]->pinID);
-  EXPECT_EQ(browser.current(), browser.pages.get()[1]) << "the bad index is skipped";
-  EXPECT_EQ(browser.recent->size(), 2u) << "pages missing from recent are appended";
-  ASSERT_EQ(browser.splits.size(), 1u);
-  EXPECT_DOUBLE_EQ(browser.splits[0]->ratio.get(), 0.5) << "no ratio: an even split";
-}
-
-TEST_F(BrowserSession, PagesOfLivePinsAreKeptAside) {
-  Session session;
-  Session::Tab tab;
-  tab.url = *Url::parse("https://pinned.example/");
-  tab.pinID = "pin-1";
-  session.tabs.push_back(tab);
-  tab.url = *Url::parse("https://plain.example/");
-  tab.pinID.reset();
-  session.tabs.push_back(tab);
-  session.recent = {0, 1};
+TEST_F(BrowserSession, HandEditedFilesAreReadAsFarAsTheyMakeSenseAndLivePinsAreKeptAside) {
+  auto session = test::sessionOf({"https://pinned.example/", "https://a.example/", "https://b.example/"});
+  session.tabs[0].pinID = "pin-1";
+  session.tabs[1].pinID = "D2C1A8E4-0000-4000-8000-000000000001";  // no such pin
+  session.tabs[1].splitPartner = 2;
+  session.tabs[1].splitIsLeft = true;
+  session.tabs[2].splitPartner = 1;
+  session.tabs[2].splitIsLeft = false;
+  session.recent = {0, 7, 2};
   Browser browser(engine, scheduler);
   browser.pinExists = [](const std::string& id) { return id == "pin-1"; };
   browser.restoreSession(session);
-  EXPECT_EQ(browser.pages->size(), 1u);
+  ASSERT_EQ(browser.pages->size(), 2u) << "the live pin's page is kept aside";
   ASSERT_EQ(browser.pinnedPages.count("pin-1"), 1u);
-  EXPECT_EQ(browser.current(), browser.pinnedPages["pin-1"]);
+  auto& pages = browser.pages.get();
+  EXPECT_FALSE(pages[0]->pinID) << "a tab whose pin is gone is an ordinary tab";
+  EXPECT_EQ(browser.recent.get(), (std::vector<PagePtr>{browser.pinnedPages["pin-1"], pages[1], pages[0]}))
+      << "the bad index is skipped, and pages missing from recent are appended";
+  ASSERT_EQ(browser.splits.size(), 1u);
+  EXPECT_DOUBLE_EQ(browser.splits[0]->ratio.get(), 0.5) << "no ratio: an even split";
   auto saved = browser.buildSession();
-  ASSERT_EQ(saved.tabs.size(), 2u);
-  EXPECT_TRUE(saved.tabs[0].pinID || saved.tabs[1].pinID);
+  ASSERT_EQ(saved.tabs.size(), 3u);
+  EXPECT_EQ(saved.tabs[saved.recent[0]].pinID, std::optional<std::string>("pin-1"));
 }
 
-TEST_F(BrowserSession, BackHistoryOfAnUnshownTabSurvivesTwoRestarts) {
+TEST_F(BrowserSession, PrivateTabsAreNeverWrittenAndAnUnshownTabsBackHistorySurvivesTwoRestarts) {
   std::optional<std::string> navigation;
   {
     auto browser = start();
+    open(*browser, "https://p.example/", true);
+    browser->saveSession();
+    EXPECT_EQ(Session::read(), Session());
     auto a = open(*browser, "https://a.example/1");
     a->load(*Url::parse("https://a.example/2"));
     open(*browser, "https://b.example/");
+    open(*browser, "https://q.example/", true);
     navigation = a->navigationState();
     browser->saveSession();
+    EXPECT_EQ(Session::read().recent, (std::vector<size_t>{1, 0}));
   }
   for (int restart = 0; restart < 2; ++restart) {
     auto browser = start();  // a is never shown
@@ -207,9 +171,7 @@ TEST_F(BrowserSession, BackHistoryOfAnUnshownTabSurvivesTwoRestarts) {
 
 TEST_F(BrowserSession, NothingToRestoreComposesANewTab) {
   std::filesystem::create_directories(file().parent_path());
-  FILE* f = fopen(file().c_str(), "w");
-  fputs("{ not json", f);
-  fclose(f);
+  std::ofstream(file()) << "{ not json";
   auto browser = start();
   EXPECT_TRUE(browser->pages->empty());
   EXPECT_TRUE(browser->isComposingNewTab.get());

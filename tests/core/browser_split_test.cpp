@@ -1,41 +1,21 @@
 // Split view: making, dissolving, the divider, links opened beside, the side
 // that has the keyboard, and splits brought back from the session.
-#include <gtest/gtest.h>
-
 #include <cmath>
 
-#include "core/browser.h"
-#include "support/fake_web_view.h"
-#include "support/temp_home.h"
-#include "support/virtual_scheduler.h"
+#include "support/browser_test.h"
 
 namespace quillo {
 namespace {
 
 using namespace std::chrono_literals;
-using test::FakeWebView;
 
-class BrowserSplit : public ::testing::Test {
+class BrowserSplit : public test::BrowserTest {
  protected:
-  BrowserSplit() : browser(engine, scheduler) { browser.settleBlockLists(); }
-
-  PagePtr open(const std::string& address, bool isPrivate = false) {
-    auto page = browser.makePage(isPrivate);
-    page->load(*Url::parse(address));
-    browser.add(page, true);
-    return page;
-  }
-  FakeWebView& view(const PagePtr& page) { return static_cast<FakeWebView&>(page->webView()); }
   void hover(const PagePtr& page, const std::string& link) { view(page).emitMessage("quilloHover", link); }
   static Modifiers held(bool shift, bool ctrl = false, bool alt = false, bool super = false) {
     return Modifiers{shift, ctrl, alt, super};
   }
   std::shared_ptr<Split> splitOf(const PagePtr& page) { return page->split.lock(); }
-
-  test::TempHome home;
-  test::VirtualScheduler scheduler;
-  test::FakeEngine engine;
-  Browser browser;
 };
 
 TEST(SplitDivider, DraggingKeepsTheRatioBetweenAFifthAndFourFifths) {
@@ -61,7 +41,7 @@ TEST(SplitDivider, DraggingKeepsTheRatioBetweenAFifthAndFourFifths) {
 
 TEST_F(BrowserSplit, ShowingBesideMakesTheNewSideCurrentAndDraggingIsSavedOnce) {
   auto a = open("https://a.example/");
-  auto b = open("https://b.example/", false);
+  auto b = open("https://b.example/");
   int changes = 0;
   browser.splitsChanged.connect([&] { ++changes; });
   browser.select(a);
@@ -97,40 +77,33 @@ TEST_F(BrowserSplit, ShowingBesideMakesTheNewSideCurrentAndDraggingIsSavedOnce) 
   EXPECT_EQ(browser.splits[0], split);
 }
 
-TEST_F(BrowserSplit, APageAlreadyInASplitLeavesItFirst) {
+TEST_F(BrowserSplit, APageLeavesItsSplitForANewOneAndClosingEitherSideLeavesTheOtherAnOrdinaryTab) {
   auto a = open("https://a.example/");
   auto b = open("https://b.example/");
   auto c = open("https://c.example/");
   browser.select(a);
   browser.showBeside(b);  // a | b
   browser.select(c);
-  browser.showBeside(b);  // c | b
+  browser.showBeside(b);  // c | b; recent: b c a
   ASSERT_EQ(browser.splits.size(), 1u);
   EXPECT_EQ(browser.splits[0]->left, c);
   EXPECT_EQ(browser.splits[0]->right, b);
   EXPECT_TRUE(a->split.expired()) << "b's former partner is an ordinary tab";
   EXPECT_EQ(browser.pages->size(), 3u);
   EXPECT_EQ(browser.recentUnits().size(), 2u);
-}
 
-TEST_F(BrowserSplit, ClosingEitherSideLeavesTheOtherAnOrdinaryTab) {
-  auto a = open("https://a.example/");
-  auto b = open("https://b.example/");
-  auto c = open("https://c.example/");
-  browser.select(a);
-  browser.showBeside(b);  // recent: b a c
   int changes = 0;
   browser.splitsChanged.connect([&] { ++changes; });
   browser.close(b);
-  EXPECT_EQ(browser.current(), a) << "the left side was shown more recently than c";
-  EXPECT_TRUE(a->split.expired());
+  EXPECT_EQ(browser.current(), c) << "the left side was shown more recently than a";
+  EXPECT_TRUE(c->split.expired());
   EXPECT_TRUE(browser.splits.empty());
   EXPECT_EQ(changes, 1);
 
-  browser.showBeside(c);  // a | c, c current
-  browser.close(a);       // the background side
-  EXPECT_EQ(browser.current(), c);
-  EXPECT_TRUE(c->split.expired());
+  browser.showBeside(a);  // c | a, a current
+  browser.close(c);       // the background side
+  EXPECT_EQ(browser.current(), a);
+  EXPECT_TRUE(a->split.expired());
   EXPECT_EQ(browser.pages->size(), 1u);
 }
 
@@ -147,11 +120,16 @@ TEST_F(BrowserSplit, CyclingStopsOnceAtASplit) {
   EXPECT_EQ(browser.current(), b) << "back to the split, at the side last shown";
   browser.cycle(true);
   EXPECT_EQ(browser.current(), c);
+
+  browser.close(c);
+  ASSERT_EQ(browser.recentUnits().size(), 1u);
+  browser.cycle(false);
+  EXPECT_EQ(browser.current(), b) << "one split and nothing else: nothing to cycle to";
 }
 
-TEST_F(BrowserSplit, ShiftClickOnALinkOpensItBesideInTheSameStore) {
+TEST_F(BrowserSplit, ShiftClickAndCtrlAltClickOpenALinkBesideItsPageInTheSameStore) {
   auto plain = open("https://a.example/");
-  auto secret = open("https://secret.example/", true);
+  auto secret = open("https://secret.example/", true, true);
   hover(secret, "https://secret.example/next");
 
   EXPECT_FALSE(browser.openLinkBeside(held(false), secret.get())) << "a plain click follows the link";
@@ -175,27 +153,22 @@ TEST_F(BrowserSplit, ShiftClickOnALinkOpensItBesideInTheSameStore) {
   // Off the link, the click is the page's.
   hover(opened, "");
   EXPECT_FALSE(browser.openLinkBeside(held(true), opened.get()));
-}
 
-TEST_F(BrowserSplit, CtrlAltClickFromTheNavigationPolicyOpensBesideTheClickedSide) {
-  auto a = open("https://a.example/");
-  auto b = open("https://b.example/");
-  browser.select(a);
-  browser.showBeside(b);  // a | b, b current
-  ASSERT_TRUE(a->openBeside) << "every page can open a link beside itself";
-  a->openBeside(*Url::parse("https://a.example/more"));
-  auto opened = browser.current();
-  EXPECT_EQ(opened->url.get(), Url::parse("https://a.example/more"));
-  ASSERT_TRUE(splitOf(opened));
-  EXPECT_EQ(splitOf(opened)->left, a) << "beside the page the link was in";
-  EXPECT_TRUE(b->split.expired());
-  EXPECT_FALSE(opened->isPrivate());
+  // Ctrl+Alt+click, decided by the navigation policy, opens beside the side clicked in.
+  ASSERT_TRUE(plain->openBeside) << "every page can open a link beside itself";
+  secret->openBeside(*Url::parse("https://secret.example/more"));
+  auto more = browser.current();
+  EXPECT_EQ(more->url.get(), Url::parse("https://secret.example/more"));
+  ASSERT_TRUE(splitOf(more));
+  EXPECT_EQ(splitOf(more)->left, secret) << "beside the page the link was in, not the current side";
+  EXPECT_TRUE(opened->split.expired());
+  EXPECT_EQ(more->webView().store(), secret->webView().store());
 }
 
 TEST_F(BrowserSplit, AClickOnTheOtherSideGivesItTheKeyboardZoomAndFind) {
   auto a = open("https://a.example/");
   auto b = open("https://b.example/");
-  auto c = open("https://c.example/", false);
+  auto c = open("https://c.example/");
   browser.select(a);
   browser.showBeside(b);  // a | b, b current
   browser.zoomIn();
@@ -223,37 +196,10 @@ TEST_F(BrowserSplit, AClickOnTheOtherSideGivesItTheKeyboardZoomAndFind) {
   EXPECT_GT(view(b).zoom(), 1.0);
 }
 
-TEST_F(BrowserSplit, ShowingEitherSideLoadsBoth) {
-  Session session;
-  for (auto* address : {"https://a.example/", "https://b.example/", "https://c.example/"}) {
-    Session::Tab tab;
-    tab.url = *Url::parse(address);
-    session.tabs.push_back(tab);
-  }
-  session.tabs[1].splitPartner = 2;
-  session.tabs[1].splitIsLeft = true;
-  session.tabs[2].splitPartner = 1;
-  session.tabs[2].splitIsLeft = false;
-  session.recent = {0, 1, 2};
-  Browser restored(engine, scheduler);
-  restored.restoreSession(session);
-  restored.settleBlockLists();
-  auto& pages = restored.pages.get();
-  EXPECT_EQ(view(pages[0]).loads.size(), 1u);
-  EXPECT_TRUE(view(pages[1]).loads.empty());
-  EXPECT_TRUE(view(pages[2]).loads.empty());
-  restored.select(pages[2]);
-  EXPECT_EQ(view(pages[2]).loads.size(), 1u);
-  EXPECT_EQ(view(pages[1]).loads.size(), 1u) << "the left side comes back with the right";
-}
-
 TEST_F(BrowserSplit, RestoreSkipsSplitsThatMakeNoSense) {
-  Session session;
-  for (int i = 0; i < 7; ++i) {
-    Session::Tab tab;
-    tab.url = *Url::parse("https://site" + std::to_string(i) + ".example/");
-    session.tabs.push_back(tab);
-  }
+  std::vector<std::string> addresses;
+  for (int i = 0; i < 7; ++i) addresses.push_back("https://site" + std::to_string(i) + ".example/");
+  auto session = test::sessionOf(addresses);
   auto pair = [&](size_t from, std::optional<size_t> to, std::optional<bool> left, std::optional<double> ratio) {
     session.tabs[from].splitPartner = to;
     session.tabs[from].splitIsLeft = left;

@@ -1,18 +1,17 @@
+// The session file: its format, what survives bad input, and the copy kept
+// from the save before.
 #include <gtest/gtest.h>
 
-#include <limits>
-
-#include "core/date.h"
-#include <glib.h>
-
-#include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <limits>
 #include <set>
 
 #include "core/app_support.h"
+#include "core/date.h"
 #include "core/log.h"
 #include "core/session.h"
+#include "support/temp_home.h"
 
 namespace quillo {
 namespace {
@@ -27,41 +26,31 @@ std::set<std::string> keys(const json& object) {
   return result;
 }
 
+Session::Tab tab(const char* address, std::string title = "") {
+  Session::Tab tab;
+  tab.url = url(address);
+  tab.title = std::move(title);
+  return tab;
+}
+
 Session fullSession() {
-  Session session;
-  Session::Tab left;
-  left.url = url("https://example.com/a?x=1");
-  left.title = "Example — A";
+  auto left = tab("https://example.com/a?x=1", "Example — A");
   left.customName = "Work";
   left.pinID = "6F1C1E2A-3B4D-4E5F-8A9B-0C1D2E3F4A5B";
   left.splitPartner = 1;
   left.splitIsLeft = true;
   left.splitRatio = 0.62;
   left.navigation = std::string("\0\x01\xfe\xff back/forward", 17);
-  Session::Tab right;
-  right.url = url("http://localhost:8080/");
-  right.title = "";
+  auto right = tab("http://localhost:8080/");
   right.splitPartner = 0;
   right.splitIsLeft = false;
   right.splitRatio = 0.62;
-  Session::Tab plain;
-  plain.url = url("file:///tmp/notes.html");
-  plain.title = "Notes";
-  session.tabs = {left, right, plain};
-  session.recent = {2, 0, 1};
-  return session;
+  return Session{{left, right, tab("file:///tmp/notes.html", "Notes")}, {2, 0, 1}};
 }
 
-TEST(SessionJSON, RoundTripsEveryField) {
+TEST(SessionJSON, EveryFieldIsWrittenUnderItsFileKeyAbsentOnesLeftOutAndReadBack) {
   auto session = fullSession();
-  auto decoded = Session::fromText(session.toJSON().dump());
-  EXPECT_EQ(decoded, session);
-  ASSERT_EQ(decoded.tabs.size(), 3u);
-  EXPECT_EQ(decoded.tabs[0].navigation->size(), 17u);  // zero bytes survive
-}
-
-TEST(SessionJSON, UsesTheFileKeysAndLeavesAbsentOnesOut) {
-  auto encoded = fullSession().toJSON();
+  auto encoded = session.toJSON();
   EXPECT_EQ(keys(encoded), (std::set<std::string>{"tabs", "recent"}));
   EXPECT_EQ(encoded["recent"], json::array({2, 0, 1}));
   const auto& tabs = encoded["tabs"];
@@ -74,23 +63,31 @@ TEST(SessionJSON, UsesTheFileKeysAndLeavesAbsentOnesOut) {
   EXPECT_EQ(keys(tabs[1]), (std::set<std::string>{"url", "title", "splitPartner", "splitIsLeft", "splitRatio"}));
   EXPECT_EQ(keys(tabs[2]), (std::set<std::string>{"url", "title"}));
   EXPECT_EQ(tabs[2]["title"], "Notes");
+
+  auto decoded = Session::fromText(encoded.dump());
+  EXPECT_EQ(decoded, session);
+  ASSERT_EQ(decoded.tabs.size(), 3u);
+  EXPECT_EQ(decoded.tabs[0].navigation->size(), 17u);  // zero bytes survive
 }
 
-TEST(SessionJSON, NavigationIsStandardBase64) {
-  Session session;
-  Session::Tab tab;
-  tab.url = url("https://example.com");
-  tab.navigation = "hello";
-  session.tabs = {tab};
+TEST(SessionJSON, NavigationIsStandardBase64AndMalformedBlobsAreDropped) {
+  Session session{{tab("https://example.com")}, {}};
+  session.tabs[0].navigation = "hello";
   EXPECT_EQ(session.toJSON()["tabs"][0]["navigation"], "aGVsbG8=");
-  tab.navigation = std::string("\xfb\xff", 2);  // needs "+" and "/"
-  session.tabs = {tab};
+  session.tabs[0].navigation = std::string("\xfb\xff", 2);  // needs "+" and "/"
   EXPECT_EQ(session.toJSON()["tabs"][0]["navigation"], "+/8=");
   EXPECT_EQ(Session::fromJSON(session.toJSON()), session);
 
   auto decoded = Session::fromText(R"({"tabs":[{"url":"https://a.com","title":"","navigation":""}],"recent":[0]})");
   ASSERT_EQ(decoded.tabs.size(), 1u);
   EXPECT_EQ(decoded.tabs[0].navigation, "");
+
+  for (const char* blob : {"aGVsbG8", "aGVs=G8=", "aGVsbG8==", "a===", "aGVs bG8="}) {
+    json file = {{"tabs", {{{"url", "https://a.com"}, {"title", "A"}, {"navigation", blob}}}}, {"recent", {0}}};
+    decoded = Session::fromJSON(file);
+    ASSERT_EQ(decoded.tabs.size(), 1u) << blob;
+    EXPECT_FALSE(decoded.tabs[0].navigation) << "malformed: dropped " << blob;
+  }
 }
 
 TEST(SessionJSON, NothingUsableGivesAnEmptySessionWithoutThrowing) {
@@ -109,24 +106,13 @@ TEST(SessionJSON, WrongTypesOfOptionalFieldsAreIgnored) {
       "splitPartner": "0", "splitIsLeft": "yes", "splitRatio": "half", "navigation": "not base64!"
     }], "recent": [0]})");
   ASSERT_EQ(decoded.tabs.size(), 1u);
-  Session::Tab expected;
-  expected.url = url("https://example.com");
-  EXPECT_EQ(decoded.tabs[0], expected);
+  EXPECT_EQ(decoded.tabs[0], tab("https://example.com"));
   EXPECT_EQ(decoded.recent, std::vector<size_t>{0});
 
   decoded = Session::fromText(R"({"tabs":[{"url":"https://a.com"}]})");
   ASSERT_EQ(decoded.tabs.size(), 1u);
   EXPECT_EQ(decoded.tabs[0].title, "");  // a missing title is an empty one
   EXPECT_TRUE(decoded.recent.empty());
-}
-
-TEST(SessionJSON, MalformedBase64IsDropped) {
-  for (const char* blob : {"aGVsbG8", "aGVs=G8=", "aGVsbG8==", "a===", "aGVs bG8="}) {
-    json file = {{"tabs", {{{"url", "https://a.com"}, {"title", "A"}, {"navigation", blob}}}}, {"recent", {0}}};
-    auto decoded = Session::fromJSON(file);
-    ASSERT_EQ(decoded.tabs.size(), 1u) << blob;
-    EXPECT_FALSE(decoded.tabs[0].navigation) << blob;
-  }
 }
 
 TEST(SessionJSON, DroppedTabsTakeTheirIndicesWithThem) {
@@ -153,55 +139,34 @@ TEST(SessionJSON, DroppedTabsTakeTheirIndicesWithThem) {
 class SessionFile : public ::testing::Test {
  protected:
   void SetUp() override {
-    char* dir = g_dir_make_tmp("quillo-session-XXXXXX", nullptr);
-    ASSERT_NE(dir, nullptr);
-    folder_ = dir;
-    g_free(dir);
-    if (const char* old = getenv("XDG_DATA_HOME")) oldDataHome_ = old;
-    setenv("XDG_DATA_HOME", folder_.c_str(), 1);
     oldSink_ = setLogSink([this](const std::string& line) { log_.push_back(line); });
   }
-  void TearDown() override {
-    setLogSink(oldSink_);
-    if (oldDataHome_)
-      setenv("XDG_DATA_HOME", oldDataHome_->c_str(), 1);
-    else
-      unsetenv("XDG_DATA_HOME");
-    std::filesystem::remove_all(folder_);
-  }
+  void TearDown() override { setLogSink(oldSink_); }
   std::filesystem::path sessionFile() const { return AppSupport::file("session.json"); }
 
-  std::filesystem::path folder_;
-  std::optional<std::string> oldDataHome_;
+  test::TempHome home;
   LogSink oldSink_;
   std::vector<std::string> log_;
 };
 
-TEST_F(SessionFile, SavesAndReadsBack) {
+TEST_F(SessionFile, ABadFileIsKeptAsideAndTheTabsComeFromTheSaveBeforeIt) {
   EXPECT_TRUE(Session::read().tabs.empty());  // no file yet
   EXPECT_TRUE(log_.empty());
-  auto session = fullSession();
-  ASSERT_TRUE(session.save());
-  EXPECT_EQ(sessionFile(), folder_ / "quillo" / "session.json");
-  EXPECT_EQ(Session::read(), session);
-}
-
-TEST_F(SessionFile, AnUnreadableFileIsKeptAsideAndReadsAsEmpty) {
   std::filesystem::create_directories(sessionFile().parent_path());
   std::ofstream(sessionFile()) << "{\"tabs\": [";
-  EXPECT_EQ(Session::read(), Session());
+  EXPECT_EQ(Session::read(), Session()) << "unreadable, and nothing saved before it";
   EXPECT_FALSE(std::filesystem::exists(sessionFile()));
-  EXPECT_TRUE(std::filesystem::exists(folder_ / "quillo" / "session.json.unreadable"));
+  EXPECT_TRUE(std::filesystem::exists(home.data("session.json.unreadable")));
   ASSERT_EQ(log_.size(), 1u);
-  EXPECT_NE(log_[0].find("session.json"), std::string::npos);
-}
+  log_.clear();
 
-TEST_F(SessionFile, EachSaveKeepsTheOneBeforeAndABadFileRestoresFromIt) {
   Session first = fullSession();
   Session second;
   second.tabs.push_back(first.tabs[0]);
   second.recent = {0};
   ASSERT_TRUE(first.save());
+  EXPECT_EQ(sessionFile(), home.data("session.json"));
+  EXPECT_EQ(Session::read(), first);
   EXPECT_FALSE(std::filesystem::exists(AppSupport::file(Session::kPreviousFileName))) << "nothing to keep yet";
   ASSERT_TRUE(second.save());
   EXPECT_EQ(Session::fromJSON(AppSupport::read(Session::kPreviousFileName).value), first);
@@ -209,16 +174,16 @@ TEST_F(SessionFile, EachSaveKeepsTheOneBeforeAndABadFileRestoresFromIt) {
   // A torn write, a full disk, a hand edit: the tabs of the save before come back.
   std::ofstream(sessionFile(), std::ios::trunc) << "{\"tabs\": [{\"url\": \"https://a.exa";
   EXPECT_EQ(Session::read(), first);
-  EXPECT_TRUE(std::filesystem::exists(folder_ / "quillo" / "session.json.unreadable"));
+  EXPECT_TRUE(std::filesystem::exists(home.data("session.json.unreadable.2")));
   ASSERT_EQ(log_.size(), 2u);
-  EXPECT_NE(log_[0].find("kept it as session.json.unreadable"), std::string::npos) << log_[0];
+  EXPECT_NE(log_[0].find("kept it as session.json.unreadable.2"), std::string::npos) << log_[0];
   EXPECT_EQ(log_[1], "Quillo: restored the open tabs from session.json.previous");
 
   // An empty file counts as unreadable too; the earlier kept copy stays.
   log_.clear();
   std::ofstream(sessionFile(), std::ios::trunc).flush();
   EXPECT_EQ(Session::read(), first);
-  EXPECT_TRUE(std::filesystem::exists(folder_ / "quillo" / "session.json.unreadable.2"));
+  EXPECT_TRUE(std::filesystem::exists(home.data("session.json.unreadable.3")));
 
   // A bad file is never kept as the previous one.
   std::ofstream(sessionFile(), std::ios::trunc) << "[1, 2";

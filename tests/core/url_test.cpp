@@ -1,6 +1,5 @@
 #include <gtest/gtest.h>
 
-#include "core/address.h"
 #include "core/url.h"
 
 namespace quillo {
@@ -107,32 +106,6 @@ TEST(Url, CopiesAndDerivedURLsKeepChangedParts) {
   auto odd = Url::parse("file:///home/u/50%off/page.html?x#y");
   ASSERT_TRUE(odd);
   EXPECT_EQ(odd->deletingLastPathComponent().str(), "file:///home/u/50%off/");
-}
-
-// What a user types, or a program hands over on the command line, keeps its
-// bytes when it is an address, and becomes a search only when it is words.
-TEST(Url, TypedAddressesWithOddCharactersStayAddresses) {
-  struct Case {
-    const char* typed;
-    const char* loads;
-  };
-  for (auto [typed, loads] : std::initializer_list<Case>{
-           {"http://127.0.0.1:8123/alpha.html?q=50%off", "http://127.0.0.1:8123/alpha.html?q=50%off"},
-           {"example.com/50%off", "https://example.com/50%off"},
-           {"https://de.wikipedia.org/wiki/Köln", "https://de.wikipedia.org/wiki/Köln"},
-           {"de.wikipedia.org/wiki/Straße", "https://de.wikipedia.org/wiki/Straße"},
-           {"https://example.com/a|b", "https://example.com/a|b"},
-           {"localhost:8080/x?y=%", "http://localhost:8080/x?y=%"},
-           {"192.168.1.1/admin%", "http://192.168.1.1/admin%"},
-           {"  https://example.com/?q=a%20b  ", "https://example.com/?q=a%20b"},
-       }) {
-    auto url = Address::url(typed);
-    ASSERT_TRUE(url) << typed;
-    EXPECT_EQ(url->str(), loads) << typed;
-  }
-  // Words stay words, even with a "%" in them.
-  EXPECT_EQ(Address::display(Address::url("50% off shoes")), "50% off shoes");
-  EXPECT_EQ(Address::display(Address::url("exa%mple.com")), "exa%mple.com");
 }
 
 }  // namespace

@@ -38,7 +38,6 @@ void FakeOp::fail(const std::string& standardError, int status) {
   put("status", std::to_string(status));
 }
 
-void FakeOp::delay(int seconds) { put("sleep", std::to_string(seconds)); }
 void FakeOp::hang() { put("hang", "1"); }
 
 void FakeOp::behave() {

@@ -16,8 +16,6 @@ class FakeOp {
 
   // Every call from now on fails with this text on standard error.
   void fail(const std::string& standardError, int status = 1);
-  // Every call from now on waits this long before answering.
-  void delay(int seconds);
   // Every call from now on never answers.
   void hang();
   // Back to answering at once from the fixtures.

@@ -108,7 +108,7 @@ void FakeWebView::startLoad(const Url& url) {
   committed_ = true;
   if (!emit([](WebViewEvents& e) { e.webViewStateChanged(); })) return;
   if (!emit([](WebViewEvents& e) { e.webViewCommitted(); })) return;
-  if (!engine_ || !engine_->manualLoads) finishLoad();
+  finishLoad();
 }
 
 void FakeWebView::commitLoad() {
@@ -119,7 +119,7 @@ void FakeWebView::commitLoad() {
   committed_ = true;
   if (!emit([](WebViewEvents& e) { e.webViewStateChanged(); })) return;
   if (!emit([](WebViewEvents& e) { e.webViewCommitted(); })) return;
-  if (!engine_ || !engine_->manualLoads) finishLoad();
+  finishLoad();
 }
 
 void FakeWebView::failLoad(const LoadFailure& failure) {
@@ -150,10 +150,7 @@ void FakeWebView::navigate(NavigationAction action) {
     if (!*alive) return;
     decisions[index].policy = policy;
     if (policy == NavigationPolicy::allow && action.url && !action.opensWindow) load(*action.url);
-    if (policy == NavigationPolicy::download) {
-      ++downloadsStarted;
-      emit([](WebViewEvents& e) { e.webViewStartedDownload(nullptr); });
-    }
+    if (policy == NavigationPolicy::download) emit([](WebViewEvents& e) { e.webViewStartedDownload(nullptr); });
   };
   if (events_)
     events_->webViewDecideNavigation(action, answer);
@@ -164,7 +161,6 @@ void FakeWebView::navigate(NavigationAction action) {
 NavigationPolicy FakeWebView::respond(NavigationResponse response) {
   NavigationPolicy policy = events_ ? events_->webViewDecideResponse(response) : NavigationPolicy::allow;
   if (policy == NavigationPolicy::download) {
-    ++downloadsStarted;
     // The navigation becomes the download: nothing is committed.
     if (!committed_) {
       loading_ = false;
@@ -233,7 +229,6 @@ bool FakeWebView::restoreSessionState(const std::string& blob) {
 
 void FakeWebView::find(const std::string& text, bool backwards, std::function<void(bool)> done) {
   findActive = true;
-  lastFindText = text;
   lastFindBackwards = backwards;
   bool found = !text.empty() && folded(pageText).find(folded(text)) != std::string::npos;
   if (done) done(found);
@@ -311,15 +306,7 @@ std::shared_ptr<DataStore> FakeEngine::makePrivateStore() {
 }
 
 std::unique_ptr<WebViewPort> FakeEngine::makeView(const ViewConfiguration& configuration) {
-  configurations.push_back({configuration.store, configuration.store && configuration.store->isPersistent(),
-                            configuration.filters, configuration.scripts});
   return std::make_unique<FakeWebView>(this, configuration);
-}
-
-FakeWebView* FakeEngine::viewShowing(const std::string& url) const {
-  for (auto* view : views_)
-    if (view->url_ && view->url_->str() == url) return view;
-  return nullptr;
 }
 
 }  // namespace quillo::test

@@ -39,8 +39,7 @@ class FakeContentFilter final : public ContentFilter {
 // An in-memory web view that behaves like WebKitGTK where the model can see
 // it: a back/forward list whose new loads drop the forward entries, commits
 // that report the new address at once, a restore that loads nothing until
-// goToCurrentItem(). Loads finish synchronously unless the engine's
-// manualLoads is set, in which case the test calls finishLoad().
+// goToCurrentItem(). Loads finish synchronously once committed.
 class FakeWebView final : public WebViewPort {
  public:
   struct Entry {
@@ -91,7 +90,7 @@ class FakeWebView final : public WebViewPort {
   void evaluate(const std::string& script, uint64_t frameID, bool isolated, EvaluationDone done) override;
   void evaluateInEveryFrame(const std::string& script, bool isolated, EveryFrameDone done) override;
   void focus() override { focusCount++; }
-  void print() override { printCount++; }
+  void print() override {}
 
   // ---- What the test sees ----
   const ViewConfiguration& configuration() const { return configuration_; }
@@ -105,9 +104,7 @@ class FakeWebView final : public WebViewPort {
   std::optional<Url> readAccessFolder;  // of the last loadFile
   std::vector<Evaluation> evaluations;
   int focusCount = 0;
-  int printCount = 0;
   bool findActive = false;
-  std::string lastFindText;
   bool lastFindBackwards = false;
 
   // ---- What the test sets ----
@@ -126,8 +123,6 @@ class FakeWebView final : public WebViewPort {
     std::optional<NavigationPolicy> policy;
   };
   std::vector<Decision> decisions;
-  // Downloads this view started.
-  int downloadsStarted = 0;
 
   // ---- What the test makes happen ----
   // A navigation the page must decide on first (a click, a redirect); it
@@ -140,8 +135,6 @@ class FakeWebView final : public WebViewPort {
   void failLoad(const LoadFailure& failure);
   // Commits the navigation held by the engine's holdCommits.
   void commitLoad();
-  // Completes the load in progress: the title comes from engine.titles.
-  void finishLoad();
   // The page changes its own title (document.title = ...).
   void setPageTitle(const std::string& title);
   void emitMessage(const FrameMessage& message);
@@ -160,6 +153,8 @@ class FakeWebView final : public WebViewPort {
  private:
   friend class FakeEngine;
   void startLoad(const Url& url);  // of entries_[current_]
+  // Completes the load in progress: the title comes from engine.titles.
+  void finishLoad();
   void dropProvisional();
   // Calls the events if set; false when the call destroyed this view.
   bool emit(const std::function<void(WebViewEvents&)>& call);
@@ -195,27 +190,14 @@ class FakeEngine final : public WebEngine {
   // ---- What the test sets ----
   // Title each address gets when its load finishes; others get none.
   std::map<std::string, std::string> titles;
-  // When set, loads stay in progress until the view's finishLoad().
-  bool manualLoads = false;
   // When set, loads stay provisional (nothing committed) until the view's
   // commitLoad() or failLoad().
   bool holdCommits = false;
 
   // ---- What the test sees ----
-  // What each makeView was given, in order. The store is held weakly so
-  // the record never keeps a private store alive.
-  struct MadeConfiguration {
-    std::weak_ptr<DataStore> store;
-    bool persistent = false;
-    std::vector<std::shared_ptr<ContentFilter>> filters;
-    std::vector<UserScript> scripts;
-  };
-  std::vector<MadeConfiguration> configurations;
   // Views alive now, oldest first (site-opened children included).
   const std::vector<FakeWebView*>& views() const { return views_; }
   FakeWebView* lastView() const { return views_.empty() ? nullptr : views_.back(); }
-  // The live view whose address is url, if any.
-  FakeWebView* viewShowing(const std::string& url) const;
   int privateStoresMade() const { return privateSerial_; }
   int livePrivateStores() const { return *livePrivate_; }
 

@@ -22,8 +22,16 @@ void respond(SoupServerMessage* message, const Route& route) {
   soup_server_message_set_status(message, route.status, nullptr);
   SoupMessageHeaders* headers = soup_server_message_get_response_headers(message);
   for (const auto& [name, value] : route.headers) soup_message_headers_append(headers, name.c_str(), value.c_str());
-  soup_server_message_set_response(message, route.contentType.c_str(), SOUP_MEMORY_COPY, route.body.data(),
-                                   route.body.size());
+  if (route.stallAfter == 0) {
+    soup_server_message_set_response(message, route.contentType.c_str(), SOUP_MEMORY_COPY, route.body.data(),
+                                     route.body.size());
+    return;
+  }
+  // The whole length is announced; only the start of the body is ever sent.
+  soup_message_headers_set_content_type(headers, route.contentType.c_str(), nullptr);
+  soup_message_headers_set_content_length(headers, goffset(route.body.size()));
+  soup_message_body_append(soup_server_message_get_response_body(message), SOUP_MEMORY_COPY, route.body.data(),
+                           std::min(route.stallAfter, route.body.size()));
 }
 
 void drop(SoupServerMessage* message) {
@@ -137,17 +145,6 @@ void TestServer::answer(SoupServerMessage* message, const char* path) {
     } else {
       route = it->second;
     }
-  }
-
-  if (route.stallAfter > 0) {
-    soup_server_message_set_status(message, route.status, nullptr);
-    SoupMessageHeaders* headers = soup_server_message_get_response_headers(message);
-    for (const auto& [name, value] : route.headers) soup_message_headers_append(headers, name.c_str(), value.c_str());
-    soup_message_headers_set_content_type(headers, route.contentType.c_str(), nullptr);
-    soup_message_headers_set_content_length(headers, goffset(route.body.size()));
-    soup_message_body_append(soup_server_message_get_response_body(message), SOUP_MEMORY_COPY, route.body.data(),
-                             std::min(route.stallAfter, route.body.size()));
-    return;
   }
 
   if (route.delay.count() <= 0) {

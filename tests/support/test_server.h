@@ -52,7 +52,6 @@ class TestServer {
 
   // "http://ADDRESS:PORT" + path (path starts with '/'), "https://" for an HTTPS server.
   std::string url(const std::string& path) const;
-  const std::string& address() const { return address_; }
   int port() const { return port_; }
 
   std::vector<ServedRequest> requests() const;

@@ -1,7 +1,5 @@
 #include "support/virtual_scheduler.h"
 
-#include <condition_variable>
-
 namespace quillo::test {
 
 VirtualScheduler::VirtualScheduler()

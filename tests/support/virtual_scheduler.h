@@ -23,7 +23,6 @@ class VirtualScheduler final : public Scheduler {
   // Drains work handed over by worker threads, waiting up to `timeout` for
   // at least `count` of them to arrive.
   void waitForWorkers(int count = 1, std::chrono::milliseconds timeout = std::chrono::seconds(30));
-  size_t pendingTasks() const { return timers_.size(); }
   void setWallNow(WallTime t) { wallStart_ = t - (now_ - start_); }
 
  protected:
