@@ -27,14 +27,11 @@ std::string upgraded(const std::string& text, const std::set<std::string>& insec
   return result ? result->str() : "none";
 }
 
-TEST(HttpsUpgrade, OnlyTheSchemeChangesAndAnExplicitPort80IsDropped) {
+TEST(HttpsUpgrade, OnlyTheSchemeChangesAndAnExplicitPort80IsDroppedButLocalAndExemptedHostsAreLeftAlone) {
   EXPECT_EQ(upgraded("HTTP://Example.com:80/a/b%20c?q=1&r=two#top"), "https://Example.com/a/b%20c?q=1&r=two#top");
   EXPECT_EQ(upgraded("http://example.com:8080/x?y"), "https://example.com:8080/x?y");
   EXPECT_EQ(upgraded("http://user:pw@example.com:80/"), "https://user:pw@example.com/");
   EXPECT_EQ(upgraded("http://example.com"), "https://example.com");
-}
-
-TEST(HttpsUpgrade, LocalPrivateSecureAndExemptedAddressesAreLeftAlone) {
   for (auto* address : {"http://localhost:8080/", "http://127.0.0.1/", "http://192.168.1.10/", "http://10.1.2.3/",
                         "http://printer.local/", "https://example.com/", "file:///tmp/a.html"})
     EXPECT_EQ(upgraded(address), "none") << address;
@@ -107,7 +104,9 @@ class PagePolicy : public ::testing::Test {
     return page;
   }
   FakeWebView& view(Page& page) { return static_cast<FakeWebView&>(page.webView()); }
-  static NavigationAction click(const std::string& address) {
+  // A plain left click on a link of the main frame, with `change` applied.
+  static NavigationAction click(const std::string& address,
+                                const std::function<void(NavigationAction&)>& change = {}) {
     NavigationAction action;
     action.target = address;
     action.url = Url::parse(address);
@@ -115,6 +114,7 @@ class PagePolicy : public ::testing::Test {
     action.isUserGesture = true;
     action.button = 1;
     action.isMainFrame = true;
+    if (change) change(action);
     return action;
   }
   static LoadFailure failure(const std::optional<std::string>& address, LoadFailure::Kind kind = LoadFailure::Kind::other) {
@@ -137,18 +137,11 @@ TEST_F(PagePolicy, CtrlClickAndMiddleClickOpenInTheBackgroundCtrlAltBesideAltDow
   auto page = makePage();
   page->load(u("https://a.test/"));
   auto& v = view(*page);
-  auto ctrl = click("https://a.test/one");
-  ctrl.ctrl = true;
+  auto ctrl = click("https://a.test/one", [](auto& a) { a.ctrl = true; });
   v.navigate(ctrl);
-  auto middle = click("https://a.test/two");
-  middle.button = 2;
-  v.navigate(middle);
-  auto both = click("https://a.test/three");
-  both.ctrl = both.alt = true;
-  v.navigate(both);
-  auto alt = click("https://a.test/four.zip");
-  alt.alt = true;
-  v.navigate(alt);
+  v.navigate(click("https://a.test/two", [](auto& a) { a.button = 2; }));
+  v.navigate(click("https://a.test/three", [](auto& a) { a.ctrl = a.alt = true; }));
+  v.navigate(click("https://a.test/four.zip", [](auto& a) { a.alt = true; }));
   EXPECT_EQ(background, (std::vector<std::string>{"https://a.test/one", "https://a.test/two"}));
   EXPECT_EQ(beside, std::vector<std::string>{"https://a.test/three"});
   ASSERT_EQ(v.decisions.size(), 4u);
@@ -166,9 +159,7 @@ TEST_F(PagePolicy, APublicPlainAddressIsLoadedOverHttpsAndItsFailureOffersHttp) 
   auto page = makePage();
   engine.holdCommits = true;
   auto& v = view(*page);
-  NavigationAction typed = click("http://Public.example:80/path?q=1");
-  typed.isLinkClick = false;
-  v.navigate(typed);
+  v.navigate(click("http://Public.example:80/path?q=1", [](auto& a) { a.isLinkClick = false; }));
   EXPECT_EQ(v.decisions.back().policy, NavigationPolicy::cancel);
   ASSERT_FALSE(v.loads.empty());
   EXPECT_EQ(v.loads.back().str(), "https://Public.example/path?q=1");
@@ -202,12 +193,12 @@ TEST_F(PagePolicy, ASiteThatSendsTheUpgradeBackToHttpEndsOnTheErrorWithoutLoopin
   auto& v = view(*page);
   v.navigate(click("http://loop.example/"));
   EXPECT_EQ(v.loads.back().str(), "https://loop.example/");
-  NavigationAction back = click("http://loop.example/");
-  back.isLinkClick = false;
-  back.isRedirect = true;
-  back.isMainFrame.reset();  // as WebKitGTK reports it
   size_t loads = v.loads.size();
-  v.navigate(back);
+  v.navigate(click("http://loop.example/", [](auto& a) {
+    a.isLinkClick = false;
+    a.isRedirect = true;
+    a.isMainFrame.reset();  // as WebKitGTK reports it
+  }));
   EXPECT_EQ(v.decisions.back().policy, NavigationPolicy::cancel);
   EXPECT_EQ(v.loads.size(), loads) << "no new attempt";
   ASSERT_TRUE(page->loadError.get());
@@ -219,19 +210,13 @@ TEST_F(PagePolicy, SubframesNewWindowsAndUnknownFramesAreNeverUpgraded) {
   auto page = makePage();
   page->load(u("https://a.test/"));
   auto& v = view(*page);
-  auto frame = click("http://ads.example/frame");
-  frame.isLinkClick = false;
-  frame.isMainFrame = false;
-  v.navigate(frame);
-  EXPECT_EQ(v.decisions.back().policy, NavigationPolicy::allow);
+  auto frame = click("http://ads.example/frame", [](auto& a) { a.isMainFrame = a.isLinkClick = false; });
   auto unknown = frame;
   unknown.isMainFrame.reset();
-  v.navigate(unknown);
-  EXPECT_EQ(v.decisions.back().policy, NavigationPolicy::allow);
-  auto window = click("http://b.example/");
-  window.opensWindow = true;
-  v.navigate(window);
-  EXPECT_EQ(v.decisions.back().policy, NavigationPolicy::allow);
+  for (const auto& action : {frame, unknown, click("http://b.example/", [](auto& a) { a.opensWindow = true; })}) {
+    v.navigate(action);
+    EXPECT_EQ(v.decisions.back().policy, NavigationPolicy::allow) << action.target;
+  }
   EXPECT_FALSE(page->upgradedFrom);
 
   // A click on a link the pointer found in a subframe stays in that frame.
@@ -240,13 +225,11 @@ TEST_F(PagePolicy, SubframesNewWindowsAndUnknownFramesAreNeverUpgraded) {
   hover.isMainFrame = false;
   hover.payload = "http://c.example/in-frame";
   v.emitMessage(hover);
-  auto inFrame = click("http://c.example/in-frame");
-  inFrame.isMainFrame.reset();
-  v.navigate(inFrame);
+  v.navigate(click("http://c.example/in-frame", [](auto& a) { a.isMainFrame.reset(); }));
   EXPECT_EQ(v.decisions.back().policy, NavigationPolicy::allow);
 }
 
-TEST_F(PagePolicy, CancellationsAreNeverShownAndFailuresWithoutAnAddressNameThePage) {
+TEST_F(PagePolicy, CancellationsAreNeverShownFailuresWithoutAnAddressNameThePageReloadTriesAgain) {
   auto page = makePage();
   page->load(u("https://a.test/"));
   engine.holdCommits = true;
@@ -267,7 +250,13 @@ TEST_F(PagePolicy, CancellationsAreNeverShownAndFailuresWithoutAnAddressNameTheP
   EXPECT_FALSE(page->loadError.get());
   EXPECT_EQ(v.loads.back().str(), "https://a.test/");
 
-  // Any new navigation removes the error at once.
+  // Reload tries the failed address again; any new navigation removes the error at once.
+  page->load(u("https://a.test/gone"));
+  v.failLoad(failure("https://a.test/gone"));
+  ASSERT_TRUE(page->loadError.get());
+  page->reload();
+  EXPECT_FALSE(page->loadError.get());
+  EXPECT_EQ(v.loads.back().str(), "https://a.test/gone");
   v.failLoad(failure("https://a.test/"));
   ASSERT_TRUE(page->loadError.get());
   page->load(u("https://b.test/"));
@@ -295,19 +284,6 @@ TEST_F(PagePolicy, ALoadThatHasNotCommittedInTimeIsStoppedAndShownAsTimedOut) {
   scheduler.advance(std::chrono::seconds(60));
   EXPECT_FALSE(page->loadError.get());
   EXPECT_EQ(visits, std::vector<std::string>{"https://slow.test/"});
-}
-
-TEST_F(PagePolicy, ReloadAfterAFailureTriesTheFailedAddressAgain) {
-  auto page = makePage();
-  page->load(u("https://a.test/"));
-  engine.holdCommits = true;
-  auto& v = view(*page);
-  page->load(u("https://a.test/gone"));
-  v.failLoad(failure("https://a.test/gone"));
-  ASSERT_TRUE(page->loadError.get());
-  page->reload();
-  EXPECT_FALSE(page->loadError.get());
-  EXPECT_EQ(v.loads.back().str(), "https://a.test/gone");
 }
 
 TEST_F(PagePolicy, EveryLoadTheBrowserStartsIsUnderItsTimeOut) {
@@ -363,7 +339,7 @@ TEST_F(PagePolicy, DownloadsCloseATabWithNoHistoryOnly) {
   EXPECT_EQ(closes, 1);
 }
 
-TEST_F(PagePolicy, OtherSchemesAskBeforeOpeningTheirProgram) {
+TEST_F(PagePolicy, OtherSchemesAskBeforeOpeningTheirProgramAndOnlyPersistentTabsRememberIt) {
   apps.apps["mailto"] = "Mail";
   auto page = makePage();
   page->load(u("https://shop.test/"));
@@ -384,11 +360,7 @@ TEST_F(PagePolicy, OtherSchemesAskBeforeOpeningTheirProgram) {
   EXPECT_EQ(apps.opened.size(), 2u);
 
   // A frame's own navigation without a click is dropped silently.
-  auto unclicked = click("mailto:x@shop.test");
-  unclicked.isLinkClick = false;
-  unclicked.isUserGesture = false;
-  unclicked.isMainFrame = false;
-  v.navigate(unclicked);
+  v.navigate(click("mailto:x@shop.test", [](auto& a) { a.isMainFrame = a.isLinkClick = a.isUserGesture = false; }));
   EXPECT_EQ(v.decisions.back().policy, NavigationPolicy::cancel);
   EXPECT_EQ(apps.opened.size(), 2u);
 
@@ -396,18 +368,16 @@ TEST_F(PagePolicy, OtherSchemesAskBeforeOpeningTheirProgram) {
   v.navigate(click("zoommtg://join"));
   ASSERT_EQ(alerts.asked.size(), 2u);
   EXPECT_EQ(alerts.asked[1].message, "No app on this computer opens \u201czoommtg:\u201d links");
-}
 
-TEST_F(PagePolicy, APrivateTabNeverOffersToRememberAProgram) {
-  apps.apps["mailto"] = "Mail";
-  auto page = makePage(true);
-  page->load(u("https://shop.test/"));
-  alerts.checked = true;
-  view(*page).navigate(click("mailto:someone@shop.test"));
-  ASSERT_EQ(alerts.asked.size(), 1u);
-  EXPECT_FALSE(alerts.asked[0].checkbox);
+  // A private tab never offers to remember a program.
+  apps.saved.clear();
+  auto incognito = makePage(true);
+  incognito->load(u("https://shop.test/"));
+  view(*incognito).navigate(click("mailto:someone@shop.test"));
+  ASSERT_EQ(alerts.asked.size(), 3u);
+  EXPECT_FALSE(alerts.asked[2].checkbox);
   EXPECT_TRUE(apps.saved.empty());
-  EXPECT_EQ(apps.opened.size(), 1u);
+  EXPECT_EQ(apps.opened.size(), 3u);
 }
 
 }  // namespace
