@@ -7,6 +7,7 @@
 
 #include "blocking/filter_store.h"
 #include "blocking/list_fetcher.h"
+#include "core/log.h"
 #include "core/scheduler.h"
 
 namespace quillo::test {
@@ -99,6 +100,23 @@ class FakeFetcher final : public ListFetcher {
 
  private:
   std::shared_ptr<State> state_;
+};
+
+// Collects what is logged while it lives.
+class CapturedLog {
+ public:
+  CapturedLog() : previous_(setLogSink([this](const std::string& line) { lines.push_back(line); })) {}
+  ~CapturedLog() { setLogSink(previous_); }
+  bool has(const std::string& start) const {
+    for (const auto& line : lines) {
+      if (line.rfind(start, 0) == 0) return true;
+    }
+    return false;
+  }
+  std::vector<std::string> lines;
+
+ private:
+  LogSink previous_;
 };
 
 }  // namespace quillo::test
