@@ -191,17 +191,6 @@ TEST_F(LoginsTest, LeavingTheScopeEndsTheWait) {
   EXPECT_EQ(listed().size(), 3u) << "asked afresh";
 }
 
-TEST_F(LoginsTest, ALockedToolEndsInAMessageAfterThirtySeconds) {
-  open("https://www.bank.example/");
-  op.hang();
-  browser.enter(PaletteCommand::login);
-  scheduler.advance(29s);
-  EXPECT_EQ(logins.notice(), "Asking 1Password…");
-  scheduler.advance(1s);
-  answered();
-  EXPECT_EQ(logins.notice(), "1Password didn't answer within 30 seconds. Unlock it and try again.");
-}
-
 TEST_F(LoginsTest, AFrameWithALoginFormAddsItsSitesLogins) {
   auto page = open("https://news.example/");
   frameReports(7, "https://login.bank.example/frame", true, false);
@@ -233,17 +222,6 @@ TEST_F(LoginsTest, FillingTypesIntoTheMainFrameAndReturnsToThePage) {
   EXPECT_FALSE(logins.isWatchingForCode()) << "the item has no code";
 }
 
-TEST_F(LoginsTest, AnotherSitesLoginIsRefused) {
-  open("https://www.bank.example/login");
-  frames[0].login = true;
-  logins.fill(Login{"sh8n4c2tjq6v5wpm3xzk7db2ru", "Shop", std::nullopt, {"shop.example.co.uk"}});
-  EXPECT_EQ(flash(), "That login is for a different site.");
-  EXPECT_TRUE(browser.flashIsError.get());
-  scheduler.runUntilIdle();
-  EXPECT_EQ(toolCalls(), 0u);
-  EXPECT_TRUE(frames[0].filled.empty());
-}
-
 TEST_F(LoginsTest, OnlyFramesOfTheLoginsSiteSeeItsSecrets) {
   open("https://news.example/");
   frames[0].login = true;  // the news site has a login form of its own
@@ -267,6 +245,30 @@ TEST_F(LoginsTest, OnlyFramesOfTheLoginsSiteSeeItsSecrets) {
   }
 }
 
+TEST_F(LoginsTest, FillsThatCannotHappenEndInAnErrorFlash) {
+  const Login alphaMail{"ml2v6y4kqb7sbz3dhe5c2pjz3q", "alpha mail", std::nullopt, {"mail.bank.example"}};
+  auto page = open("https://www.bank.example/login");
+  frames[0].login = true;
+  logins.fill(Login{"sh8n4c2tjq6v5wpm3xzk7db2ru", "Shop", std::nullopt, {"shop.example.co.uk"}});
+  EXPECT_EQ(flash(), "That login is for a different site.");
+  EXPECT_TRUE(browser.flashIsError.get());
+  scheduler.runUntilIdle();
+  EXPECT_EQ(toolCalls(), 0u);
+
+  op.fail("[ERROR] 2026/11/23 10:00:00 connecting to desktop app: timed out\n");
+  logins.fill(alphaMail);
+  answered();
+  EXPECT_EQ(flash(), "connecting to desktop app: timed out");
+  EXPECT_TRUE(browser.flashIsError.get());
+  op.behave();
+
+  logins.fill(alphaMail);
+  page->load(*Url::parse("https://elsewhere.example/"));
+  answered();
+  EXPECT_EQ(flash(), "The page changed before the login could be filled.");
+  EXPECT_TRUE(frames[0].filled.empty());
+}
+
 TEST_F(LoginsTest, APageWithoutALoginFormSaysSo) {
   open("https://www.bank.example/about");
   enterScope();
@@ -275,26 +277,6 @@ TEST_F(LoginsTest, APageWithoutALoginFormSaysSo) {
   EXPECT_EQ(flash(), "No login form found on this page.");
   EXPECT_TRUE(browser.flashIsError.get());
   EXPECT_EQ(browser.scope.get(), PaletteCommand::login) << "the list stays for another try";
-}
-
-TEST_F(LoginsTest, APageThatChangedSiteMeanwhileIsNotFilled) {
-  auto page = open("https://www.bank.example/login");
-  frames[0].login = true;
-  logins.fill(Login{"ml2v6y4kqb7sbz3dhe5c2pjz3q", "alpha mail", std::nullopt, {"mail.bank.example"}});
-  page->load(*Url::parse("https://elsewhere.example/"));
-  answered();
-  EXPECT_EQ(flash(), "The page changed before the login could be filled.");
-  EXPECT_TRUE(frames[0].filled.empty());
-}
-
-TEST_F(LoginsTest, AToolFailureWhileFillingIsAnErrorFlash) {
-  open("https://www.bank.example/login");
-  frames[0].login = true;
-  op.fail("[ERROR] 2026/11/23 10:00:00 connecting to desktop app: timed out\n");
-  logins.fill(Login{"ml2v6y4kqb7sbz3dhe5c2pjz3q", "alpha mail", std::nullopt, {"mail.bank.example"}});
-  answered();
-  EXPECT_EQ(flash(), "connecting to desktop app: timed out");
-  EXPECT_TRUE(browser.flashIsError.get());
 }
 
 // ---- One-time codes ----

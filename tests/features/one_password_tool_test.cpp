@@ -39,13 +39,6 @@ class ToolTest : public ::testing::Test {
   Tool tool{scheduler};
 };
 
-TEST_F(ToolTest, AnswersWithTheStandardOutput) {
-  auto outcome = runOnce(listArguments());
-  ASSERT_TRUE(outcome.output) << outcome.failure->description();
-  EXPECT_NE(outcome.output->find("\"Backup user\""), std::string::npos);
-  EXPECT_EQ(op.calls(), std::vector<std::vector<std::string>>{listArguments()});
-}
-
 TEST_F(ToolTest, ArgumentsReachTheToolAsGivenWithNoShellBetween) {
   const std::string id = "x y; touch pwned $(id) `id` \"q\" 'r' ]";
   auto outcome = runOnce(credentialsArguments(id));
