@@ -68,25 +68,6 @@ TEST_F(PageReports, PrivatePagesReportNothingThatWouldBeKept) {
   EXPECT_EQ(reports.sessionChanges, 0);
 }
 
-TEST_F(PageReports, TextThatResolvesToNothingIsNotLoaded) {
-  auto page = makePage(false);
-  EXPECT_FALSE(page->load(std::string("  ")));
-  EXPECT_TRUE(view(*page).loads.empty());
-  EXPECT_TRUE(page->load(std::string("example.com/path?q=1")));
-  EXPECT_EQ(view(*page).loads.back().str(), "https://example.com/path?q=1");
-}
-
-TEST_F(PageReports, HoveredLinksFollowTheHoverScript) {
-  auto page = makePage(false);
-  view(*page).emitMessage("quilloHover", "https://example.com/x");
-  ASSERT_TRUE(page->hoveredLink);
-  EXPECT_EQ(page->hoveredLink->str(), "https://example.com/x");
-  view(*page).emitMessage("quilloHover", "");
-  EXPECT_FALSE(page->hoveredLink);
-  view(*page).emitMessage("quilloHover", 42);
-  EXPECT_FALSE(page->hoveredLink);
-}
-
 TEST_F(PageReports, RestoredPagesLoadOnlyWhenAsked) {
   auto source = makePage(false);
   source->load(*Url::parse("https://a.example/1"));
@@ -107,13 +88,25 @@ TEST_F(PageReports, RestoredPagesLoadOnlyWhenAsked) {
   EXPECT_EQ(view(*page).loads.size(), 1u) << "loads once";
 }
 
-TEST_F(PageReports, ACrashedPageReloads) {
+TEST_F(PageReports, TypedTextHoveredLinksAndACrash) {
   auto page = makePage(false);
-  page->load(*Url::parse("https://a.example/"));
+  EXPECT_FALSE(page->load(std::string("  "))) << "text that resolves to nothing is not loaded";
+  EXPECT_TRUE(view(*page).loads.empty());
+  EXPECT_TRUE(page->load(std::string("example.com/path?q=1")));
+  EXPECT_EQ(view(*page).loads.back().str(), "https://example.com/path?q=1");
+
+  view(*page).emitMessage("quilloHover", "https://example.com/x");
+  ASSERT_TRUE(page->hoveredLink);
+  EXPECT_EQ(page->hoveredLink->str(), "https://example.com/x");
+  view(*page).emitMessage("quilloHover", "");
+  EXPECT_FALSE(page->hoveredLink);
+  view(*page).emitMessage("quilloHover", 42);
+  EXPECT_FALSE(page->hoveredLink);
+
   view(*page).crash();
   scheduler.runUntilIdle();
-  EXPECT_EQ(view(*page).loads.size(), 2u);
-  EXPECT_EQ(view(*page).loads.back().str(), "https://a.example/");
+  EXPECT_EQ(view(*page).loads.size(), 2u) << "a crashed page reloads";
+  EXPECT_EQ(view(*page).loads.back().str(), "https://example.com/path?q=1");
 }
 
 }  // namespace

@@ -125,18 +125,9 @@ TEST_F(SiteZoomTest, PrivateLevelsLastUntilQuitAndStayOutOfTheFile) {
   EXPECT_EQ(zoom.untilQuit(), (std::map<std::string, double>{{"example.com", 1.0}}));
 }
 
-TEST_F(SiteZoomTest, FileAddressesAreNeverZoomedBySite) {
+TEST_F(SiteZoomTest, ANavigationTakesTheLevelOfItsNewSiteAndFileAddressesHaveNone) {
   std::vector<std::string> announced;
   zoom.changed().connect([&](const std::string& site) { announced.push_back(site); });
-  auto page = open("file:///tmp/quillo-zoom/page.html");
-  browser.zoomIn();
-  EXPECT_DOUBLE_EQ(viewZoom(page), 1.1) << "the view still zooms";
-  EXPECT_TRUE(announced.empty());
-  EXPECT_TRUE(zoom.saved().empty());
-  EXPECT_FALSE(std::filesystem::exists(home.data(SiteZoom::kFileName)));
-}
-
-TEST_F(SiteZoomTest, ANavigationTakesTheLevelOfItsNewSite) {
   zoom.set(1.7, "example.com", false);
   auto page = open("https://plain.example/");
   EXPECT_DOUBLE_EQ(viewZoom(page), 1.0);
@@ -144,6 +135,12 @@ TEST_F(SiteZoomTest, ANavigationTakesTheLevelOfItsNewSite) {
   EXPECT_DOUBLE_EQ(viewZoom(page), 1.7);
   page->load(*Url::parse("https://plain.example/again"));
   EXPECT_DOUBLE_EQ(viewZoom(page), 1.0) << "the view's zoom does not carry to another site";
+
+  page->load(*Url::parse("file:///tmp/quillo-zoom/page.html"));
+  browser.zoomIn();
+  EXPECT_DOUBLE_EQ(viewZoom(page), 1.1) << "the view still zooms";
+  EXPECT_EQ(announced, std::vector<std::string>{"example.com"}) << "but no site does";
+  EXPECT_EQ(zoom.saved(), (std::map<std::string, double>{{"example.com", 1.7}}));
 }
 
 TEST_F(SiteZoomTest, SavedLevelsComeBackAndUnreadableFilesAreKept) {
