@@ -176,34 +176,6 @@ TEST_F(PagePolicy, APublicPlainAddressIsLoadedOverHttpsAndItsFailureOffersHttp) 
   EXPECT_FALSE(page->loadError.get());
   EXPECT_EQ(v.loads.back().str(), "http://Public.example:80/path?q=1");
   EXPECT_TRUE(Page::insecureHosts.count("public.example"));
-
-  // From now on, in every tab, that host's plain addresses load as they are.
-  auto other = makePage();
-  auto& w = view(*other);
-  w.navigate(click("http://public.example/other"));
-  EXPECT_EQ(w.decisions.back().policy, NavigationPolicy::allow);
-  EXPECT_EQ(w.loads.back().str(), "http://public.example/other");
-  w.navigate(click("http://another.example/"));
-  EXPECT_EQ(w.loads.back().str(), "https://another.example/");
-}
-
-TEST_F(PagePolicy, ASiteThatSendsTheUpgradeBackToHttpEndsOnTheErrorWithoutLooping) {
-  auto page = makePage();
-  engine.holdCommits = true;
-  auto& v = view(*page);
-  v.navigate(click("http://loop.example/"));
-  EXPECT_EQ(v.loads.back().str(), "https://loop.example/");
-  size_t loads = v.loads.size();
-  v.navigate(click("http://loop.example/", [](auto& a) {
-    a.isLinkClick = false;
-    a.isRedirect = true;
-    a.isMainFrame.reset();  // as WebKitGTK reports it
-  }));
-  EXPECT_EQ(v.decisions.back().policy, NavigationPolicy::cancel);
-  EXPECT_EQ(v.loads.size(), loads) << "no new attempt";
-  ASSERT_TRUE(page->loadError.get());
-  EXPECT_EQ(page->loadError.get()->message, LoadError::kSentBack);
-  EXPECT_EQ(page->loadError.get()->insecureURL, u("http://loop.example/"));
 }
 
 TEST_F(PagePolicy, SubframesNewWindowsAndUnknownFramesAreNeverUpgraded) {
