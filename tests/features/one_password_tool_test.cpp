@@ -18,10 +18,10 @@ using namespace std::chrono_literals;
 
 class ToolTest : public ::testing::Test {
  protected:
-  // Runs one call and waits for its answer.
-  Outcome runOnce(std::vector<std::string> arguments) {
+  // Runs one call on `runner` (the stand-in unless given) and waits for its answer.
+  Outcome runOnce(std::vector<std::string> arguments, Tool* runner = nullptr) {
     std::optional<Outcome> answer;
-    auto call = tool.run(std::move(arguments), [&](Outcome outcome) { answer = std::move(outcome); });
+    auto call = (runner ? *runner : tool).run(std::move(arguments), [&](Outcome outcome) { answer = std::move(outcome); });
     scheduler.runUntilIdle();
     if (!answer) scheduler.waitForWorkers(1);
     EXPECT_TRUE(answer) << "the tool answered";
@@ -74,11 +74,9 @@ TEST_F(ToolTest, LargeOutputOnBothPipesDoesNotStallTheTool) {
                            "head -c 300000 /dev/zero | tr '\\0' o\nexit 0\n";
   ASSERT_EQ(chmod(script.c_str(), 0755), 0);
   Tool chatty{scheduler, [script] { return std::optional<std::string>(script); }};
-  std::optional<Outcome> answer;
-  auto call = chatty.run({}, [&](Outcome outcome) { answer = std::move(outcome); });
-  scheduler.waitForWorkers(1);
-  ASSERT_TRUE(answer && answer->output);
-  EXPECT_EQ(answer->output->size(), 300000u);
+  auto outcome = runOnce({}, &chatty);
+  ASSERT_TRUE(outcome.output);
+  EXPECT_EQ(outcome.output->size(), 300000u);
 }
 
 TEST_F(ToolTest, AToolThatHangsIsEndedAfterThirtySeconds) {
