@@ -7,7 +7,6 @@
 #include <sstream>
 
 #include "blocking/easy_privacy.h"
-#include "blocking/url_filter_check.h"
 
 namespace quillo {
 namespace {
@@ -312,7 +311,7 @@ TEST(EasyPrivacyCounts, QuotesAndControlCharactersStayValidJson) {
 }
 
 // The real list, when this checkout has it.
-TEST(EasyPrivacyRealList, ConvertsToRulesWebKitAccepts) {
+TEST(EasyPrivacyRealList, ConvertsMostRulesInTheirOrder) {
   std::ifstream file(std::string(QUILLO_TEST_DATA_DIR) + "/easyprivacy.txt", std::ios::binary);
   if (!file) GTEST_SKIP() << "easyprivacy.txt is not available";
   std::stringstream text;
@@ -329,35 +328,15 @@ TEST(EasyPrivacyRealList, ConvertsToRulesWebKitAccepts) {
   EXPECT_EQ(byReason, converted.skipped);
   EXPECT_LE(converted.blocking + converted.exceptions, EasyPrivacy::maxRules);
 
+  // Whether WebKit takes every rule is for the engine tests, which compile this list; here: blocks, then
+  // every exception, then the important blocks.
   json all = json::parse(converted.json);
-  ASSERT_TRUE(all.is_array());
   ASSERT_EQ(all.size(), size_t(converted.blocking + converted.exceptions));
-  const std::set<std::string> types{"document", "font", "image", "media", "raw", "script", "style-sheet"};
-  // Blocks, then every exception, then the important blocks.
   size_t firstException = 0;
   while (firstException < all.size() && all[firstException]["action"]["type"] == "block") ++firstException;
   for (size_t i = 0; i < all.size(); ++i) {
-    const json& rule = all[i];
     bool exception = i >= firstException && i < firstException + size_t(converted.exceptions);
-    ASSERT_EQ(rule["action"]["type"], exception ? "ignore-previous-rules" : "block") << i;
-    const json& trigger = rule["trigger"];
-    std::string filter = trigger["url-filter"];
-    ASSERT_EQ(urlFilterRejection(filter), nullptr) << filter;
-    ASSERT_FALSE(trigger.contains("if-domain") && trigger.contains("unless-domain")) << filter;
-    for (const char* key : {"if-domain", "unless-domain"}) {
-      if (!trigger.contains(key)) continue;
-      ASSERT_FALSE(trigger[key].empty());
-      for (const auto& domain : trigger[key]) ASSERT_TRUE(isAcceptableDomain(domain.get<std::string>())) << domain;
-    }
-    if (trigger.contains("resource-type")) {
-      std::vector<std::string> list = trigger["resource-type"];
-      ASSERT_TRUE(std::is_sorted(list.begin(), list.end()));
-      ASSERT_EQ(std::adjacent_find(list.begin(), list.end()), list.end());
-      for (const auto& type : list) ASSERT_TRUE(types.count(type)) << type;
-    }
-    if (trigger.contains("load-type")) {
-      ASSERT_EQ(trigger["load-type"].size(), 1u);
-    }
+    ASSERT_EQ(all[i]["action"]["type"], exception ? "ignore-previous-rules" : "block") << i;
   }
 }
 

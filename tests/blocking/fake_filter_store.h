@@ -50,7 +50,6 @@ class FakeFilterStore final : public FilterStore {
   }
 
   void load(const std::string& identifier, Loaded done) override {
-    loads.push_back(identifier);
     later([this, identifier, done = std::move(done)] {
       auto it = stored.find(identifier);
       if (it == stored.end()) {
@@ -62,7 +61,7 @@ class FakeFilterStore final : public FilterStore {
   }
 
   std::map<std::string, std::shared_ptr<FakeFilter>> stored;
-  std::vector<std::string> compiled, loads;
+  std::vector<std::string> compiled;
   std::string compileError;  // non-empty: every compile fails with it
   bool hold = false;  // answers wait for release()
 
