@@ -122,7 +122,7 @@ TEST(OnePasswordAnswers, OnlyTheSitesLoginsAreKeptInTitleOrderIgnoringCase) {
       << "a frame's host adds its logins";
 }
 
-TEST(OnePasswordAnswers, CredentialsAreTheFirstUsernameAndPasswordFields) {
+TEST(OnePasswordAnswers, CredentialsAreTheFirstUsernameAndPasswordFieldsACodeTheTrimmedOutput) {
   std::string item = R"({"id": "a", "fields": [
     {"id": "notesPlain", "purpose": "NOTES", "value": "notes"},
     {"id": "username", "type": "STRING", "purpose": "USERNAME", "value": "ann"},
@@ -146,9 +146,7 @@ TEST(OnePasswordAnswers, CredentialsAreTheFirstUsernameAndPasswordFields) {
   EXPECT_FALSE(none->hasOneTimeCode);
   std::string broken = "[1, 2]";
   EXPECT_FALSE(decodeCredentials(broken));
-}
 
-TEST(OnePasswordAnswers, ACodeIsTheTrimmedOutputAndAnEmptyOneIsNoCode) {
   EXPECT_EQ(decodeOneTimeCode(" 123456\n").output, "123456");
   EXPECT_EQ(decodeOneTimeCode("\n").failure->description(), "That login has no one-time code saved.");
 }

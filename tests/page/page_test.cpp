@@ -17,17 +17,14 @@ struct Reports {
 
 class PageReports : public ::testing::Test {
  protected:
-  std::shared_ptr<Page> makePage(bool isPrivate) {
-    auto store = isPrivate ? engine.makePrivateStore() : engine.persistentStore();
-    auto page = std::make_shared<Page>(engine.makeView(ViewConfiguration{store, {}, {}}), scheduler);
-    if (!isPrivate) {
-      page->onVisit = [this](const Url& url) { reports.visits.push_back(url.str()); };
-      // A navigation empties the title before the new one arrives; only real titles matter here.
-      page->onTitle = [this](const std::string& t, const Url& url) {
-        if (!t.empty()) reports.titles.emplace_back(t, url.str());
-      };
-      page->onSessionChange = [this] { reports.sessionChanges++; };
-    }
+  std::shared_ptr<Page> makePage() {
+    auto page = std::make_shared<Page>(engine.makeView(ViewConfiguration{engine.persistentStore(), {}, {}}), scheduler);
+    page->onVisit = [this](const Url& url) { reports.visits.push_back(url.str()); };
+    // A navigation empties the title before the new one arrives; only real titles matter here.
+    page->onTitle = [this](const std::string& t, const Url& url) {
+      if (!t.empty()) reports.titles.emplace_back(t, url.str());
+    };
+    page->onSessionChange = [this] { reports.sessionChanges++; };
     return page;
   }
   test::FakeWebView& view(Page& page) { return static_cast<test::FakeWebView&>(page.webView()); }
@@ -39,7 +36,7 @@ class PageReports : public ::testing::Test {
 
 TEST_F(PageReports, TitleAndAddressChangesReachTheBrowser) {
   engine.titles["https://a.example/"] = "A";
-  auto page = makePage(false);
+  auto page = makePage();
   page->load(*Url::parse("https://a.example/"));
   EXPECT_EQ(reports.visits, std::vector<std::string>{"https://a.example/"});
   ASSERT_EQ(reports.titles.size(), 1u);
@@ -58,25 +55,15 @@ TEST_F(PageReports, TitleAndAddressChangesReachTheBrowser) {
   EXPECT_TRUE(page->canGoBack.get());
 }
 
-TEST_F(PageReports, PrivatePagesReportNothingThatWouldBeKept) {
-  auto page = makePage(true);
-  engine.titles["https://p.example/"] = "P";
-  page->load(*Url::parse("https://p.example/"));
-  view(*page).setPageTitle("Q");
-  EXPECT_TRUE(reports.visits.empty());
-  EXPECT_TRUE(reports.titles.empty());
-  EXPECT_EQ(reports.sessionChanges, 0);
-}
-
 TEST_F(PageReports, RestoredPagesLoadOnlyWhenAsked) {
-  auto source = makePage(false);
+  auto source = makePage();
   source->load(*Url::parse("https://a.example/1"));
   source->load(*Url::parse("https://a.example/2"));
   view(*source).goBack();
   auto blob = source->navigationState();
   ASSERT_TRUE(blob);
 
-  auto page = makePage(false);
+  auto page = makePage();
   page->restore(*Url::parse("https://a.example/1"), "One", blob);
   EXPECT_TRUE(view(*page).loads.empty());
   EXPECT_EQ(page->title.get(), "One");
@@ -89,7 +76,7 @@ TEST_F(PageReports, RestoredPagesLoadOnlyWhenAsked) {
 }
 
 TEST_F(PageReports, TypedTextHoveredLinksAndACrash) {
-  auto page = makePage(false);
+  auto page = makePage();
   EXPECT_FALSE(page->load(std::string("  "))) << "text that resolves to nothing is not loaded";
   EXPECT_TRUE(view(*page).loads.empty());
   EXPECT_TRUE(page->load(std::string("example.com/path?q=1")));

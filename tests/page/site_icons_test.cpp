@@ -21,7 +21,7 @@ std::vector<std::string> ranked(const std::vector<IconLink>& links, const std::s
   return out;
 }
 
-TEST(IconRanking, SmallestOf32OrMoreThenUnknownThenSmallerThenSvgThenFavicon) {
+TEST(IconRanking, SmallestOf32OrMoreThenUnknownThenSmallerThenSvgThenFaviconReadForgivingly) {
   EXPECT_EQ(ranked({{"https://site.example/16.png", "16x16", "image/png"},
                     {"https://site.example/180.png", "180x180", ""},
                     {"https://site.example/32.png", "32x32", "image/png"}}),
@@ -38,9 +38,7 @@ TEST(IconRanking, SmallestOf32OrMoreThenUnknownThenSmallerThenSvgThenFavicon) {
                                       "https://site.example/24.png", "https://site.example/any.png",
                                       "https://site.example/logo.SVG", "https://site.example/vector",
                                       "http://site.example:8080/favicon.ico"}));
-}
 
-TEST(IconRanking, SizesAndScriptAnswersAreReadForgivingly) {
   EXPECT_EQ((IconLink{"a", "16x16 48x48 32x32", ""}.size()), 48);
   EXPECT_EQ((IconLink{"a", "big", ""}.size()), 0);
   EXPECT_EQ((IconLink{"a", "x16", ""}.size()), 0);

@@ -18,7 +18,7 @@ using test::FakeWebView;
 
 std::optional<std::string> siteOf(const char* address) { return SiteZoom::site(Url::parse(address)); }
 
-TEST(SiteZoomRules, SitesAreHttpHostsWithoutWww) {
+TEST(SiteZoomRules, SitesAreHttpHostsWithoutWwwAndStepsAreOneDecimalWithinTheLimits) {
   EXPECT_EQ(siteOf("https://www.Example.COM/a?b"), "example.com");
   EXPECT_EQ(siteOf("http://example.com:8080/"), "example.com");
   EXPECT_EQ(siteOf("HTTPS://news.example.com/"), "news.example.com");
@@ -27,9 +27,7 @@ TEST(SiteZoomRules, SitesAreHttpHostsWithoutWww) {
   EXPECT_EQ(siteOf("about:blank"), std::nullopt);
   EXPECT_EQ(siteOf("ftp://example.com/"), std::nullopt);
   EXPECT_EQ(SiteZoom::site(std::nullopt), std::nullopt);
-}
 
-TEST(SiteZoomRules, StepsAreOneDecimalWithinTheLimits) {
   EXPECT_DOUBLE_EQ(SiteZoom::zoomedIn(1.0), 1.1);
   EXPECT_DOUBLE_EQ(SiteZoom::zoomedOut(1.0), 0.9);
   EXPECT_DOUBLE_EQ(SiteZoom::zoomedIn(0.1), 0.3) << "below the floor even after a step";
