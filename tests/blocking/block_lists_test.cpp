@@ -95,12 +95,18 @@ TEST_F(BlockListsTest, StoredListsAreInstalledInOrderWithoutCompiling) {
   EXPECT_TRUE(fetch_->urls.empty()) << "a fresh installed list is not downloaded again";
 }
 
-TEST_F(BlockListsTest, TrackerListIsCompiledWhenAbsentOrMadeFromOtherRules) {
+TEST_F(BlockListsTest, TrackerListIsCompiledWhenMadeFromOtherRulesAndNothingIsFetchedBeforeStartUpSettles) {
   store_.put(ContentBlocker::identifier, "[an older build's rules]");
+  store_.hold = true;
   BlockLists& lists = make();
   lists.start();
+  lists.updateEasyPrivacyIfStale();
   scheduler_.runUntilIdle();
+  EXPECT_TRUE(fetch_->urls.empty());
+  EXPECT_FALSE(lists.isSettled);
 
+  store_.release();
+  scheduler_.runUntilIdle();
   EXPECT_TRUE(lists.isSettled);
   EXPECT_EQ(store_.compiled, (std::vector<std::string>{"quillo.trackers"}));
   EXPECT_EQ(store_.stored["quillo.trackers"]->json, ContentBlocker::rulesJSON());
@@ -118,21 +124,6 @@ TEST_F(BlockListsTest, FailedTrackerCompileStillSettlesAndLogs) {
   EXPECT_TRUE(lists.isSettled);
   EXPECT_TRUE(lists.lists().empty());
   EXPECT_TRUE(log_.has("Quillo: tracker block list failed to compile: Invalid or unsupported regular expression."));
-}
-
-TEST_F(BlockListsTest, NothingIsFetchedBeforeStartUpSettles) {
-  store_.hold = true;
-  BlockLists& lists = make();
-  lists.start();
-  lists.updateEasyPrivacyIfStale();
-  scheduler_.runUntilIdle();
-  EXPECT_TRUE(fetch_->urls.empty());
-  EXPECT_FALSE(lists.isSettled);
-
-  store_.release();
-  scheduler_.runUntilIdle();
-  EXPECT_TRUE(lists.isSettled);
-  EXPECT_EQ(fetch_->urls.size(), 1u);
 }
 
 TEST_F(BlockListsTest, StalenessByTheUpdateDate) {

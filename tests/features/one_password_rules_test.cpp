@@ -65,7 +65,7 @@ TEST(OnePasswordSites, ALoginBelongsWhenAnyOfItsHostsIsTheSameSite) {
 
 // ---- The tool's errors ----
 
-TEST(OnePasswordErrors, OnlyARealDateAndTimeAreTakenOffTheHeader) {
+TEST(OnePasswordErrors, OnlyARealDateAndTimeAreTakenOffTheHeaderAndFailuresNameWhatTheUserCanDo) {
   EXPECT_EQ(errorText("[ERROR] 2024/05/01 10:11:12 \"x\" isn't an item.\n"), "\"x\" isn't an item.");
   EXPECT_EQ(errorText("[ERROR] 2024-05-01 10:11:12 connecting to desktop app: timeout"),
             "connecting to desktop app: timeout");
@@ -74,9 +74,7 @@ TEST(OnePasswordErrors, OnlyARealDateAndTimeAreTakenOffTheHeader) {
   EXPECT_EQ(errorText("[ERROR] 2024/05/01 not a time here"), "[ERROR] 2024/05/01 not a time here");
   EXPECT_EQ(errorText("[ERROR] 24/5/1 10:11:12 short date"), "[ERROR] 24/5/1 10:11:12 short date");
   EXPECT_EQ(errorText("  \n plain words \n"), "plain words");
-}
 
-TEST(OnePasswordErrors, FailuresNameWhatTheUserCanDo) {
   EXPECT_EQ(failureFromError("[ERROR] 2024/05/01 10:11:12 No accounts configured for use with 1Password CLI.").kind,
             Failure::Kind::notConnected);
   EXPECT_EQ(failureFromError("[ERROR] account is not signed in"), Failure::op("[ERROR] account is not signed in"));
