@@ -122,7 +122,7 @@ TEST(EasyPrivacySkips, WhatWebKitCannotExpressIsSkippedWithItsReason) {
   }
 }
 
-TEST(EasyPrivacyLines, ElementHidingCommentsAndHeader) {
+TEST(EasyPrivacyLines, CommentsHeaderAndBlankLinesDoNotCountSpacesAreTrimmedAnyBreakEndsALine) {
   auto converted = EasyPrivacy::convert(
       "[Adblock Plus 2.0]\n"
       "! Title: test\n"
@@ -138,14 +138,10 @@ TEST(EasyPrivacyLines, ElementHidingCommentsAndHeader) {
   EXPECT_EQ(converted.exceptions, 0);
   EXPECT_EQ(json::parse(converted.json)[0]["trigger"]["url-filter"], kAnyHost + R"(tracker\.test)" + kSeparator)
       << "spaces and tabs are trimmed";
-}
 
-TEST(EasyPrivacyLines, AnyLineBreakSeparatesLines) {
-  auto converted = EasyPrivacy::convert("/one.js\r\n/two.js\r/three.js\n/four.js");
-  ASSERT_EQ(converted.blocking, 4);
-  json all = json::parse(converted.json);
-  EXPECT_EQ(all[0]["trigger"]["url-filter"], R"(/one\.js)") << "no carriage return is left in a pattern";
-  EXPECT_EQ(all[3]["trigger"]["url-filter"], R"(/four\.js)");
+  EXPECT_EQ(filters("/one.js\r\n/two.js\r/three.js\n/four.js"),
+            (std::vector<std::string>{R"(/one\.js)", R"(/two\.js)", R"(/three\.js)", R"(/four\.js)"}))
+      << "any line break ends a line, and none is left in a pattern";
 }
 
 TEST(EasyPrivacyOptions, LoadTypeLastOneWins) {
@@ -268,7 +264,7 @@ TEST(EasyPrivacyDomains, IncludedOrExcludedInLowerCaseAndExceptionsKeepThem) {
                           {"action", {{"type", "ignore-previous-rules"}}}}));
 }
 
-TEST(EasyPrivacyCounts, CountsAndEmptyInput) {
+TEST(EasyPrivacyCounts, CountsEmptyInputAndTheRuleLimitWhichDropsTrailingBlocksAndKeepsExceptions) {
   auto converted = EasyPrivacy::convert("! only a comment\n##.ad\n/x.js$popup\n@@/ok.js\n/t.js\n");
   EXPECT_EQ(converted.blocking, 1);
   EXPECT_EQ(converted.exceptions, 1);
@@ -277,14 +273,12 @@ TEST(EasyPrivacyCounts, CountsAndEmptyInput) {
   auto empty = EasyPrivacy::convert("");
   EXPECT_EQ(empty.json, "[]");
   EXPECT_EQ(empty.blocking + empty.exceptions + empty.skipped, 0);
-}
 
-TEST(EasyPrivacyCounts, RuleLimitDropsTrailingBlocksAndKeepsExceptions) {
-  auto converted = EasyPrivacy::convert("/b1.\n/b2.\n/b3.\n@@/e1.\n@@/e2.\n", 3);
-  EXPECT_EQ(converted.blocking, 1);
-  EXPECT_EQ(converted.exceptions, 2);
-  EXPECT_EQ(converted.skipped, 2);
-  json all = json::parse(converted.json);
+  auto limited = EasyPrivacy::convert("/b1.\n/b2.\n/b3.\n@@/e1.\n@@/e2.\n", 3);
+  EXPECT_EQ(limited.blocking, 1);
+  EXPECT_EQ(limited.exceptions, 2);
+  EXPECT_EQ(limited.skipped, 2);
+  json all = json::parse(limited.json);
   ASSERT_EQ(all.size(), 3u);
   EXPECT_EQ(all[0]["trigger"]["url-filter"], R"(/b1\.)");
   EXPECT_EQ(all[1]["trigger"]["url-filter"], R"(/e1\.)");
