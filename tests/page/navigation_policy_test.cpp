@@ -38,17 +38,6 @@ TEST(HttpsUpgrade, OnlyTheSchemeChangesAndAnExplicitPort80IsDroppedButLocalAndEx
   EXPECT_EQ(upgraded("http://Example.com/", {"example.com"}), "none");
 }
 
-TEST(ResponsePolicy, AttachmentsInAnyCaseAndTypesTheViewCannotShowAreDownloaded) {
-  NavigationResponse response;
-  response.contentDisposition = "ATTACHMENT; filename=\"a.txt\"";
-  EXPECT_EQ(navigation::responsePolicy(response), NavigationPolicy::download);
-  response.contentDisposition = "inline; filename=\"a.txt\"";
-  EXPECT_EQ(navigation::responsePolicy(response), NavigationPolicy::allow);
-  response.contentDisposition = "";
-  response.canShowMIMEType = false;
-  EXPECT_EQ(navigation::responsePolicy(response), NavigationPolicy::download);
-}
-
 struct TestAppLinks final : AppLinks {
   std::map<std::string, std::string> apps;  // scheme -> program
   std::map<std::pair<std::string, std::string>, bool> saved;
@@ -279,7 +268,7 @@ TEST_F(PagePolicy, EveryLoadTheBrowserStartsIsUnderItsTimeOut) {
   EXPECT_TRUE(timesOut(browser.current())) << "reopened";
 }
 
-TEST_F(PagePolicy, DownloadsCloseATabWithNoHistoryOnly) {
+TEST_F(PagePolicy, AttachmentsInAnyCaseAndTypesTheViewCannotShowAreDownloadedClosingATabWithNoHistoryOnly) {
   auto page = makePage();
   engine.holdCommits = true;
   auto& v = view(*page);
@@ -296,9 +285,13 @@ TEST_F(PagePolicy, DownloadsCloseATabWithNoHistoryOnly) {
   kept->load(u("https://files.test/"));
   engine.holdCommits = true;
   kept->load(u("https://files.test/b.zip"));
-  view(*kept).respond(response);
+  NavigationResponse attachment;
+  attachment.contentDisposition = "ATTACHMENT; filename=\"b.zip\"";
+  EXPECT_EQ(view(*kept).respond(attachment), NavigationPolicy::download);
   scheduler.runUntilIdle();
   EXPECT_EQ(closes, 1);
+  attachment.contentDisposition = "inline; filename=\"b.zip\"";
+  EXPECT_EQ(view(*kept).respond(attachment), NavigationPolicy::allow);
 }
 
 TEST_F(PagePolicy, OtherSchemesAskBeforeOpeningTheirProgramAndOnlyPersistentTabsRememberIt) {
