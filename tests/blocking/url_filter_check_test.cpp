@@ -8,17 +8,9 @@ namespace quillo {
 namespace {
 
 TEST(UrlFilterCheck, AcceptsWhatWebKitCompiles) {
-  for (const char* filter : {
-           "abc",
-           "^https?://([^/]+\\.)?doubleclick\\.net[:/]",
-           "^[a-z-]+://([^/]*\\.)?tracker\\.test[^a-zA-Z0-9_.%-]",
-           "^https://a\\.test/x$",
-           "\\.\\+\\?\\(\\)\\[\\]\\{\\}\\\\\\$x",
-           ".*\\.js",
-           "(ab)+c?",
-           "[-a]x",
-           "a\tb",
-       }) {
+  for (const char* filter : {"abc", "^https?://([^/]+\\.)?doubleclick\\.net[:/]",
+                             "^[a-z-]+://([^/]*\\.)?tracker\\.test[^a-zA-Z0-9_.%-]", "^https://a\\.test/x$",
+                             "\\.\\+\\?\\(\\)\\[\\]\\{\\}\\\\\\$x", ".*\\.js", "(ab)+c?", "[-a]x", "a\tb"}) {
     EXPECT_EQ(urlFilterRejection(filter), nullptr) << filter;
   }
 }
