@@ -144,15 +144,13 @@ TEST(EasyPrivacyLines, CommentsHeaderAndBlankLinesDoNotCountSpacesAreTrimmedAnyB
       << "any line break ends a line, and none is left in a pattern";
 }
 
-TEST(EasyPrivacyOptions, LoadTypeLastOneWins) {
+TEST(EasyPrivacyOptions, LastLoadTypeWinsResourceTypesMappedSortedAndNegatedOnesTakenFromTheRest) {
   for (auto [line, load] : {std::pair{"/t.js$third-party", "third-party"}, {"/t.js$3p", "third-party"},
                             {"/t.js$~third-party", "first-party"}, {"/t.js$1p", "first-party"},
                             {"/t.js$third-party,first-party", "first-party"}, {"/t.js$first-party,3p", "third-party"}}) {
     EXPECT_EQ(ruleFor(line)["trigger"]["load-type"], json({load})) << line;
   }
-}
 
-TEST(EasyPrivacyOptions, ResourceTypesMappedSortedAndNegatedOnesTakenFromTheRest) {
   const std::pair<const char*, json> cases[] = {
       {"/t.js$image,ping,xmlhttprequest", {"image", "raw"}},
       {"/t.js$websocket,other,subdocument,stylesheet,script,media,font", allTypesBut({"image"})},
@@ -220,14 +218,12 @@ TEST(EasyPrivacyOrder, BlocksThenExceptionsThenImportantBlocksWithSeparatorTwins
   EXPECT_EQ(all[0]["trigger"]["if-domain"], json({"*a.test"}));
 }
 
-TEST(EasyPrivacyRegularExpressions, WithinWebKitsSubsetTakenAsTheyAre) {
-  json rule = ruleFor(R"(/^https?:\/\/t\.test\/[a-z_-]+\.js/$script,third-party)");
-  EXPECT_EQ(rule["trigger"]["url-filter"], R"(^https?://t\.test/[a-z_-]+\.js)") << "\\/ is just /";
-  EXPECT_EQ(rule["trigger"]["resource-type"], json({"script"}));
-  EXPECT_EQ(rule["trigger"]["load-type"], json({"third-party"}));
-}
+TEST(EasyPrivacyRegularExpressions, WithinWebKitsSubsetTakenAsTheyAreAndAlternativesKeepTheOptions) {
+  EXPECT_EQ(ruleFor(R"(/^https?:\/\/t\.test\/[a-z_-]+\.js/$script,third-party)")["trigger"],
+            (json{{"url-filter", R"(^https?://t\.test/[a-z_-]+\.js)"},  // \/ is just /
+                  {"resource-type", {"script"}},
+                  {"load-type", {"third-party"}}}));
 
-TEST(EasyPrivacyRegularExpressions, AlternativesKeepTheRulesOptions) {
   json all = rules(
       R"(/^https?:\/\/tmx\.(td|tdbank)\.com\/[a-z0-9]{2,3}\.js.*/$script,domain=mbna.ca|td.com|tdbank.com)");
   ASSERT_EQ(all.size(), 2u);
