@@ -39,16 +39,14 @@ class ToolTest : public ::testing::Test {
   Tool tool{scheduler};
 };
 
-TEST_F(ToolTest, ArgumentsReachTheToolAsGivenWithNoShellBetween) {
+TEST_F(ToolTest, ArgumentsReachTheToolAsGivenWithNoShellBetweenAndANonZeroExitFailsWithTheErrorText) {
   const std::string id = "x y; touch pwned $(id) `id` \"q\" 'r' ]";
   auto outcome = runOnce(credentialsArguments(id));
   ASSERT_TRUE(outcome.failure);
   EXPECT_EQ(op.calls().back(), credentialsArguments(id));
   EXPECT_NE(outcome.failure->description().find("isn't an item"), std::string::npos);
   EXPECT_EQ(outcome.failure->description().find("[ERROR]"), std::string::npos) << "the dated header is gone";
-}
 
-TEST_F(ToolTest, ANonZeroExitFailsWithTheErrorText) {
   op.fail("[ERROR] account is not signed in\n", 1);
   EXPECT_EQ(runOnce(listArguments()).failure, Failure::op("[ERROR] account is not signed in"));
   op.fail("[ERROR] 2026/11/23 09:14:55 No accounts configured for use with 1Password CLI.", 1);
