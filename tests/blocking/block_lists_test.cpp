@@ -23,8 +23,10 @@ const char* kList =
 
 class BlockListsTest : public ::testing::Test {
  protected:
-  // Whole seconds, so ages come out exact.
-  BlockListsTest() { scheduler_.setWallNow(std::chrono::system_clock::time_point(std::chrono::seconds(1'700'000'000))); }
+  BlockListsTest() {
+    // Whole seconds, so ages come out exact.
+    scheduler_.setWallNow(std::chrono::system_clock::time_point(std::chrono::seconds(1'700'000'000)));
+  }
 
   BlockLists& make() {
     lists_ = std::make_unique<BlockLists>(store_, settings_, scheduler_, std::make_unique<test::FakeFetcher>(fetch_),

@@ -61,8 +61,9 @@ json allTypesBut(const std::set<std::string>& left) {
 }
 
 TEST(EasyPrivacyPatterns, ABareRuleBlocksItsEscapedAndAnchoredPattern) {
-  EXPECT_EQ(ruleFor("||tracker.test^"), (json{{"trigger", {{"url-filter", kAnyHost + R"(tracker\.test)" + kSeparator}}},
-                                              {"action", {{"type", "block"}}}}));
+  EXPECT_EQ(ruleFor("||tracker.test^"),
+            (json{{"trigger", {{"url-filter", kAnyHost + R"(tracker\.test)" + kSeparator}}},
+                  {"action", {{"type", "block"}}}}));
   const std::pair<const char*, std::string> cases[] = {
       {"|https://a.test/x|", R"(^https://a\.test/x$)"},
       {"|https://a.test/x", R"(^https://a\.test/x)"},
@@ -147,7 +148,8 @@ TEST(EasyPrivacyLines, CommentsHeaderAndBlankLinesDoNotCountSpacesAreTrimmedAnyB
 TEST(EasyPrivacyOptions, LastLoadTypeWinsResourceTypesMappedSortedAndNegatedOnesTakenFromTheRest) {
   for (auto [line, load] : {std::pair{"/t.js$third-party", "third-party"}, {"/t.js$3p", "third-party"},
                             {"/t.js$~third-party", "first-party"}, {"/t.js$1p", "first-party"},
-                            {"/t.js$third-party,first-party", "first-party"}, {"/t.js$first-party,3p", "third-party"}}) {
+                            {"/t.js$third-party,first-party", "first-party"},
+                            {"/t.js$first-party,3p", "third-party"}}) {
     EXPECT_EQ(ruleFor(line)["trigger"]["load-type"], json({load})) << line;
   }
 

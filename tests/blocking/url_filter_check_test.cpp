@@ -35,8 +35,12 @@ TEST(UrlFilterCheck, RefusesWhatWebKitRejects) {
 }
 
 TEST(UrlFilterCheck, DomainsMustBeLowerCaseAscii) {
-  for (const char* domain : {"*site.test", "*", "xn--bcher-kva.test"}) EXPECT_TRUE(isAcceptableDomain(domain)) << domain;
-  for (const char* domain : {"", "*Site.test", "*b\xc3\xbc" "cher.test"}) EXPECT_FALSE(isAcceptableDomain(domain)) << domain;
+  for (const char* domain : {"*site.test", "*", "xn--bcher-kva.test"}) {
+    EXPECT_TRUE(isAcceptableDomain(domain)) << domain;
+  }
+  for (const char* domain : {"", "*Site.test", "*b\xc3\xbc" "cher.test"}) {
+    EXPECT_FALSE(isAcceptableDomain(domain)) << domain;
+  }
 }
 
 }  // namespace

@@ -21,7 +21,8 @@ class ToolTest : public ::testing::Test {
   // Runs one call on `runner` (the stand-in unless given) and waits for its answer.
   Outcome runOnce(std::vector<std::string> arguments, Tool* runner = nullptr) {
     std::optional<Outcome> answer;
-    auto call = (runner ? *runner : tool).run(std::move(arguments), [&](Outcome outcome) { answer = std::move(outcome); });
+    auto call =
+        (runner ? *runner : tool).run(std::move(arguments), [&](Outcome outcome) { answer = std::move(outcome); });
     scheduler.runUntilIdle();
     if (!answer) scheduler.waitForWorkers(1);
     EXPECT_TRUE(answer) << "the tool answered";

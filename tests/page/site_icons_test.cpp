@@ -103,7 +103,8 @@ TEST(IconStoreTest, OneFetchPerHostSharedByEveryoneAskingMissesRememberedTracker
 
   // Icons on trackers are never fetched.
   fetcher.answers["https://news.example/favicon.ico"] = {200, kImage};
-  store.icon("news.example", {u("https://ad.doubleclick.net/icon.png"), u("https://news.example/favicon.ico")}, collect);
+  store.icon("news.example", {u("https://ad.doubleclick.net/icon.png"), u("https://news.example/favicon.ico")},
+             collect);
   fetcher.answerAll();
   EXPECT_EQ(fetcher.asked.back(), "https://news.example/favicon.ico");
   EXPECT_EQ(fetcher.asked.size(), 5u);
