@@ -162,14 +162,10 @@ TEST_F(BlockListsTest, SuccessfulUpdateReplacesTheListAndRecordsTheDate) {
 
   EXPECT_FALSE(lists.isUpdating());
   EXPECT_EQ(ids(), (std::vector<std::string>{"quillo.trackers", "quillo.easyprivacy"})) << "replaced, not added";
-  auto* installed = dynamic_cast<test::FakeFilter*>(lists.lists().back().get());
-  ASSERT_NE(installed, nullptr);
   EXPECT_NE(lists.lists().back(), old);
-  EXPECT_EQ(installed->json, EasyPrivacy::convert(kList).json);
   EXPECT_EQ(installedIds_.back(), "quillo.easyprivacy");
+  // What was installed, and that nothing was logged, is checked over HTTP in the list update test.
   EXPECT_EQ(settings_.number(EasyPrivacy::updatedKey), toReferenceSeconds(scheduler_.wallNow()));
-  EXPECT_FALSE(isStale());
-  EXPECT_TRUE(log_.lines.empty());
 }
 
 TEST_F(BlockListsTest, OneUpdateAtATimeAndFailuresKeepTheOldListAndTheDate) {
