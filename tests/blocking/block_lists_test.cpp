@@ -1,16 +1,13 @@
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
-#include <cstdlib>
-#include <filesystem>
-
 #include "blocking/block_lists.h"
 #include "blocking/content_blocker.h"
 #include "blocking/easy_privacy.h"
 #include "core/date.h"
-#include "core/log.h"
 #include "core/settings.h"
 #include "fake_filter_store.h"
+#include "support/temp_home.h"
 #include "support/virtual_scheduler.h"
 
 namespace quillo {
@@ -26,30 +23,26 @@ const char* kList =
 
 class BlockListsTest : public ::testing::Test {
  protected:
-  void SetUp() override {
-    folder_ = std::filesystem::temp_directory_path() /
-              ("quillo-blocklists-" + std::to_string(::getpid()) + "-" +
-               ::testing::UnitTest::GetInstance()->current_test_info()->name());
-    std::filesystem::remove_all(folder_);
-    std::filesystem::create_directories(folder_);
-    settings_ = std::make_unique<Settings>(folder_ / "settings.json");
+  BlockListsTest() {
     // Whole seconds, so ages come out exact.
     scheduler_.setWallNow(std::chrono::system_clock::time_point(std::chrono::seconds(1'700'000'000)));
-    previousSink_ = setLogSink([this](const std::string& line) { log_.push_back(line); });
-  }
-  void TearDown() override {
-    lists_.reset();
-    setLogSink(previousSink_);
-    std::filesystem::remove_all(folder_);
   }
 
   BlockLists& make() {
-    lists_ = std::make_unique<BlockLists>(store_, *settings_, scheduler_, std::make_unique<test::FakeFetcher>(fetch_),
+    lists_ = std::make_unique<BlockLists>(store_, settings_, scheduler_, std::make_unique<test::FakeFetcher>(fetch_),
                                           "https://lists.test/easyprivacy.txt");
     lists_->installed().connect([this](const std::shared_ptr<ContentFilter>& filter) {
       installedIds_.push_back(filter->identifier());
     });
     return *lists_;
+  }
+  // Both lists as an earlier run left them, started and settled.
+  BlockLists& startStored() {
+    storeBoth();
+    BlockLists& lists = make();
+    lists.start();
+    scheduler_.runUntilIdle();
+    return lists;
   }
 
   void storeBoth() {
@@ -57,8 +50,9 @@ class BlockListsTest : public ::testing::Test {
     store_.put(EasyPrivacy::identifier, "[stored]");
   }
   void updatedAgo(std::chrono::seconds age) {
-    settings_->set(EasyPrivacy::updatedKey, toReferenceSeconds(scheduler_.wallNow() - age));
+    settings_.set(EasyPrivacy::updatedKey, toReferenceSeconds(scheduler_.wallNow() - age));
   }
+  bool isStale() const { return EasyPrivacy::isStale(settings_, scheduler_.wallNow()); }
   std::vector<std::string> ids() const {
     std::vector<std::string> out;
     for (const auto& list : lists_->lists()) out.push_back(list->identifier());
@@ -73,22 +67,15 @@ class BlockListsTest : public ::testing::Test {
     if (expectConversion) scheduler_.waitForWorkers(1);
     scheduler_.runUntilIdle();
   }
-  bool logged(const std::string& start) const {
-    for (const auto& line : log_) {
-      if (line.rfind(start, 0) == 0) return true;
-    }
-    return false;
-  }
 
-  std::filesystem::path folder_;
+  test::TempHome home_;
+  test::CapturedLog log_;
   test::VirtualScheduler scheduler_;
   test::FakeFilterStore store_{scheduler_};
   std::shared_ptr<test::FakeFetcher::State> fetch_ = std::make_shared<test::FakeFetcher::State>();
-  std::unique_ptr<Settings> settings_;
+  Settings settings_{home_.root() / "settings.json"};
   std::unique_ptr<BlockLists> lists_;
   std::vector<std::string> installedIds_;
-  std::vector<std::string> log_;
-  LogSink previousSink_;
 };
 
 TEST_F(BlockListsTest, StoredListsAreInstalledInOrderWithoutCompiling) {
@@ -110,12 +97,18 @@ TEST_F(BlockListsTest, StoredListsAreInstalledInOrderWithoutCompiling) {
   EXPECT_TRUE(fetch_->urls.empty()) << "a fresh installed list is not downloaded again";
 }
 
-TEST_F(BlockListsTest, TrackerListIsCompiledWhenAbsentOrMadeFromOtherRules) {
+TEST_F(BlockListsTest, TrackerListIsCompiledWhenMadeFromOtherRulesAndNothingIsFetchedBeforeStartUpSettles) {
   store_.put(ContentBlocker::identifier, "[an older build's rules]");
+  store_.hold = true;
   BlockLists& lists = make();
   lists.start();
+  lists.updateEasyPrivacyIfStale();
   scheduler_.runUntilIdle();
+  EXPECT_TRUE(fetch_->urls.empty());
+  EXPECT_FALSE(lists.isSettled);
 
+  store_.release();
+  scheduler_.runUntilIdle();
   EXPECT_TRUE(lists.isSettled);
   EXPECT_EQ(store_.compiled, (std::vector<std::string>{"quillo.trackers"}));
   EXPECT_EQ(store_.stored["quillo.trackers"]->json, ContentBlocker::rulesJSON());
@@ -132,47 +125,23 @@ TEST_F(BlockListsTest, FailedTrackerCompileStillSettlesAndLogs) {
 
   EXPECT_TRUE(lists.isSettled);
   EXPECT_TRUE(lists.lists().empty());
-  EXPECT_TRUE(logged("Quillo: tracker block list failed to compile: Invalid or unsupported regular expression."));
+  EXPECT_TRUE(log_.has("Quillo: tracker block list failed to compile: Invalid or unsupported regular expression."));
 }
 
-TEST_F(BlockListsTest, NothingIsFetchedBeforeStartUpSettles) {
-  store_.hold = true;
-  BlockLists& lists = make();
-  lists.start();
-  lists.updateEasyPrivacyIfStale();
-  scheduler_.runUntilIdle();
-  EXPECT_TRUE(fetch_->urls.empty());
-  EXPECT_FALSE(lists.isSettled);
-
-  store_.release();
-  scheduler_.runUntilIdle();
-  EXPECT_TRUE(lists.isSettled);
-  EXPECT_EQ(fetch_->urls.size(), 1u);
-}
-
-TEST_F(BlockListsTest, StalenessByTheUpdateDate) {
-  EXPECT_TRUE(EasyPrivacy::isStale(*settings_, scheduler_.wallNow())) << "never updated";
-  settings_->set(EasyPrivacy::updatedKey, "yesterday");
-  EXPECT_TRUE(EasyPrivacy::isStale(*settings_, scheduler_.wallNow())) << "not a date";
-  updatedAgo(std::chrono::seconds(604800));
-  EXPECT_FALSE(EasyPrivacy::isStale(*settings_, scheduler_.wallNow())) << "exactly 7 days is fresh";
-  updatedAgo(std::chrono::seconds(604801));
-  EXPECT_TRUE(EasyPrivacy::isStale(*settings_, scheduler_.wallNow()));
+TEST_F(BlockListsTest, UpdateWhenStaleByTheUpdateDateOrNotInstalled) {
+  EXPECT_TRUE(isStale()) << "never updated";
+  settings_.set(EasyPrivacy::updatedKey, "yesterday");
+  EXPECT_TRUE(isStale()) << "not a date";
   updatedAgo(0s);
-  EXPECT_FALSE(EasyPrivacy::isStale(*settings_, scheduler_.wallNow()));
-}
-
-TEST_F(BlockListsTest, UpdateWhenStaleOrNotInstalled) {
-  storeBoth();
+  EXPECT_FALSE(isStale());
   updatedAgo(std::chrono::seconds(604800));
-  BlockLists& lists = make();
-  lists.start();
-  scheduler_.runUntilIdle();
-  EXPECT_TRUE(fetch_->urls.empty()) << "fresh and installed";
+  BlockLists& lists = startStored();
+  EXPECT_TRUE(fetch_->urls.empty()) << "exactly 7 days is fresh";
 
-  scheduler_.advance(1s);  // now 7 days and 1 second old
+  scheduler_.advance(1s);
+  EXPECT_TRUE(isStale());
   lists.updateEasyPrivacyIfStale();
-  EXPECT_EQ(fetch_->urls.size(), 1u) << "stale";
+  EXPECT_EQ(fetch_->urls.size(), 1u);
 
   // A fresh date does not help when no list is installed.
   lists_.reset();
@@ -185,10 +154,7 @@ TEST_F(BlockListsTest, UpdateWhenStaleOrNotInstalled) {
 }
 
 TEST_F(BlockListsTest, SuccessfulUpdateReplacesTheListAndRecordsTheDate) {
-  storeBoth();
-  BlockLists& lists = make();
-  lists.start();
-  scheduler_.runUntilIdle();
+  BlockLists& lists = startStored();
   ASSERT_TRUE(lists.isUpdating());
   auto old = lists.lists().back();
 
@@ -196,67 +162,44 @@ TEST_F(BlockListsTest, SuccessfulUpdateReplacesTheListAndRecordsTheDate) {
 
   EXPECT_FALSE(lists.isUpdating());
   EXPECT_EQ(ids(), (std::vector<std::string>{"quillo.trackers", "quillo.easyprivacy"})) << "replaced, not added";
-  auto* installed = dynamic_cast<test::FakeFilter*>(lists.lists().back().get());
-  ASSERT_NE(installed, nullptr);
   EXPECT_NE(lists.lists().back(), old);
-  EXPECT_EQ(installed->json, EasyPrivacy::convert(kList).json);
   EXPECT_EQ(installedIds_.back(), "quillo.easyprivacy");
-  EXPECT_EQ(settings_->number(EasyPrivacy::updatedKey), toReferenceSeconds(scheduler_.wallNow()));
-  EXPECT_FALSE(EasyPrivacy::isStale(*settings_, scheduler_.wallNow()));
-  EXPECT_TRUE(log_.empty());
+  // What was installed, and that nothing was logged, is checked over HTTP in the list update test.
+  EXPECT_EQ(settings_.number(EasyPrivacy::updatedKey), toReferenceSeconds(scheduler_.wallNow()));
 }
 
-TEST_F(BlockListsTest, OneUpdateAtATime) {
-  storeBoth();
-  BlockLists& lists = make();
-  lists.start();
-  scheduler_.runUntilIdle();
+TEST_F(BlockListsTest, OneUpdateAtATimeAndFailuresKeepTheOldListAndTheDate) {
+  updatedAgo(std::chrono::hours(24 * 30));
+  double date = *settings_.number(EasyPrivacy::updatedKey);
+  BlockLists& lists = startStored();
+  auto old = lists.lists().back();
   ASSERT_EQ(fetch_->urls.size(), 1u);
-
-  lists.updateEasyPrivacyIfStale();
   lists.updateEasyPrivacyIfStale();
   EXPECT_EQ(fetch_->urls.size(), 1u) << "an update is already running";
 
-  answer({false, {}, "no network"}, false);
-  EXPECT_FALSE(lists.isUpdating());
-  lists.updateEasyPrivacyIfStale();
-  EXPECT_EQ(fetch_->urls.size(), 2u) << "still stale: the next activation tries again";
-}
-
-TEST_F(BlockListsTest, FailuresKeepTheOldListAndTheDate) {
-  storeBoth();
-  updatedAgo(std::chrono::hours(24 * 30));
-  double date = *settings_->number(EasyPrivacy::updatedKey);
-  BlockLists& lists = make();
-  lists.start();
-  scheduler_.runUntilIdle();
-  auto old = lists.lists().back();
-
   answer({false, {}, "bad server response: 404 Not Found"}, false);
-  EXPECT_TRUE(logged("Quillo: couldn't update EasyPrivacy: bad server response: 404 Not Found"));
+  EXPECT_TRUE(log_.has("Quillo: couldn't update EasyPrivacy: bad server response: 404 Not Found"));
 
   store_.compileError = "Invalid or unsupported regular expression.";
   lists.updateEasyPrivacyIfStale();
+  EXPECT_EQ(fetch_->urls.size(), 2u) << "still stale: the next activation tries again";
   answer({true, kList, {}}, true);
-  EXPECT_TRUE(logged("Quillo: couldn't update EasyPrivacy: Invalid or unsupported regular expression."));
+  EXPECT_TRUE(log_.has("Quillo: couldn't update EasyPrivacy: Invalid or unsupported regular expression."));
 
   lists.updateEasyPrivacyIfStale();
   size_t compiles = store_.compiled.size();
   answer({true, "! nothing usable\n##.ad\n", {}}, true);
   EXPECT_EQ(store_.compiled.size(), compiles) << "an empty list is never compiled";
-  EXPECT_TRUE(logged("Quillo: couldn't update EasyPrivacy: the downloaded list has no rules"));
+  EXPECT_TRUE(log_.has("Quillo: couldn't update EasyPrivacy: the downloaded list has no rules"));
 
   EXPECT_EQ(lists.lists().back(), old);
-  EXPECT_EQ(*settings_->number(EasyPrivacy::updatedKey), date);
+  EXPECT_EQ(*settings_.number(EasyPrivacy::updatedKey), date);
   EXPECT_FALSE(lists.isUpdating());
   EXPECT_EQ(installedIds_.size(), 2u) << "only the start-up installs";
 }
 
 TEST_F(BlockListsTest, DestroyedDuringAnUpdateCallsNothing) {
-  storeBoth();
-  BlockLists& lists = make();
-  lists.start();
-  scheduler_.runUntilIdle();
+  startStored();
   auto done = std::move(fetch_->pending);
   lists_.reset();
   done({true, kList, {}});  // nothing to convert for any more

@@ -7,6 +7,7 @@
 
 #include "blocking/filter_store.h"
 #include "blocking/list_fetcher.h"
+#include "core/log.h"
 #include "core/scheduler.h"
 
 namespace quillo::test {
@@ -49,7 +50,6 @@ class FakeFilterStore final : public FilterStore {
   }
 
   void load(const std::string& identifier, Loaded done) override {
-    loads.push_back(identifier);
     later([this, identifier, done = std::move(done)] {
       auto it = stored.find(identifier);
       if (it == stored.end()) {
@@ -61,7 +61,7 @@ class FakeFilterStore final : public FilterStore {
   }
 
   std::map<std::string, std::shared_ptr<FakeFilter>> stored;
-  std::vector<std::string> compiled, loads;
+  std::vector<std::string> compiled;
   std::string compileError;  // non-empty: every compile fails with it
   bool hold = false;  // answers wait for release()
 
@@ -99,6 +99,23 @@ class FakeFetcher final : public ListFetcher {
 
  private:
   std::shared_ptr<State> state_;
+};
+
+// Collects what is logged while it lives.
+class CapturedLog {
+ public:
+  CapturedLog() : previous_(setLogSink([this](const std::string& line) { lines.push_back(line); })) {}
+  ~CapturedLog() { setLogSink(previous_); }
+  bool has(const std::string& start) const {
+    for (const auto& line : lines) {
+      if (line.rfind(start, 0) == 0) return true;
+    }
+    return false;
+  }
+  std::vector<std::string> lines;
+
+ private:
+  LogSink previous_;
 };
 
 }  // namespace quillo::test

@@ -117,7 +117,7 @@ class LoginsTest : public ::testing::Test {
 
 // ---- The list ----
 
-TEST_F(LoginsTest, TheScopeListsTheSitesLoginsInTitleOrder) {
+TEST_F(LoginsTest, TheScopeListsTheSitesLoginsInTitleOrderOrSaysThereAreNone) {
   open("https://www.bank.example/login");
   browser.enter(PaletteCommand::login);
   EXPECT_EQ(logins.notice(), "Asking 1Password…");
@@ -135,9 +135,7 @@ TEST_F(LoginsTest, TheScopeListsTheSitesLoginsInTitleOrder) {
   enterScope();
   EXPECT_EQ(listed(), Strings{"Shop"});
   EXPECT_EQ(toolCalls(), 2u);
-}
 
-TEST_F(LoginsTest, ASiteWithoutLoginsSaysSo) {
   open("https://www.nothing.example/");
   enterScope();
   EXPECT_TRUE(listed().empty());
@@ -165,54 +163,26 @@ TEST_F(LoginsTest, PrivateTabsAndPagesWithoutASiteNeverAskTheTool) {
   EXPECT_EQ(toolCalls(), 0u);
 }
 
-TEST_F(LoginsTest, AToolFailureIsTheNoticeAndTheNextOpeningAsksAgain) {
+TEST_F(LoginsTest, AToolFailureOrLeavingTheScopeEndsTheWaitAndTheNextOpeningAsksAgain) {
   open("https://www.bank.example/");
   op.fail("[ERROR] account is not signed in\n");
   enterScope();
   EXPECT_EQ(logins.notice(), "[ERROR] account is not signed in");
-  op.behave();
   browser.leaveScope();
-  enterScope();
-  EXPECT_EQ(listed().size(), 3u);
-}
 
-TEST_F(LoginsTest, LeavingTheScopeEndsTheWait) {
-  open("https://www.bank.example/");
+  const int failedPid = op.lastPid();
   op.hang();
   browser.enter(PaletteCommand::login);
-  for (int i = 0; i < 500 && op.lastPid() == 0; ++i) g_usleep(10000);  // the tool has started
-  ASSERT_NE(op.lastPid(), 0);
+  for (int i = 0; i < 500 && op.lastPid() == failedPid; ++i) g_usleep(10000);  // the tool has started again
+  ASSERT_NE(op.lastPid(), failedPid);
   browser.leaveScope();
   scheduler.waitForWorkers(1);  // the worker says so once the process is reaped
   EXPECT_NE(kill(op.lastPid(), 0), 0) << "the waiting tool was ended";
   EXPECT_FALSE(logins.notice());
+
   op.behave();
   enterScope();
   EXPECT_EQ(listed().size(), 3u) << "asked afresh";
-}
-
-TEST_F(LoginsTest, ALockedToolEndsInAMessageAfterThirtySeconds) {
-  open("https://www.bank.example/");
-  op.hang();
-  browser.enter(PaletteCommand::login);
-  scheduler.advance(29s);
-  EXPECT_EQ(logins.notice(), "Asking 1Password…");
-  scheduler.advance(1s);
-  answered();
-  EXPECT_EQ(logins.notice(), "1Password didn't answer within 30 seconds. Unlock it and try again.");
-}
-
-TEST_F(LoginsTest, AFrameWithALoginFormAddsItsSitesLogins) {
-  auto page = open("https://news.example/");
-  frameReports(7, "https://login.bank.example/frame", true, false);
-  frameReports(8, "https://ads.example/", false, false);
-  FrameMessage fromTop{"quilloForms", 1, "https://news.example/", true, {{"login", true}}};
-  engine.lastView()->emitMessage(fromTop);
-  EXPECT_EQ(page->formFrames.size(), 2u) << "the top frame is asked, never taken at its word";
-  enterScope();
-  EXPECT_EQ(listed(), (Strings{"alpha mail", "Bank", "Work account"}));
-  page->load(*Url::parse("https://news.example/next"));
-  EXPECT_TRUE(page->formFrames.empty()) << "a new page forgets the old one's frames";
 }
 
 // ---- Filling ----
@@ -233,25 +203,20 @@ TEST_F(LoginsTest, FillingTypesIntoTheMainFrameAndReturnsToThePage) {
   EXPECT_FALSE(logins.isWatchingForCode()) << "the item has no code";
 }
 
-TEST_F(LoginsTest, AnotherSitesLoginIsRefused) {
-  open("https://www.bank.example/login");
-  frames[0].login = true;
-  logins.fill(Login{"sh8n4c2tjq6v5wpm3xzk7db2ru", "Shop", std::nullopt, {"shop.example.co.uk"}});
-  EXPECT_EQ(flash(), "That login is for a different site.");
-  EXPECT_TRUE(browser.flashIsError.get());
-  scheduler.runUntilIdle();
-  EXPECT_EQ(toolCalls(), 0u);
-  EXPECT_TRUE(frames[0].filled.empty());
-}
-
-TEST_F(LoginsTest, OnlyFramesOfTheLoginsSiteSeeItsSecrets) {
-  open("https://news.example/");
+TEST_F(LoginsTest, AFrameWithALoginFormAddsItsSitesLoginsAndOnlyFramesOfThatSiteSeeTheirSecrets) {
+  auto page = open("https://news.example/");
   frames[0].login = true;  // the news site has a login form of its own
   frameReports(7, "https://login.bank.example/frame", true, false);
   frameReports(9, "https://ads.example/", true, false);
+  FrameMessage fromTop{"quilloForms", 1, "https://news.example/", true, {{"login", true}}};
+  engine.lastView()->emitMessage(fromTop);
+  EXPECT_EQ(page->formFrames.size(), 2u) << "the top frame is asked, never taken at its word";
+  enterScope();
+  EXPECT_EQ(listed(), (Strings{"alpha mail", "Bank", "Work account"}));
+
   std::vector<std::string> logged;
   auto previous = setLogSink([&](const std::string& line) { logged.push_back(line); });
-  logins.fill(Login{"wk5r2d7hxp3u6fyq4mn2lbc7ae", "Work account", std::nullopt, {"sso.bank.example"}});
+  browser.choose(browser.results()[2]);  // Work account
   answered();
   setLogSink(previous);
   ASSERT_EQ(frames[7].filled.size(), 1u);
@@ -265,6 +230,26 @@ TEST_F(LoginsTest, OnlyFramesOfTheLoginsSiteSeeItsSecrets) {
   for (const auto& line : logged) {
     EXPECT_EQ(line.find("w0rk!"), std::string::npos) << line;
   }
+  page->load(*Url::parse("https://news.example/next"));
+  EXPECT_TRUE(page->formFrames.empty()) << "a new page forgets the old one's frames";
+}
+
+TEST_F(LoginsTest, AToolFailureOrAPageThatChangedSiteMeanwhileEndsTheFillInAFlash) {
+  const Login alphaMail{"ml2v6y4kqb7sbz3dhe5c2pjz3q", "alpha mail", std::nullopt, {"mail.bank.example"}};
+  auto page = open("https://www.bank.example/login");
+  frames[0].login = true;
+  op.fail("[ERROR] 2026/11/23 10:00:00 connecting to desktop app: timed out\n");
+  logins.fill(alphaMail);
+  answered();
+  EXPECT_EQ(flash(), "connecting to desktop app: timed out");
+  EXPECT_TRUE(browser.flashIsError.get());
+  op.behave();
+
+  logins.fill(alphaMail);
+  page->load(*Url::parse("https://elsewhere.example/"));
+  answered();
+  EXPECT_EQ(flash(), "The page changed before the login could be filled.");
+  EXPECT_TRUE(frames[0].filled.empty());
 }
 
 TEST_F(LoginsTest, APageWithoutALoginFormSaysSo) {
@@ -275,26 +260,6 @@ TEST_F(LoginsTest, APageWithoutALoginFormSaysSo) {
   EXPECT_EQ(flash(), "No login form found on this page.");
   EXPECT_TRUE(browser.flashIsError.get());
   EXPECT_EQ(browser.scope.get(), PaletteCommand::login) << "the list stays for another try";
-}
-
-TEST_F(LoginsTest, APageThatChangedSiteMeanwhileIsNotFilled) {
-  auto page = open("https://www.bank.example/login");
-  frames[0].login = true;
-  logins.fill(Login{"ml2v6y4kqb7sbz3dhe5c2pjz3q", "alpha mail", std::nullopt, {"mail.bank.example"}});
-  page->load(*Url::parse("https://elsewhere.example/"));
-  answered();
-  EXPECT_EQ(flash(), "The page changed before the login could be filled.");
-  EXPECT_TRUE(frames[0].filled.empty());
-}
-
-TEST_F(LoginsTest, AToolFailureWhileFillingIsAnErrorFlash) {
-  open("https://www.bank.example/login");
-  frames[0].login = true;
-  op.fail("[ERROR] 2026/11/23 10:00:00 connecting to desktop app: timed out\n");
-  logins.fill(Login{"ml2v6y4kqb7sbz3dhe5c2pjz3q", "alpha mail", std::nullopt, {"mail.bank.example"}});
-  answered();
-  EXPECT_EQ(flash(), "connecting to desktop app: timed out");
-  EXPECT_TRUE(browser.flashIsError.get());
 }
 
 // ---- One-time codes ----
@@ -314,52 +279,38 @@ class CodesTest : public LoginsTest {
   }
 };
 
-TEST_F(CodesTest, ACodeFieldShowingUpTwoMinutesLaterIsFilled) {
+TEST_F(CodesTest, ACodeFieldOfTheSiteShowingUpTwoMinutesLaterIsFilledOneOfAnotherSiteIsNot) {
   fillBank();
+  frameReports(5, "https://ads.example/", false, true);
   scheduler.advance(120s);
-  EXPECT_TRUE(logins.isWatchingForCode());
-  frames[0].code = true;
+  EXPECT_TRUE(logins.isWatchingForCode()) << "another site's code field is not the one";
+  frameReports(6, "https://verify.bank.example/", false, true);
   scheduler.advance(1s);
   EXPECT_EQ(flash(), "Getting the code from 1Password…");
   answered();
   EXPECT_EQ(op.calls().back(), OnePassword::oneTimeCodeArguments("bk3xq7lrq4a2nfd6wgxhmxw5ya"));
-  ASSERT_EQ(frames[0].filled.size(), 2u);
-  EXPECT_EQ(frames[0].filled[1], (nlohmann::json{"482913", "www.bank.example"}));
+  ASSERT_EQ(frames[6].filled.size(), 1u);
+  EXPECT_EQ(frames[6].filled[0], (nlohmann::json{"482913", "verify.bank.example"}));
+  EXPECT_TRUE(frames[5].filled.empty());
   EXPECT_FALSE(browser.flash.get()) << "no success text";
   EXPECT_FALSE(logins.isWatchingForCode());
 }
 
-TEST_F(CodesTest, ACodeFieldAfterThreeMinutesIsLeftAlone) {
-  fillBank();
-  scheduler.advance(180s);
-  frames[0].code = true;
-  scheduler.advance(5s);
-  EXPECT_FALSE(logins.isWatchingForCode());
-  EXPECT_EQ(frames[0].filled.size(), 1u);
-  EXPECT_EQ(op.calls().size(), 1u);
-}
-
-TEST_F(CodesTest, ACodeFieldInAFrameOfTheSiteIsFilledOneOfAnotherSiteIsNot) {
-  fillBank();
-  frameReports(5, "https://ads.example/", false, true);
-  scheduler.advance(3s);
-  EXPECT_TRUE(logins.isWatchingForCode()) << "another site's code field is not the one";
-  frameReports(6, "https://verify.bank.example/", false, true);
-  scheduler.advance(1s);
-  answered();
-  ASSERT_EQ(frames[6].filled.size(), 1u);
-  EXPECT_EQ(frames[6].filled[0][0], "482913");
-  EXPECT_TRUE(frames[5].filled.empty());
-}
-
-TEST_F(CodesTest, GoingToAnotherSiteEndsTheWatchQuietly) {
+TEST_F(CodesTest, GoingToAnotherSiteOrThreeMinutesEndTheWatchQuietly) {
   auto page = fillBank();
   page->load(*Url::parse("https://news.example/"));
   frames[0] = FrameForm{"news.example", false, true, {}};
   scheduler.advance(2s);
   EXPECT_FALSE(logins.isWatchingForCode());
   EXPECT_TRUE(frames[0].filled.empty());
-  EXPECT_EQ(op.calls().size(), 1u);
+
+  fillBank();
+  scheduler.advance(180s);
+  frames[0].code = true;
+  scheduler.advance(5s);
+  EXPECT_FALSE(logins.isWatchingForCode());
+  EXPECT_EQ(frames[0].filled.size(), 1u) << "the login only";
+  EXPECT_EQ(op.calls().size(), 2u) << "no code was asked for";
 }
 
 TEST_F(CodesTest, FillingOnAPageThatAlreadyAsksForTheCodeFillsTheCode) {

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <set>
+#include <tuple>
 
 #include "features/one_password.h"
 
@@ -21,40 +22,37 @@ Login loginFor(Strings hosts, std::string title = "x") { return Login{title, tit
 
 // ---- Sites ----
 
-TEST(OnePasswordSites, WwwAndSubdomainsAreTheSameSite) {
-  EXPECT_TRUE(sameSite("www.bank.example", "bank.example"));
-  EXPECT_TRUE(sameSite("BANK.example", "www.bank.EXAMPLE"));
-  EXPECT_TRUE(sameSite("login.bank.example", "bank.example"));
-  EXPECT_TRUE(sameSite("bank.example", "a.b.bank.example"));
-  EXPECT_TRUE(sameSite("mail.bank.example", "sso.bank.example")) << "one registrable domain";
-  EXPECT_FALSE(sameSite("bank.example", "notbank.example")) << "a subdomain ends at a dot";
-  EXPECT_FALSE(sameSite("bank.example", "bank.example.evil"));
-  EXPECT_FALSE(sameSite("", "bank.example"));
-}
+TEST(OnePasswordSites, OneSiteIsOneRegistrableDomainOfThePublicSuffixListOrOneIPAddress) {
+  const std::tuple<const char*, const char*, bool> cases[] = {
+      {"www.bank.example", "bank.example", true},
+      {"BANK.example", "www.bank.EXAMPLE", true},
+      {"login.bank.example", "bank.example", true},
+      {"bank.example", "a.b.bank.example", true},
+      {"mail.bank.example", "sso.bank.example", true},  // one registrable domain
+      {"bank.example", "notbank.example", false},        // a subdomain ends at a dot
+      {"bank.example", "bank.example.evil", false},
+      {"", "bank.example", false},
+      {"shop.example.co.uk", "www.example.co.uk", true},
+      {"example.co.uk", "other.co.uk", false},  // three labels under co.uk
+      {"shop.example.com.au", "example.com.au", true},
+      {"alice.github.io", "bob.github.io", false},  // one user's pages are not another's
+      {"alice.blogspot.com", "bob.blogspot.com", false},
+      {"10.1.1.1", "192.168.1.1", false},  // a shared tail is no site
+      {"1.1", "10.1.1.1", false},
+      {"127.0.0.1", "127.0.0.2", false},
+      {"127.0.0.1", "127.0.0.1", true},
+      {"[::1]", "::1", true},
+  };
+  for (const auto& [a, b, same] : cases) EXPECT_EQ(sameSite(a, b), same) << a << " and " << b;
 
-TEST(OnePasswordSites, RegistrableDomainsComeFromThePublicSuffixList) {
-  EXPECT_EQ(registrableDomain("mail.example.co.uk"), "example.co.uk");
-  EXPECT_EQ(registrableDomain("a.b.example.com"), "example.com");
-  EXPECT_EQ(registrableDomain("alice.github.io"), "alice.github.io");
-  EXPECT_EQ(registrableDomain("co.uk"), "co.uk") << "a public suffix is its own";
-  EXPECT_EQ(registrableDomain("localhost"), "localhost");
-  EXPECT_TRUE(sameSite("shop.example.co.uk", "www.example.co.uk"));
-  EXPECT_FALSE(sameSite("example.co.uk", "other.co.uk")) << "three labels under co.uk";
-  EXPECT_TRUE(sameSite("shop.example.com.au", "example.com.au"));
-  EXPECT_FALSE(sameSite("alice.github.io", "bob.github.io")) << "one user's pages are not another's";
-  EXPECT_FALSE(sameSite("alice.blogspot.com", "bob.blogspot.com"));
-}
-
-TEST(OnePasswordSites, IPAddressesAreTheSameSiteOnlyAsThemselves) {
+  for (auto [host, domain] : {std::pair{"mail.example.co.uk", "example.co.uk"}, {"a.b.example.com", "example.com"},
+                              {"alice.github.io", "alice.github.io"}, {"co.uk", "co.uk"}, {"localhost", "localhost"},
+                              {"10.1.1.1", "10.1.1.1"}}) {
+    EXPECT_EQ(registrableDomain(host), domain) << host;
+  }
   EXPECT_TRUE(isIPAddress("10.1.1.1"));
   EXPECT_TRUE(isIPAddress("[::1]"));
   EXPECT_FALSE(isIPAddress("1.example"));
-  EXPECT_FALSE(sameSite("10.1.1.1", "192.168.1.1")) << "a shared tail is no site";
-  EXPECT_FALSE(sameSite("1.1", "10.1.1.1"));
-  EXPECT_FALSE(sameSite("127.0.0.1", "127.0.0.2"));
-  EXPECT_TRUE(sameSite("127.0.0.1", "127.0.0.1"));
-  EXPECT_TRUE(sameSite("[::1]", "::1"));
-  EXPECT_EQ(registrableDomain("10.1.1.1"), "10.1.1.1");
 }
 
 TEST(OnePasswordSites, ALoginBelongsWhenAnyOfItsHostsIsTheSameSite) {
@@ -67,7 +65,7 @@ TEST(OnePasswordSites, ALoginBelongsWhenAnyOfItsHostsIsTheSameSite) {
 
 // ---- The tool's errors ----
 
-TEST(OnePasswordErrors, OnlyARealDateAndTimeAreTakenOffTheHeader) {
+TEST(OnePasswordErrors, OnlyARealDateAndTimeAreTakenOffTheHeaderAndFailuresNameWhatTheUserCanDo) {
   EXPECT_EQ(errorText("[ERROR] 2024/05/01 10:11:12 \"x\" isn't an item.\n"), "\"x\" isn't an item.");
   EXPECT_EQ(errorText("[ERROR] 2024-05-01 10:11:12 connecting to desktop app: timeout"),
             "connecting to desktop app: timeout");
@@ -76,9 +74,7 @@ TEST(OnePasswordErrors, OnlyARealDateAndTimeAreTakenOffTheHeader) {
   EXPECT_EQ(errorText("[ERROR] 2024/05/01 not a time here"), "[ERROR] 2024/05/01 not a time here");
   EXPECT_EQ(errorText("[ERROR] 24/5/1 10:11:12 short date"), "[ERROR] 24/5/1 10:11:12 short date");
   EXPECT_EQ(errorText("  \n plain words \n"), "plain words");
-}
 
-TEST(OnePasswordErrors, FailuresNameWhatTheUserCanDo) {
   EXPECT_EQ(failureFromError("[ERROR] 2024/05/01 10:11:12 No accounts configured for use with 1Password CLI.").kind,
             Failure::Kind::notConnected);
   EXPECT_EQ(failureFromError("[ERROR] account is not signed in"), Failure::op("[ERROR] account is not signed in"));
@@ -124,7 +120,7 @@ TEST(OnePasswordAnswers, OnlyTheSitesLoginsAreKeptInTitleOrderIgnoringCase) {
       << "a frame's host adds its logins";
 }
 
-TEST(OnePasswordAnswers, CredentialsAreTheFirstUsernameAndPasswordFields) {
+TEST(OnePasswordAnswers, CredentialsAreTheFirstUsernameAndPasswordFieldsACodeTheTrimmedOutput) {
   std::string item = R"({"id": "a", "fields": [
     {"id": "notesPlain", "purpose": "NOTES", "value": "notes"},
     {"id": "username", "type": "STRING", "purpose": "USERNAME", "value": "ann"},
@@ -148,9 +144,7 @@ TEST(OnePasswordAnswers, CredentialsAreTheFirstUsernameAndPasswordFields) {
   EXPECT_FALSE(none->hasOneTimeCode);
   std::string broken = "[1, 2]";
   EXPECT_FALSE(decodeCredentials(broken));
-}
 
-TEST(OnePasswordAnswers, ACodeIsTheTrimmedOutputAndAnEmptyOneIsNoCode) {
   EXPECT_EQ(decodeOneTimeCode(" 123456\n").output, "123456");
   EXPECT_EQ(decodeOneTimeCode("\n").failure->description(), "That login has no one-time code saved.");
 }
@@ -171,12 +165,6 @@ TEST(OnePasswordTool, FoundOnThePathFirstThenInTheUsualPlaces) {
   executables.insert("bin/op");
   EXPECT_EQ(findExecutable(".:bin:/opt/1password", exists), "/opt/1password/op")
       << "relative folders of PATH are never used";
-}
-
-TEST(OnePasswordTool, CommandsAreArgumentVectors) {
-  EXPECT_EQ(listArguments(), (Strings{"item", "list", "--categories", "Login", "--format", "json"}));
-  EXPECT_EQ(credentialsArguments("a b;c"), (Strings{"item", "get", "a b;c", "--reveal", "--format", "json"}));
-  EXPECT_EQ(oneTimeCodeArguments("x"), (Strings{"item", "get", "x", "--otp"}));
 }
 
 }  // namespace

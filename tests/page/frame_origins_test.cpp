@@ -8,7 +8,7 @@
 namespace quillo {
 namespace {
 
-TEST(FrameOrigins, OriginsCompareSchemeHostAndPort) {
+TEST(FrameOrigins, ADialogNamesTheHostOnlyWhileNoFrameOfAnotherSchemeHostOrPortCouldHaveAsked) {
   EXPECT_EQ(FrameOrigins::origin("HTTPS://Example.COM/a?b"), "https://example.com");
   EXPECT_EQ(FrameOrigins::origin("http://127.0.0.1:8080/x"), "http://127.0.0.1:8080");
   EXPECT_NE(FrameOrigins::origin("http://a.example/"), FrameOrigins::origin("https://a.example/"));
@@ -16,9 +16,7 @@ TEST(FrameOrigins, OriginsCompareSchemeHostAndPort) {
   EXPECT_EQ(FrameOrigins::origin("about:blank"), "");
   EXPECT_EQ(FrameOrigins::origin("not a url"), "");
   EXPECT_NE(FrameOrigins::origin("data:text/html,a"), FrameOrigins::origin("data:text/html,b"));
-}
 
-TEST(FrameOrigins, ADialogNamesTheHostOnlyWhileNoForeignFrameCouldHaveAsked) {
   FrameOrigins frames;
   const std::string top = "https://bank.example/login";
   EXPECT_EQ(frames.dialogHeading(top), "bank.example says");

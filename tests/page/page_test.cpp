@@ -17,17 +17,14 @@ struct Reports {
 
 class PageReports : public ::testing::Test {
  protected:
-  std::shared_ptr<Page> makePage(bool isPrivate) {
-    auto store = isPrivate ? engine.makePrivateStore() : engine.persistentStore();
-    auto page = std::make_shared<Page>(engine.makeView(ViewConfiguration{store, {}, {}}), scheduler);
-    if (!isPrivate) {
-      page->onVisit = [this](const Url& url) { reports.visits.push_back(url.str()); };
-      // A navigation empties the title before the new one arrives; only real titles matter here.
-      page->onTitle = [this](const std::string& t, const Url& url) {
-        if (!t.empty()) reports.titles.emplace_back(t, url.str());
-      };
-      page->onSessionChange = [this] { reports.sessionChanges++; };
-    }
+  std::shared_ptr<Page> makePage() {
+    auto page = std::make_shared<Page>(engine.makeView(ViewConfiguration{engine.persistentStore(), {}, {}}), scheduler);
+    page->onVisit = [this](const Url& url) { reports.visits.push_back(url.str()); };
+    // A navigation empties the title before the new one arrives; only real titles matter here.
+    page->onTitle = [this](const std::string& t, const Url& url) {
+      if (!t.empty()) reports.titles.emplace_back(t, url.str());
+    };
+    page->onSessionChange = [this] { reports.sessionChanges++; };
     return page;
   }
   test::FakeWebView& view(Page& page) { return static_cast<test::FakeWebView&>(page.webView()); }
@@ -39,7 +36,7 @@ class PageReports : public ::testing::Test {
 
 TEST_F(PageReports, TitleAndAddressChangesReachTheBrowser) {
   engine.titles["https://a.example/"] = "A";
-  auto page = makePage(false);
+  auto page = makePage();
   page->load(*Url::parse("https://a.example/"));
   EXPECT_EQ(reports.visits, std::vector<std::string>{"https://a.example/"});
   ASSERT_EQ(reports.titles.size(), 1u);
@@ -58,44 +55,15 @@ TEST_F(PageReports, TitleAndAddressChangesReachTheBrowser) {
   EXPECT_TRUE(page->canGoBack.get());
 }
 
-TEST_F(PageReports, PrivatePagesReportNothingThatWouldBeKept) {
-  auto page = makePage(true);
-  engine.titles["https://p.example/"] = "P";
-  page->load(*Url::parse("https://p.example/"));
-  view(*page).setPageTitle("Q");
-  EXPECT_TRUE(reports.visits.empty());
-  EXPECT_TRUE(reports.titles.empty());
-  EXPECT_EQ(reports.sessionChanges, 0);
-}
-
-TEST_F(PageReports, TextThatResolvesToNothingIsNotLoaded) {
-  auto page = makePage(false);
-  EXPECT_FALSE(page->load(std::string("  ")));
-  EXPECT_TRUE(view(*page).loads.empty());
-  EXPECT_TRUE(page->load(std::string("example.com/path?q=1")));
-  EXPECT_EQ(view(*page).loads.back().str(), "https://example.com/path?q=1");
-}
-
-TEST_F(PageReports, HoveredLinksFollowTheHoverScript) {
-  auto page = makePage(false);
-  view(*page).emitMessage("quilloHover", "https://example.com/x");
-  ASSERT_TRUE(page->hoveredLink);
-  EXPECT_EQ(page->hoveredLink->str(), "https://example.com/x");
-  view(*page).emitMessage("quilloHover", "");
-  EXPECT_FALSE(page->hoveredLink);
-  view(*page).emitMessage("quilloHover", 42);
-  EXPECT_FALSE(page->hoveredLink);
-}
-
 TEST_F(PageReports, RestoredPagesLoadOnlyWhenAsked) {
-  auto source = makePage(false);
+  auto source = makePage();
   source->load(*Url::parse("https://a.example/1"));
   source->load(*Url::parse("https://a.example/2"));
   view(*source).goBack();
   auto blob = source->navigationState();
   ASSERT_TRUE(blob);
 
-  auto page = makePage(false);
+  auto page = makePage();
   page->restore(*Url::parse("https://a.example/1"), "One", blob);
   EXPECT_TRUE(view(*page).loads.empty());
   EXPECT_EQ(page->title.get(), "One");
@@ -107,13 +75,25 @@ TEST_F(PageReports, RestoredPagesLoadOnlyWhenAsked) {
   EXPECT_EQ(view(*page).loads.size(), 1u) << "loads once";
 }
 
-TEST_F(PageReports, ACrashedPageReloads) {
-  auto page = makePage(false);
-  page->load(*Url::parse("https://a.example/"));
+TEST_F(PageReports, TypedTextHoveredLinksAndACrash) {
+  auto page = makePage();
+  EXPECT_FALSE(page->load(std::string("  "))) << "text that resolves to nothing is not loaded";
+  EXPECT_TRUE(view(*page).loads.empty());
+  EXPECT_TRUE(page->load(std::string("example.com/path?q=1")));
+  EXPECT_EQ(view(*page).loads.back().str(), "https://example.com/path?q=1");
+
+  view(*page).emitMessage("quilloHover", "https://example.com/x");
+  ASSERT_TRUE(page->hoveredLink);
+  EXPECT_EQ(page->hoveredLink->str(), "https://example.com/x");
+  view(*page).emitMessage("quilloHover", "");
+  EXPECT_FALSE(page->hoveredLink);
+  view(*page).emitMessage("quilloHover", 42);
+  EXPECT_FALSE(page->hoveredLink);
+
   view(*page).crash();
   scheduler.runUntilIdle();
-  EXPECT_EQ(view(*page).loads.size(), 2u);
-  EXPECT_EQ(view(*page).loads.back().str(), "https://a.example/");
+  EXPECT_EQ(view(*page).loads.size(), 2u) << "a crashed page reloads";
+  EXPECT_EQ(view(*page).loads.back().str(), "https://example.com/path?q=1");
 }
 
 }  // namespace

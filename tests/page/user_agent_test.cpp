@@ -5,7 +5,7 @@
 namespace quillo {
 namespace {
 
-TEST(UserAgent, ReplacesTheEnginesVersionAndSafariTokens) {
+TEST(UserAgent, ReplacesTheLastVersionAndSafariPairOrAppendsOne) {
   EXPECT_EQ(withSafariToken("Mozilla/5.0 (X11; Linux x86_64) AppleWebKit/605.1.15 (KHTML, like Gecko) "
                             "Version/60.5 Safari/605.1.15"),
             "Mozilla/5.0 (X11; Linux x86_64) AppleWebKit/605.1.15 (KHTML, like Gecko) "
@@ -16,9 +16,7 @@ TEST(UserAgent, ReplacesTheEnginesVersionAndSafariTokens) {
   // Only the last pair counts.
   EXPECT_EQ(withSafariToken("A Version/1 Safari/1 B Version/2 Safari/2", "Version/9 Safari/9"),
             "A Version/1 Safari/1 B Version/9 Safari/9");
-}
 
-TEST(UserAgent, AppendsTheTokenWhenThereIsNoPair) {
   EXPECT_EQ(withSafariToken("Mozilla/5.0 AppleWebKit/605.1.15 "), "Mozilla/5.0 AppleWebKit/605.1.15 Version/26.0 Safari/605.1.15");
   // "Version/" alone, or inside another product name, is not the pair.
   EXPECT_EQ(withSafariToken("X AppVersion/3 Safari/1", "T/1"), "X AppVersion/3 Safari/1 T/1");
