@@ -4,9 +4,6 @@
 // accessible names, and the files written.
 #include <glib.h>
 
-#include <fstream>
-#include <sstream>
-
 #include "app/gtk/desktop_services.h"
 #include "core/app_support.h"
 #include "engine/support/engine_support.h"
@@ -16,13 +13,6 @@ namespace quillo::test {
 namespace {
 
 using namespace std::chrono_literals;
-
-std::string readFile(const std::filesystem::path& path) {
-  std::ifstream in(path);
-  std::stringstream text;
-  text << in.rdbuf();
-  return text.str();
-}
 
 class PaletteJourney : public Journey {
  protected:
@@ -41,7 +31,6 @@ class PaletteJourney : public Journey {
   bool onPage(const std::string& path) {
     return waitFor([&] { return address() == url(path) && pageHasFocus() && !listShown(); });
   }
-  std::string row(const std::string& title) { return title + ", 127.0.0.1"; }
   // Ctrl+E, the typed text, then Down onto the first row: the one titled so.
   void highlight(const std::string& typed, const std::string& title) {
     openPalette();

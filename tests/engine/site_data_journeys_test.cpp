@@ -1,9 +1,6 @@
 // Journeys through the site permissions and downloads lists: the real window
 // on the real engine, driven by keys, checked by the rows on screen and the
 // files written.
-#include <fstream>
-#include <sstream>
-
 #include "core/address.h"
 #include "core/app_support.h"
 #include "engine/support/engine_support.h"
@@ -15,13 +12,6 @@
 
 namespace quillo::test {
 namespace {
-
-std::string readFile(const std::filesystem::path& path) {
-  std::ifstream in(path);
-  std::stringstream text;
-  text << in.rdbuf();
-  return text.str();
-}
 
 // The browser with its site permissions and downloads, wired as the
 // application wires them.

@@ -23,7 +23,6 @@ class SplitJourney : public Journey {
                 "<title>Links page</title><style>a{display:block;font-size:40px;margin:30px}</style>"
                 "<a id=beta href='/beta.html'>To beta</a>");
   }
-  std::string row(const std::string& title) { return title + ", 127.0.0.1"; }
   std::string windowTitle() { return window->get_title(); }
   Gtk::Widget& viewOf(const PagePtr& page) {
     return *Glib::wrap(dynamic_cast<WebKitView&>(page->webView()).widget());
