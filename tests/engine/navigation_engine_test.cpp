@@ -24,12 +24,6 @@ namespace {
 
 using namespace std::chrono_literals;
 
-std::string readFile(const std::filesystem::path& path) {
-  std::ifstream in(path);
-  return std::string(std::istreambuf_iterator<char>(in), {});
-}
-
-
 class Navigation : public ::testing::Test {
  protected:
   void SetUp() override {
@@ -75,7 +69,7 @@ class Navigation : public ::testing::Test {
   std::vector<std::shared_ptr<WebDownload>> downloads_;
 };
 
-TEST_F(Navigation, ARefusedConnectionShowsOurErrorAndIsNoVisit) {
+TEST_F(Navigation, ARefusedConnectionShowsOurErrorIsNoVisitAndGoesWithTheNextLoad) {
   auto page = makePage();
   Url address = mustParse("http://127.0.0.1:" + std::to_string(closedPort()) + "/typo");
   page->load(address);
@@ -90,6 +84,29 @@ TEST_F(Navigation, ARefusedConnectionShowsOurErrorAndIsNoVisit) {
   EXPECT_TRUE(visits_.empty());
   EXPECT_TRUE(page->loadError.get().has_value());
   EXPECT_FALSE(page->webView().hasCurrentItem());
+
+  int failures = 0;
+  page->loadError.changed().connect([&] {
+    if (page->loadError.get()) ++failures;
+  });
+  page->retryAfterError();
+  EXPECT_FALSE(page->loadError.get()) << "cleared at once";
+  ASSERT_TRUE(runUntil([&] { return failures == 1; })) << "tried again, failed again";
+
+  // A page that loads: its title and address mirror into the page, once.
+  std::vector<std::string> titles;
+  int sessionChanges = 0;
+  page->onTitle = [&](const std::string& title, const Url&) { titles.push_back(title); };
+  page->onSessionChange = [&] { ++sessionChanges; };
+  server_.html("/fine", "<!doctype html><title>fine</title>");
+  page->load(mustParse(server_.url("/fine")));
+  ASSERT_TRUE(loaded(page, "fine"));
+  EXPECT_FALSE(page->loadError.get());
+  EXPECT_EQ(visits_, std::vector<std::string>{server_.url("/fine")});
+  EXPECT_EQ(page->url.get(), mustParse(server_.url("/fine")));
+  EXPECT_DOUBLE_EQ(page->progress.get(), 1.0);
+  EXPECT_EQ(titles, std::vector<std::string>{"fine"});
+  EXPECT_GE(sessionChanges, 1);
 }
 
 TEST_F(Navigation, AnUntrustedCertificateIsShownWithItsProblem) {
@@ -117,25 +134,6 @@ TEST_F(Navigation, ALoadThatDoesNotCommitInTimeIsStoppedWithATimeOut) {
   EXPECT_EQ(page->loadError.get()->url, mustParse(server_.url("/slow")));
   EXPECT_TRUE(runUntil([&] { return !page->isLoading.get(); }, 5s)) << "the load was stopped";
   EXPECT_TRUE(visits_.empty());
-}
-
-TEST_F(Navigation, TryAgainLoadsTheFailedAddressAndANewNavigationRemovesTheError) {
-  auto page = makePage();
-  page->load(mustParse("http://127.0.0.1:" + std::to_string(closedPort()) + "/"));
-  ASSERT_TRUE(runUntil([&] { return page->loadError.get().has_value(); }));
-  int failures = 0;
-  page->loadError.changed().connect([&] {
-    if (page->loadError.get()) ++failures;
-  });
-  page->retryAfterError();
-  EXPECT_FALSE(page->loadError.get()) << "cleared at once";
-  ASSERT_TRUE(runUntil([&] { return failures == 1; })) << "tried again, failed again";
-
-  server_.html("/fine", "<title>fine</title>");
-  page->load(mustParse(server_.url("/fine")));
-  ASSERT_TRUE(loaded(page, "fine"));
-  EXPECT_FALSE(page->loadError.get());
-  EXPECT_EQ(visits_, std::vector<std::string>{server_.url("/fine")});
 }
 
 TEST_F(Navigation, AnAttachmentInCapitalsIsSavedBesideAnExistingFileNeverOverIt) {
