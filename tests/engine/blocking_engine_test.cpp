@@ -70,7 +70,7 @@ class LogCapture {
   LogSink previous_;
 };
 
-TEST(BlockingStore, CompiledListsAreFoundAgainWithTheirDigest) {
+TEST(BlockingStore, CompiledListsAreFoundAgainWithTheirDigestAndRemadeWhenUnreadable) {
   auto folder = freshFolder("filters-reuse");
   const std::string json = ContentBlocker::rulesJSON();
   {
@@ -81,32 +81,22 @@ TEST(BlockingStore, CompiledListsAreFoundAgainWithTheirDigest) {
     // The JSON and its digest are written beside it off the main thread.
     ASSERT_TRUE(runUntil([&] { return std::filesystem::exists(folder / "quillo.trackers.digest"); }));
   }
-  WebKitFilterStore later(folder);
-  auto failed = compileAndWait(later, ContentBlocker::identifier,
+  WebKitFilterStore store(folder);
+  auto failed = compileAndWait(store, ContentBlocker::identifier,
                                R"json([{"trigger":{"url-filter":"(ads|track)"},"action":{"type":"block"}}])json");
   EXPECT_FALSE(failed.filter);
   EXPECT_FALSE(failed.error.empty());
-
-  auto loaded = loadAndWait(later, ContentBlocker::identifier);
+  auto loaded = loadAndWait(store, ContentBlocker::identifier);
   ASSERT_TRUE(loaded.stored.filter) << "a failed compile leaves the earlier list";
   EXPECT_EQ(loaded.stored.filter->identifier(), "quillo.trackers");
   EXPECT_EQ(loaded.stored.sourceDigest, sourceDigest(json));
 
   LogCapture log;
-  auto missing = loadAndWait(later, "quillo.nothing");
+  auto missing = loadAndWait(store, "quillo.nothing");
   EXPECT_TRUE(missing.answered);
   EXPECT_FALSE(missing.stored.filter);
   EXPECT_TRUE(log.lines.empty()) << "a list never stored is not an error";
-}
 
-TEST(BlockingStore, UnreadableCompiledListIsMadeAgainFromItsJson) {
-  auto folder = freshFolder("filters-rebuild");
-  const std::string json = ContentBlocker::rulesJSON();
-  {
-    WebKitFilterStore store(folder);
-    ASSERT_TRUE(compileAndWait(store, ContentBlocker::identifier, json).filter);
-    ASSERT_TRUE(runUntil([&] { return std::filesystem::exists(folder / "quillo.trackers.digest"); }));
-  }
   // What a WebKit upgrade leaves: a compiled file this version can't use.
   std::filesystem::path compiledFile;
   for (const auto& entry : std::filesystem::directory_iterator(folder)) {
@@ -114,18 +104,15 @@ TEST(BlockingStore, UnreadableCompiledListIsMadeAgainFromItsJson) {
   }
   ASSERT_FALSE(compiledFile.empty());
   std::ofstream(compiledFile, std::ios::binary | std::ios::trunc) << "not a compiled rule list";
-
-  LogCapture log;
-  WebKitFilterStore store(folder);
-  auto loaded = loadAndWait(store, ContentBlocker::identifier);
+  WebKitFilterStore upgraded(folder);
+  loaded = loadAndWait(upgraded, ContentBlocker::identifier);
   ASSERT_TRUE(loaded.stored.filter);
   EXPECT_EQ(loaded.stored.sourceDigest, sourceDigest(json));
-  EXPECT_GT(std::filesystem::file_size(compiledFile), 100u) << "compiled again";
+  EXPECT_GT(std::filesystem::file_size(compiledFile), 100u) << "compiled again from its JSON";
 
   // And once more without any compiled file at all.
   std::filesystem::remove(compiledFile);
-  auto again = loadAndWait(store, ContentBlocker::identifier);
-  EXPECT_TRUE(again.stored.filter);
+  EXPECT_TRUE(loadAndWait(upgraded, ContentBlocker::identifier).stored.filter);
   EXPECT_TRUE(std::filesystem::exists(compiledFile));
 }
 
@@ -153,18 +140,29 @@ const std::string kGif("GIF89a\x01\x00\x01\x00\x80\x00\x00\x00\x00\x00\xff\xff\x
                        "\x00\x00\x00\x01\x00\x01\x00\x00\x02\x02\x44\x01\x00\x3b",
                        43);
 
-// A page that loads a script and an image from each of two hosts and puts
-// what happened into its title, e.g. {"ts":"blocked","ti":"blocked",...}.
+// A page that loads each {key, "script" or "img", address} and puts what
+// happened into its title, e.g. {"a":"blocked","b":"loaded"}.
+struct Load {
+  std::string key, tag, url;
+};
+std::string loadsPage(const std::vector<Load>& loads) {
+  std::string page = "<!doctype html><title>waiting</title><script>var seen = {};"
+                     "function done(key, what) { seen[key] = what;"
+                     "  if (Object.keys(seen).length == " + std::to_string(loads.size()) +
+                     ") document.title = JSON.stringify(seen); }</script>";
+  for (const auto& load : loads) {
+    page += "<" + load.tag + " src='" + load.url + "' onload=\"done('" + load.key + "','loaded')\" onerror=\"done('" +
+            load.key + "','blocked')\">" + (load.tag == "script" ? "</script>" : "");
+  }
+  return page;
+}
+
+// A script and an image from each of two hosts: {"ts":…,"ti":…,"ns":…,"ni":…}.
 std::string probePage(const std::string& trackerOrigin, const std::string& neutralOrigin) {
-  return "<!doctype html><title>waiting</title><script>"
-         "var seen = {};"
-         "function done(key, what) { seen[key] = what;"
-         "  if (Object.keys(seen).length == 4) document.title = JSON.stringify(seen); }"
-         "</script>"
-         "<script src='" + trackerOrigin + "/t.js' onload=\"done('ts','loaded')\" onerror=\"done('ts','blocked')\"></script>"
-         "<img src='" + trackerOrigin + "/t.gif' onload=\"done('ti','loaded')\" onerror=\"done('ti','blocked')\">"
-         "<script src='" + neutralOrigin + "/n.js' onload=\"done('ns','loaded')\" onerror=\"done('ns','blocked')\"></script>"
-         "<img src='" + neutralOrigin + "/n.gif' onload=\"done('ni','loaded')\" onerror=\"done('ni','blocked')\">";
+  return loadsPage({{"ts", "script", trackerOrigin + "/t.js"},
+                    {"ti", "img", trackerOrigin + "/t.gif"},
+                    {"ns", "script", neutralOrigin + "/n.js"},
+                    {"ni", "img", neutralOrigin + "/n.gif"}});
 }
 
 void serveProbeResources(TestServer& server) {
@@ -188,6 +186,16 @@ nlohmann::json probe(WebViewPort& view, RecordingEvents& events, const std::stri
   return nlohmann::json::parse(view.title(), nullptr, false);
 }
 
+// A private store whose requests, for any host, all reach `server`.
+std::shared_ptr<DataStore> storeThroughProxy(const TestServer& server) {
+  auto store = sharedEngine().makePrivateStore();
+  WebKitNetworkProxySettings* proxy = webkit_network_proxy_settings_new(server.url("").c_str(), nullptr);
+  webkit_network_session_set_proxy_settings(static_cast<WebKitDataStore*>(store.get())->session(),
+                                            WEBKIT_NETWORK_PROXY_MODE_CUSTOM, proxy);
+  webkit_network_proxy_settings_free(proxy);
+  return store;
+}
+
 int requestsTo(const TestServer& server, const std::string& host, const std::string& path = {}) {
   int n = 0;
   for (const auto& request : server.requests())
@@ -202,11 +210,7 @@ TEST(BlockingEngine, BuiltInTrackerListBlocksThirdPartiesOnly) {
   server.html("/page.html", probePage("http://ad.doubleclick.net", "http://cdn.neutral.test"));
   server.html("/own.html", probePage("http://doubleclick.net", "http://cdn.neutral.test"));
 
-  auto store = sharedEngine().makePrivateStore();
-  auto* session = static_cast<WebKitDataStore*>(store.get())->session();
-  WebKitNetworkProxySettings* proxy = webkit_network_proxy_settings_new(server.url("").c_str(), nullptr);
-  webkit_network_session_set_proxy_settings(session, WEBKIT_NETWORK_PROXY_MODE_CUSTOM, proxy);
-  webkit_network_proxy_settings_free(proxy);
+  auto store = storeThroughProxy(server);
 
   WebKitFilterStore filters(freshFolder("filters-trackers"));
   auto trackers = compileAndWait(filters, ContentBlocker::identifier, ContentBlocker::rulesJSON());
@@ -230,23 +234,6 @@ TEST(BlockingEngine, BuiltInTrackerListBlocksThirdPartiesOnly) {
   EXPECT_EQ(requestsTo(server, "doubleclick.net", "/t.gif"), 1);
 }
 
-// A page that loads each {key, "script" or "img", address} and puts what
-// happened into its title, e.g. {"a":"blocked","b":"loaded"}.
-struct Load {
-  std::string key, tag, url;
-};
-std::string loadsPage(const std::vector<Load>& loads) {
-  std::string page = "<!doctype html><title>waiting</title><script>var seen = {};"
-                     "function done(key, what) { seen[key] = what;"
-                     "  if (Object.keys(seen).length == " + std::to_string(loads.size()) +
-                     ") document.title = JSON.stringify(seen); }</script>";
-  for (const auto& load : loads) {
-    page += "<" + load.tag + " src='" + load.url + "' onload=\"done('" + load.key + "','loaded')\" onerror=\"done('" +
-            load.key + "','blocked')\">" + (load.tag == "script" ? "</script>" : "");
-  }
-  return page;
-}
-
 TEST(BlockingEngine, NegatedTypesTrailingSeparatorsAndRewrittenExpressions) {
   TestServer server;
   serveProbeResources(server);
@@ -266,11 +253,7 @@ TEST(BlockingEngine, NegatedTypesTrailingSeparatorsAndRewrittenExpressions) {
                                       {"long", "img", "http://tmx.tdbank.com/abcde.gif"},
                                       {"other", "img", "http://tmx.tdx.com/abc.gif"}}));
 
-  auto store = sharedEngine().makePrivateStore();
-  auto* session = static_cast<WebKitDataStore*>(store.get())->session();
-  WebKitNetworkProxySettings* proxy = webkit_network_proxy_settings_new(server.url("").c_str(), nullptr);
-  webkit_network_session_set_proxy_settings(session, WEBKIT_NETWORK_PROXY_MODE_CUSTOM, proxy);
-  webkit_network_proxy_settings_free(proxy);
+  auto store = storeThroughProxy(server);
 
   auto converted = EasyPrivacy::convert(
       "||wipe.de^$~script,third-party\n"
@@ -337,6 +320,28 @@ TEST(BlockingEngine, ConvertedListBlocksOnLoopbackHosts) {
   seen = probe(*view, events, tracker.url("/own.html"));
   EXPECT_EQ(seen["ts"], "loaded") << "first party";
   EXPECT_EQ(seen["ti"], "loaded");
+}
+
+TEST(BlockingEngine, AViewsFiltersCanBeReplacedWhileItLives) {
+  TestServer server;
+  serveProbeResources(server);
+  server.html("/", loadsPage({{"s", "script", "/t.js"}}));
+  WebKitFilterStore filters(freshFolder("filters-replaced"));
+  const std::string rules = R"([{"trigger":{"url-filter":"/t\\.js"},"action":{"type":"block"}}])";
+  auto list = compileAndWait(filters, "test.probe", rules);
+  ASSERT_TRUE(list.filter) << list.error;
+
+  RecordingEvents events;
+  auto view = sharedEngine().makeView({nullptr, {list.filter}, {}});
+  view->setEvents(&events);
+  EXPECT_EQ(probe(*view, events, server.url("/")), nlohmann::json({{"s", "blocked"}}));
+  EXPECT_EQ(server.count("/t.js"), 0);
+  view->setContentFilters({});
+  view->reload();
+  ASSERT_TRUE(runUntil([&] { return view->title() == R"({"s":"loaded"})"; })) << view->title();
+  view->setContentFilters({list.filter});
+  view->reload();
+  EXPECT_TRUE(runUntil([&] { return view->title() == R"({"s":"blocked"})"; })) << view->title();
 }
 
 }  // namespace
