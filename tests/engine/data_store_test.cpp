@@ -15,7 +15,7 @@ std::string cookiesOf(WebViewPort& view) {
   return cookies.result && cookies.result->is_string() ? cookies.result->get<std::string>() : "<" + cookies.error + ">";
 }
 
-TEST(DataStores, PrivateViewsShareCookiesOnlyWithEachOtherAndLoseThemWithTheStore) {
+TEST(DataStores, PrivateViewsShareCookiesOnlyWithEachOtherAndLoseThemWhileNormalOnesAreOnDisk) {
   WebKitEngine& engine = sharedEngine();
   TestServer server;
   server.html("/", "<!doctype html><title>blank</title>");
@@ -27,25 +27,31 @@ TEST(DataStores, PrivateViewsShareCookiesOnlyWithEachOtherAndLoseThemWithTheStor
   auto* session = dynamic_cast<WebKitDataStore&>(*privateStore).session();
   g_object_add_weak_pointer(G_OBJECT(session), reinterpret_cast<gpointer*>(&session));
 
-  RecordingEvents firstEvents, secondEvents, normalEvents;
-  auto first = engine.makeView({privateStore, {}, {}});
-  auto second = engine.makeView({privateStore, {}, {}});
-  auto normal = engine.makeView({});
-  first->setEvents(&firstEvents);
-  second->setEvents(&secondEvents);
-  normal->setEvents(&normalEvents);
+  RecordingEvents firstEvents, secondEvents, normalEvents, laterEvents;
+  auto loaded = [&](std::shared_ptr<DataStore> store, RecordingEvents& events) {
+    auto view = engine.makeView({store, {}, {}});
+    view->setEvents(&events);
+    EXPECT_TRUE(loadAndWait(*view, events, site));
+    return view;
+  };
+  auto first = loaded(privateStore, firstEvents);
   EXPECT_EQ(first->store(), privateStore);
-
-  ASSERT_TRUE(loadAndWait(*first, firstEvents, site));
   ASSERT_TRUE(evaluateAndWait(*first, "document.cookie = 'incognito=1; max-age=3600'").result);
-  ASSERT_TRUE(loadAndWait(*second, secondEvents, site));
-  ASSERT_TRUE(loadAndWait(*normal, normalEvents, site));
+  auto second = loaded(privateStore, secondEvents);
+  auto normal = loaded(nullptr, normalEvents);
   EXPECT_NE(cookiesOf(*second).find("incognito=1"), std::string::npos);
   EXPECT_EQ(cookiesOf(*normal).find("incognito=1"), std::string::npos);
 
-  // And the other way round: a normal cookie stays out of private views.
+  // And the other way round: a normal cookie stays out of private views,
+  // and is kept on disk.
   ASSERT_TRUE(evaluateAndWait(*normal, "document.cookie = 'everyday=1; max-age=3600'").result);
   EXPECT_EQ(cookiesOf(*second).find("everyday=1"), std::string::npos);
+  auto file = AppSupport::folder() / "website-data" / "cookies.sqlite";
+  EXPECT_TRUE(runUntil([&] { return std::filesystem::exists(file); })) << file;
+  auto* persistent = dynamic_cast<WebKitDataStore&>(*engine.persistentStore()).session();
+  EXPECT_STREQ(
+      webkit_website_data_manager_get_base_data_directory(webkit_network_session_get_website_data_manager(persistent)),
+      (AppSupport::folder() / "website-data").c_str());
 
   // The session lives while anything holds it, and goes with the last one.
   first.reset();
@@ -55,27 +61,8 @@ TEST(DataStores, PrivateViewsShareCookiesOnlyWithEachOtherAndLoseThemWithTheStor
   second.reset();
   EXPECT_TRUE(runUntil([&] { return session == nullptr; }));
 
-  RecordingEvents laterEvents;
-  auto later = engine.makeView({engine.makePrivateStore(), {}, {}});
-  later->setEvents(&laterEvents);
-  ASSERT_TRUE(loadAndWait(*later, laterEvents, site));
+  auto later = loaded(engine.makePrivateStore(), laterEvents);
   EXPECT_EQ(cookiesOf(*later).find("incognito=1"), std::string::npos);
-}
-
-TEST(DataStores, ThePersistentStoreKeepsItsCookiesOnDisk) {
-  WebKitEngine& engine = sharedEngine();
-  TestServer server;
-  server.html("/", "<!doctype html><title>blank</title>");
-  RecordingEvents events;
-  auto view = engine.makeView({});
-  view->setEvents(&events);
-  ASSERT_TRUE(loadAndWait(*view, events, mustParse(server.url("/"))));
-  ASSERT_TRUE(evaluateAndWait(*view, "document.cookie = 'kept=1; max-age=3600'").result);
-  auto file = AppSupport::folder() / "website-data" / "cookies.sqlite";
-  EXPECT_TRUE(runUntil([&] { return std::filesystem::exists(file); })) << file;
-  auto* session = dynamic_cast<WebKitDataStore&>(*engine.persistentStore()).session();
-  EXPECT_STREQ(webkit_website_data_manager_get_base_data_directory(webkit_network_session_get_website_data_manager(session)),
-               (AppSupport::folder() / "website-data").c_str());
 }
 
 TEST(WebKitEngineSetup, UsesOurUserAgentTokenAndFindsTheExtension) {
