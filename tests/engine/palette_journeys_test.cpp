@@ -43,7 +43,7 @@ class PaletteJourney : public Journey {
   PagePtr alpha, beta, gamma;
 };
 
-TEST_F(PaletteJourney, ReturnOpensTheHighlightedTabAndAltReturnBesideIt) {
+TEST_F(PaletteJourney, ReturnOpensTheHighlightedTabOrSearchesForPlainWords) {
   openPalette();
   EXPECT_TRUE(highlightIs(row("Gamma page"))) << "the current tab is lit at rest";
   type("alpha");
@@ -54,12 +54,6 @@ TEST_F(PaletteJourney, ReturnOpensTheHighlightedTabAndAltReturnBesideIt) {
   EXPECT_TRUE(onPage("/alpha.html")) << "the tab row, not a search for its title: " << address();
   EXPECT_EQ(browser->pages->size(), 3u);
   EXPECT_EQ(fieldText(), "127.0.0.1") << "the idle field shows the short address";
-
-  highlight("beta", "Beta page");
-  key("alt+Return");
-  EXPECT_TRUE(onPage("/beta.html")) << "Alt+Return opens the row too, beside the page";
-  ASSERT_EQ(browser->splits.size(), 1u);
-  EXPECT_EQ(browser->splits[0]->left, alpha);
 
   // Nothing highlighted in a plain search: the words are searched for.
   openPalette();
@@ -229,13 +223,7 @@ TEST_F(PaletteJourney, FindEndsWhenThePaletteOpensForSomethingElse) {
   EXPECT_TRUE(waitFor([&] { return !browser->isFinding.get(); }));
 }
 
-TEST_F(PaletteJourney, TabKeysCloseReopenCycleAndTheSessionFileFollows) {
-  key("ctrl+w");
-  ASSERT_TRUE(waitFor([&] { return browser->pages->size() == 2 && address() == url("/beta.html"); }));
-  key("ctrl+shift+t");
-  ASSERT_TRUE(onPage("/gamma.html"));
-  ASSERT_EQ(browser->pages->size(), 3u);
-
+TEST_F(PaletteJourney, CtrlTabCyclesTheRecentTabsAndTheSessionFileFollows) {
   // Ctrl held: each Tab moves down the recent tabs; releasing Ctrl chooses.
   ASSERT_TRUE(xdotool("keydown ctrl"));
   key("Tab");
