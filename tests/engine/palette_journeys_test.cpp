@@ -318,9 +318,6 @@ TEST_F(PaletteJourney, PrivateTabsFindKeysCopyAndRemove) {
   ASSERT_TRUE(onPage("/beta.html?private=1"));
   EXPECT_TRUE(browser->current()->isPrivate());
   EXPECT_EQ(browser->pages->size(), 4u);
-  key("ctrl+d");
-  ASSERT_TRUE(waitFor([&] { return browser->flash.get() == std::optional<std::string>("Private tabs can't be pinned"); }));
-  EXPECT_TRUE(browser->pins->empty());
   key("ctrl+w");
   ASSERT_TRUE(onPage("/gamma.html"));
   EXPECT_EQ(history->find(*Url::parse(url("/beta.html?private=1"))), nullptr) << "a private visit leaves no history";

@@ -198,11 +198,6 @@ std::string Journey::address() const {
   return url ? url->str() : std::string();
 }
 
-std::string Journey::title() const {
-  auto page = browser->current();
-  return page ? page->title.get() : std::string();
-}
-
 std::string Journey::fieldText() { return window->addressBar().entry().get_text(); }
 
 std::string Journey::caption() { return window->addressBar().caption(); }

@@ -62,7 +62,6 @@ class Journey : public ::testing::Test {
 
   // ---- What the user sees ----
   std::string address() const;  // the current page's address, "" without one
-  std::string title() const;
   std::string fieldText();
   std::string caption();
   bool fieldHasFocus();
