@@ -125,14 +125,11 @@ TEST(BlockingEngine, RealEasyPrivacyListCompiles) {
   ASSERT_GT(converted.blocking, 0);
 
   WebKitFilterStore store(freshFolder("filters-easyprivacy"));
-  auto start = std::chrono::steady_clock::now();
   // A large list on a busy machine: WebKit compiles it on its own thread.
   auto compiled = compileAndWait(store, EasyPrivacy::identifier, converted.json, 120s);
-  auto elapsed = std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - start).count();
-  ASSERT_TRUE(compiled.answered) << "no answer after " << elapsed << " ms";
+  ASSERT_TRUE(compiled.answered);
   EXPECT_TRUE(compiled.filter) << compiled.error;
   EXPECT_TRUE(compiled.error.empty()) << compiled.error;
-  RecordProperty("compile_ms", std::to_string(elapsed));
 }
 
 // A 1x1 transparent GIF.
