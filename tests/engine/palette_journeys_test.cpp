@@ -198,12 +198,30 @@ TEST_F(PaletteJourney, TheFirstKeyAfterCtrlECompletesFromHistory) {
   EXPECT_EQ(browser->query.get(), "127") << "the list searches what was typed";
 }
 
-TEST_F(PaletteJourney, FindEndsWhenThePaletteOpensForSomethingElse) {
+TEST_F(PaletteJourney, FindKeysStepThroughMatchesAndFindingEndsWhenThePaletteOpensForSomethingElse) {
+  // Return, Shift+Return, Ctrl+G and F3 move through the matches.
+  ASSERT_EQ(pageScript(gamma, "document.body.innerHTML += '<p>gamma again</p><p>gamma thrice</p>'; 'ok'"), "ok");
   key("ctrl+f");
   ASSERT_TRUE(waitFor([&] { return browser->isFinding.get() && fieldHasFocus(); }));
   EXPECT_EQ(caption(), "Find in page · Return for next, Shift+Return for previous");
   type("gamma");
   ASSERT_TRUE(waitFor([&] { return browser->findMatched.get() == std::optional<bool>(true); }));
+  for (auto keys : {"Return", "shift+Return", "ctrl+g", "F3", "shift+F3", "ctrl+shift+g"}) {
+    browser->findMatched = std::nullopt;
+    key(keys);
+    EXPECT_TRUE(waitFor([&] { return browser->findMatched.get() == std::optional<bool>(true); })) << keys;
+  }
+  EXPECT_TRUE(fieldHasFocus()) << "finding keeps the field";
+  type("zz");
+  ASSERT_TRUE(waitFor([&] { return browser->findMatched.get() == std::optional<bool>(false); }));
+  EXPECT_TRUE(waitFor([&] { return caption() == "No matches · Esc to stop"; })) << "once the flash is gone";
+  key("Escape");
+  EXPECT_TRUE(onPage("/gamma.html"));
+  EXPECT_FALSE(browser->isFinding.get());
+
+  // Finding, with the page given the keyboard, ends when Ctrl+T opens the palette.
+  key("ctrl+f");
+  ASSERT_TRUE(waitFor([&] { return browser->isFinding.get() && fieldHasFocus(); }));
   click(window->pageOverlay(), 300, 400);
   ASSERT_TRUE(waitFor([&] { return pageHasFocus(); }));
   key("ctrl+t");
@@ -304,7 +322,7 @@ std::string clipboardText() {
   return read.text;
 }
 
-TEST_F(PaletteJourney, PrivateTabsFindKeysCopyAndRemove) {
+TEST_F(PaletteJourney, PrivateTabsCopyAndRemoveKeys) {
   DesktopClipboard clipboard;
   browser->attach(clipboard);
 
@@ -321,24 +339,6 @@ TEST_F(PaletteJourney, PrivateTabsFindKeysCopyAndRemove) {
   key("ctrl+w");
   ASSERT_TRUE(onPage("/gamma.html"));
   EXPECT_EQ(history->find(*Url::parse(url("/beta.html?private=1"))), nullptr) << "a private visit leaves no history";
-
-  // Find: Return, Shift+Return, Ctrl+G and F3 move through the matches.
-  ASSERT_EQ(pageScript(gamma, "document.body.innerHTML += '<p>gamma again</p><p>gamma thrice</p>'; 'ok'"), "ok");
-  key("ctrl+f");
-  type("gamma");
-  ASSERT_TRUE(waitFor([&] { return browser->findMatched.get() == std::optional<bool>(true); }));
-  for (auto keys : {"Return", "shift+Return", "ctrl+g", "F3", "shift+F3", "ctrl+shift+g"}) {
-    browser->findMatched = std::nullopt;
-    key(keys);
-    EXPECT_TRUE(waitFor([&] { return browser->findMatched.get() == std::optional<bool>(true); })) << keys;
-  }
-  EXPECT_TRUE(fieldHasFocus()) << "finding keeps the field";
-  type("zz");
-  ASSERT_TRUE(waitFor([&] { return browser->findMatched.get() == std::optional<bool>(false); }));
-  EXPECT_TRUE(waitFor([&] { return caption() == "No matches · Esc to stop"; })) << "once the flash is gone";
-  key("Escape");
-  EXPECT_TRUE(onPage("/gamma.html"));
-  EXPECT_FALSE(browser->isFinding.get());
 
   // Ctrl+/ lists the commands; Ctrl+C copies the highlighted row's address.
   key("ctrl+slash");

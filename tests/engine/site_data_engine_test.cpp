@@ -20,10 +20,6 @@ namespace {
 
 using State = DownloadItem::State;
 
-WebKitNetworkSession* sessionOf(const std::shared_ptr<DataStore>& store) {
-  return dynamic_cast<WebKitDataStore&>(*store).session();
-}
-
 class DownloadsEngine : public ViewTest {
  protected:
   void SetUp() override {
@@ -41,7 +37,8 @@ class DownloadsEngine : public ViewTest {
 
   Downloads::ItemPtr downloadWith(const std::shared_ptr<DataStore>& store, const std::string& path) {
     size_t before = downloads->list().size();
-    webkit_network_session_download_uri(sessionOf(store), server.url(path).c_str());
+    auto* session = dynamic_cast<WebKitDataStore&>(*store).session();
+    webkit_network_session_download_uri(session, server.url(path).c_str());
     EXPECT_TRUE(runUntil([&] { return downloads->list().size() > before; }));
     return downloads->list().empty() ? nullptr : downloads->list().front();
   }
