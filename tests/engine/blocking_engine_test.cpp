@@ -116,7 +116,30 @@ TEST(BlockingStore, CompiledListsAreFoundAgainWithTheirDigestAndRemadeWhenUnread
   EXPECT_TRUE(std::filesystem::exists(compiledFile));
 }
 
-TEST(BlockingEngine, RealEasyPrivacyListCompiles) {
+// A view whose one filter is a list compiled in a store folder of the test's own.
+class BlockingEngine : public ::testing::Test {
+ protected:
+  void viewWithList(std::shared_ptr<DataStore> store, const std::string& identifier, const std::string& json) {
+    auto compiled = compileAndWait(filters, identifier, json);
+    ASSERT_TRUE(compiled.filter) << compiled.error;
+    filter = compiled.filter;
+    view = sharedEngine().makeView({std::move(store), {filter}, {}});
+    view->setEvents(&events);
+  }
+  // Loads a page made by loadsPage() and reads what it could load.
+  nlohmann::json probe(const std::string& url) {
+    if (!loadAndWait(*view, events, mustParse(url))) return {};
+    if (!runUntil([&] { return view->title() != "waiting" && !view->title().empty(); })) return {};
+    return nlohmann::json::parse(view->title(), nullptr, false);
+  }
+
+  WebKitFilterStore filters{freshFolder(::testing::UnitTest::GetInstance()->current_test_info()->name())};
+  RecordingEvents events;
+  std::shared_ptr<ContentFilter> filter;
+  std::unique_ptr<WebViewPort> view;
+};
+
+TEST_F(BlockingEngine, RealEasyPrivacyListCompiles) {
   std::ifstream file(std::string(QUILLO_TEST_DATA_DIR) + "/easyprivacy.txt", std::ios::binary);
   if (!file) GTEST_SKIP() << "easyprivacy.txt is not available";
   std::stringstream text;
@@ -124,9 +147,8 @@ TEST(BlockingEngine, RealEasyPrivacyListCompiles) {
   auto converted = EasyPrivacy::convert(text.str());
   ASSERT_GT(converted.blocking, 0);
 
-  WebKitFilterStore store(freshFolder("filters-easyprivacy"));
   // A large list on a busy machine: WebKit compiles it on its own thread.
-  auto compiled = compileAndWait(store, EasyPrivacy::identifier, converted.json, 120s);
+  auto compiled = compileAndWait(filters, EasyPrivacy::identifier, converted.json, 120s);
   ASSERT_TRUE(compiled.answered);
   EXPECT_TRUE(compiled.filter) << compiled.error;
   EXPECT_TRUE(compiled.error.empty()) << compiled.error;
@@ -167,11 +189,6 @@ void serveProbeResources(TestServer& server, const std::vector<std::string>& ima
   for (const auto& path : images) server.route(path, Route{200, "image/gif", kGif, {}});
 }
 
-nlohmann::json probe(WebViewPort& view, RecordingEvents& events, const std::string& url) {
-  if (!loadAndWait(view, events, mustParse(url))) return {};
-  if (!runUntil([&] { return view.title() != "waiting" && !view.title().empty(); })) return {};
-  return nlohmann::json::parse(view.title(), nullptr, false);
-}
 
 // A private store whose requests, for any host, all reach `server`.
 std::shared_ptr<DataStore> storeThroughProxy(const TestServer& server) {
@@ -190,38 +207,31 @@ int requestsTo(const TestServer& server, const std::string& host, const std::str
   return n;
 }
 
-TEST(BlockingEngine, BuiltInTrackerListBlocksThirdPartiesOnly) {
+TEST_F(BlockingEngine, BuiltInTrackerListBlocksThirdPartiesOnly) {
   // Real tracker names through a proxy: every host reaches the test server.
   TestServer server;
   serveProbeResources(server);
   server.html("/page.html", probePage("http://ad.doubleclick.net", "http://cdn.neutral.test"));
   server.html("/own.html", probePage("http://doubleclick.net", "http://cdn.neutral.test"));
 
-  auto store = storeThroughProxy(server);
+  auto list = ContentBlocker::rulesJSON();
+  ASSERT_NO_FATAL_FAILURE(viewWithList(storeThroughProxy(server), ContentBlocker::identifier, list));
 
-  WebKitFilterStore filters(freshFolder("filters-trackers"));
-  auto trackers = compileAndWait(filters, ContentBlocker::identifier, ContentBlocker::rulesJSON());
-  ASSERT_TRUE(trackers.filter) << trackers.error;
-
-  RecordingEvents events;
-  auto view = sharedEngine().makeView({store, {trackers.filter}, {}});
-  view->setEvents(&events);
-
-  auto seen = probe(*view, events, "http://site.test/page.html");
+  auto seen = probe("http://site.test/page.html");
   EXPECT_EQ(seen, nlohmann::json({{"ts", "blocked"}, {"ti", "blocked"}, {"ns", "loaded"}, {"ni", "loaded"}}));
   EXPECT_EQ(requestsTo(server, "ad.doubleclick.net"), 0) << "blocked before any request";
   EXPECT_EQ(requestsTo(server, "cdn.neutral.test"), 2);
 
   // The service's own site, visited directly, is first party.
   server.clearLog();
-  seen = probe(*view, events, "http://doubleclick.net/own.html");
+  seen = probe("http://doubleclick.net/own.html");
   EXPECT_EQ(seen["ts"], "loaded");
   EXPECT_EQ(seen["ti"], "loaded");
   EXPECT_EQ(requestsTo(server, "doubleclick.net", "/t.js"), 1);
   EXPECT_EQ(requestsTo(server, "doubleclick.net", "/t.gif"), 1);
 }
 
-TEST(BlockingEngine, TrailingSeparatorsAndRewrittenExpressions) {
+TEST_F(BlockingEngine, TrailingSeparatorsAndRewrittenExpressions) {
   TestServer server;
   serveProbeResources(server, {"/event", "/eventx", "/ab.gif", "/abc.gif", "/abcd.gif", "/abcde.gif"});
   server.html("/events.html", loadsPage({{"end", "img", "http://events.apester.com/event"},
@@ -233,28 +243,20 @@ TEST(BlockingEngine, TrailingSeparatorsAndRewrittenExpressions) {
                                       {"long", "img", "http://tmx.tdbank.com/abcde.gif"},
                                       {"other", "img", "http://tmx.tdx.com/abc.gif"}}));
 
-  auto store = storeThroughProxy(server);
-
   auto converted = EasyPrivacy::convert(
       "||apester.com/event^\n"
       "/^http:\\/\\/tmx\\.(td|tdbank)\\.com\\/[a-z]{3,4}\\.gif/$image\n");
   ASSERT_EQ(converted.skipped, 0);
   ASSERT_EQ(converted.blocking, 4) << "two rules each";
-  WebKitFilterStore filters(freshFolder("filters-shapes"));
-  auto list = compileAndWait(filters, EasyPrivacy::identifier, converted.json);
-  ASSERT_TRUE(list.filter) << list.error;
+  ASSERT_NO_FATAL_FAILURE(viewWithList(storeThroughProxy(server), EasyPrivacy::identifier, converted.json));
 
-  RecordingEvents events;
-  auto view = sharedEngine().makeView({store, {list.filter}, {}});
-  view->setEvents(&events);
-
-  auto seen = probe(*view, events, "http://site.test/events.html");
+  auto seen = probe("http://site.test/events.html");
   EXPECT_EQ(seen, nlohmann::json({{"end", "blocked"}, {"query", "blocked"}, {"longer", "loaded"}}))
       << "the separator matches the end of the address, not a longer path segment";
   EXPECT_EQ(requestsTo(server, "events.apester.com", "/event"), 0);
   EXPECT_EQ(requestsTo(server, "events.apester.com", "/eventx"), 1);
 
-  seen = probe(*view, events, "http://site.test/tmx.html");
+  seen = probe("http://site.test/tmx.html");
   EXPECT_EQ(seen, nlohmann::json({{"td3", "blocked"},
                                   {"bank4", "blocked"},
                                   {"short", "loaded"},
@@ -263,7 +265,7 @@ TEST(BlockingEngine, TrailingSeparatorsAndRewrittenExpressions) {
       << "both alternatives, three or four letters, nothing else";
 }
 
-TEST(BlockingEngine, ConvertedListBlocksOnLoopbackHosts) {
+TEST_F(BlockingEngine, ConvertedListBlocksOnLoopbackHosts) {
   // 127.0.0.1 (the page), 127.0.0.2 (listed) and localhost (neutral) are
   // three sites to WebKit.
   TestServer page("127.0.0.1"), tracker("127.0.0.2");
@@ -278,41 +280,29 @@ TEST(BlockingEngine, ConvertedListBlocksOnLoopbackHosts) {
       "! a tracker and an exception that must not free it\n"
       "||127.0.0.2^$third-party\n"
       "@@||127.0.0.2/other.js^\n");
-  WebKitFilterStore filters(freshFolder("filters-converted"));
-  auto list = compileAndWait(filters, EasyPrivacy::identifier, converted.json);
-  ASSERT_TRUE(list.filter) << list.error;
+  ASSERT_NO_FATAL_FAILURE(viewWithList(nullptr, EasyPrivacy::identifier, converted.json));
 
-  RecordingEvents events;
-  auto view = sharedEngine().makeView({nullptr, {list.filter}, {}});
-  view->setEvents(&events);
-
-  auto seen = probe(*view, events, page.url("/page.html"));
+  auto seen = probe(page.url("/page.html"));
   EXPECT_EQ(seen, nlohmann::json({{"ts", "blocked"}, {"ti", "blocked"}, {"ns", "loaded"}, {"ni", "loaded"}}));
   EXPECT_EQ(tracker.count("/t.js") + tracker.count("/t.gif"), 0);
 
-  seen = probe(*view, events, tracker.url("/own.html"));
+  seen = probe(tracker.url("/own.html"));
   EXPECT_EQ(seen["ts"], "loaded") << "first party";
   EXPECT_EQ(seen["ti"], "loaded");
 }
 
-TEST(BlockingEngine, AViewsFiltersCanBeReplacedWhileItLives) {
+TEST_F(BlockingEngine, AViewsFiltersCanBeReplacedWhileItLives) {
   TestServer server;
   serveProbeResources(server);
   server.html("/", loadsPage({{"s", "script", "/t.js"}}));
-  WebKitFilterStore filters(freshFolder("filters-replaced"));
   const std::string rules = R"([{"trigger":{"url-filter":"/t\\.js"},"action":{"type":"block"}}])";
-  auto list = compileAndWait(filters, "test.probe", rules);
-  ASSERT_TRUE(list.filter) << list.error;
-
-  RecordingEvents events;
-  auto view = sharedEngine().makeView({nullptr, {list.filter}, {}});
-  view->setEvents(&events);
-  EXPECT_EQ(probe(*view, events, server.url("/")), nlohmann::json({{"s", "blocked"}}));
+  ASSERT_NO_FATAL_FAILURE(viewWithList(nullptr, "test.probe", rules));
+  EXPECT_EQ(probe(server.url("/")), nlohmann::json({{"s", "blocked"}}));
   EXPECT_EQ(server.count("/t.js"), 0);
   view->setContentFilters({});
   view->reload();
   ASSERT_TRUE(runUntil([&] { return view->title() == R"({"s":"loaded"})"; })) << view->title();
-  view->setContentFilters({list.filter});
+  view->setContentFilters({filter});
   view->reload();
   EXPECT_TRUE(runUntil([&] { return view->title() == R"({"s":"blocked"})"; })) << view->title();
 }
