@@ -18,7 +18,7 @@ class PageBoundaries : public ViewTest {
   // The heading of the dialog `script` (run in the top page) raises; the
   // dialog is then answered.
   std::string dialogHeading(WebViewPort& view, const std::string& script) {
-    view.evaluate(script, 0, false, [](auto, auto) {});
+    evaluateLater(view, script);
     if (!runUntil([] { return shownDialog() != nullptr; })) return "no dialog";
     std::string text = textOf(shownDialog());
     gtk_dialog_response(GTK_DIALOG(shownDialog()), GTK_RESPONSE_OK);

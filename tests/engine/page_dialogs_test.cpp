@@ -20,12 +20,7 @@ class ScriptDialogs : public ViewTest {
   // Starts the script, waits for its dialog, lets `answer` handle it, and
   // returns what the script got.
   Evaluation run(const std::string& script, const std::function<void(GtkMessageDialog*)>& answer) {
-    auto evaluation = std::make_shared<Evaluation>();
-    view->evaluate(script, 0, false, [evaluation](std::optional<nlohmann::json> result, std::string error) {
-      evaluation->answered = true;
-      evaluation->result = std::move(result);
-      evaluation->error = std::move(error);
-    });
+    auto evaluation = evaluateLater(*view, script);
     EXPECT_TRUE(runUntil([] { return shownDialog() != nullptr; }));
     if (GtkMessageDialog* dialog = shownDialog()) answer(dialog);
     EXPECT_TRUE(runUntil([&] { return evaluation->answered; }));
@@ -59,8 +54,7 @@ TEST_F(ScriptDialogs, ConfirmAndPromptNameTheSiteAndAnswerWhatWasChosen) {
 }
 
 TEST_F(ScriptDialogs, AnAlertIsReleasedWhenItsViewGoes) {
-  bool answered = false;
-  view->evaluate("alert('Hi'); 'after'", 0, false, [&](auto, auto) { answered = true; });
+  auto alert = evaluateLater(*view, "alert('Hi'); 'after'");
   ASSERT_TRUE(runUntil([] { return shownDialog() != nullptr; }));
   EXPECT_EQ(textOf(shownDialog(), "secondary-text"), "Hi");
   // Only the "OK" button for an alert.
@@ -68,7 +62,7 @@ TEST_F(ScriptDialogs, AnAlertIsReleasedWhenItsViewGoes) {
   windowWith(nullptr);
   view.reset();
   EXPECT_TRUE(runUntil([] { return shownDialog() == nullptr; }));
-  EXPECT_FALSE(answered);
+  EXPECT_FALSE(alert->answered);
 }
 
 TEST_F(ScriptDialogs, AnUploadFieldOpensAChooserAndGetsTheChosenFile) {

@@ -93,13 +93,19 @@ bool loadAndWait(WebViewPort& view, RecordingEvents& events, const Url& url) {
   return runUntil([&] { return events.commits > before && !view.isLoading(); });
 }
 
-Evaluation evaluateAndWait(WebViewPort& view, const std::string& script, uint64_t frameID, bool isolated) {
+std::shared_ptr<Evaluation> evaluateLater(WebViewPort& view, const std::string& script, uint64_t frameID,
+                                          bool isolated) {
   auto evaluation = std::make_shared<Evaluation>();
   view.evaluate(script, frameID, isolated, [evaluation](std::optional<nlohmann::json> result, std::string error) {
     evaluation->answered = true;
     evaluation->result = std::move(result);
     evaluation->error = std::move(error);
   });
+  return evaluation;
+}
+
+Evaluation evaluateAndWait(WebViewPort& view, const std::string& script, uint64_t frameID, bool isolated) {
+  auto evaluation = evaluateLater(view, script, frameID, isolated);
   runUntil([&] { return evaluation->answered; });
   return *evaluation;
 }
@@ -113,12 +119,6 @@ Url mustParse(const std::string& text) {
 std::string readFile(const std::filesystem::path& path) {
   std::ifstream in(path);
   return std::string(std::istreambuf_iterator<char>(in), {});
-}
-
-uint64_t subframeThatPosted(const RecordingEvents& events, const std::string& name) {
-  for (const auto& message : events.messagesNamed(name))
-    if (!message.isMainFrame) return message.frameID;
-  return 0;
 }
 
 GtkWindow* shownWindow(GType type) {

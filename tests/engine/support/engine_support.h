@@ -72,13 +72,13 @@ struct Evaluation {
 };
 Evaluation evaluateAndWait(WebViewPort& view, const std::string& script, uint64_t frameID = 0,
                            bool isolated = false);
+// The same without waiting: the answer fills in as it comes.
+std::shared_ptr<Evaluation> evaluateLater(WebViewPort& view, const std::string& script, uint64_t frameID = 0,
+                                          bool isolated = false);
 
 Url mustParse(const std::string& text);
 
 std::string readFile(const std::filesystem::path& path);
-
-// The id of the first subframe that posted a message with this name.
-uint64_t subframeThatPosted(const RecordingEvents& events, const std::string& name);
 
 // ---- Windows the engine opens on its own ----
 // A shown toplevel of this type (a message dialog, a file chooser), if any.
