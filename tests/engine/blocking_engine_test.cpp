@@ -70,7 +70,7 @@ class LogCapture {
   LogSink previous_;
 };
 
-TEST(BlockingStore, CompiledListsAreFoundAgainWithTheirDigest) {
+TEST(BlockingStore, CompiledListsAreFoundAgainWithTheirDigestAndRemadeWhenUnreadable) {
   auto folder = freshFolder("filters-reuse");
   const std::string json = ContentBlocker::rulesJSON();
   {
@@ -81,32 +81,22 @@ TEST(BlockingStore, CompiledListsAreFoundAgainWithTheirDigest) {
     // The JSON and its digest are written beside it off the main thread.
     ASSERT_TRUE(runUntil([&] { return std::filesystem::exists(folder / "quillo.trackers.digest"); }));
   }
-  WebKitFilterStore later(folder);
-  auto failed = compileAndWait(later, ContentBlocker::identifier,
+  WebKitFilterStore store(folder);
+  auto failed = compileAndWait(store, ContentBlocker::identifier,
                                R"json([{"trigger":{"url-filter":"(ads|track)"},"action":{"type":"block"}}])json");
   EXPECT_FALSE(failed.filter);
   EXPECT_FALSE(failed.error.empty());
-
-  auto loaded = loadAndWait(later, ContentBlocker::identifier);
+  auto loaded = loadAndWait(store, ContentBlocker::identifier);
   ASSERT_TRUE(loaded.stored.filter) << "a failed compile leaves the earlier list";
   EXPECT_EQ(loaded.stored.filter->identifier(), "quillo.trackers");
   EXPECT_EQ(loaded.stored.sourceDigest, sourceDigest(json));
 
   LogCapture log;
-  auto missing = loadAndWait(later, "quillo.nothing");
+  auto missing = loadAndWait(store, "quillo.nothing");
   EXPECT_TRUE(missing.answered);
   EXPECT_FALSE(missing.stored.filter);
   EXPECT_TRUE(log.lines.empty()) << "a list never stored is not an error";
-}
 
-TEST(BlockingStore, UnreadableCompiledListIsMadeAgainFromItsJson) {
-  auto folder = freshFolder("filters-rebuild");
-  const std::string json = ContentBlocker::rulesJSON();
-  {
-    WebKitFilterStore store(folder);
-    ASSERT_TRUE(compileAndWait(store, ContentBlocker::identifier, json).filter);
-    ASSERT_TRUE(runUntil([&] { return std::filesystem::exists(folder / "quillo.trackers.digest"); }));
-  }
   // What a WebKit upgrade leaves: a compiled file this version can't use.
   std::filesystem::path compiledFile;
   for (const auto& entry : std::filesystem::directory_iterator(folder)) {
@@ -114,22 +104,42 @@ TEST(BlockingStore, UnreadableCompiledListIsMadeAgainFromItsJson) {
   }
   ASSERT_FALSE(compiledFile.empty());
   std::ofstream(compiledFile, std::ios::binary | std::ios::trunc) << "not a compiled rule list";
-
-  LogCapture log;
-  WebKitFilterStore store(folder);
-  auto loaded = loadAndWait(store, ContentBlocker::identifier);
+  WebKitFilterStore upgraded(folder);
+  loaded = loadAndWait(upgraded, ContentBlocker::identifier);
   ASSERT_TRUE(loaded.stored.filter);
   EXPECT_EQ(loaded.stored.sourceDigest, sourceDigest(json));
-  EXPECT_GT(std::filesystem::file_size(compiledFile), 100u) << "compiled again";
+  EXPECT_GT(std::filesystem::file_size(compiledFile), 100u) << "compiled again from its JSON";
 
   // And once more without any compiled file at all.
   std::filesystem::remove(compiledFile);
-  auto again = loadAndWait(store, ContentBlocker::identifier);
-  EXPECT_TRUE(again.stored.filter);
+  EXPECT_TRUE(loadAndWait(upgraded, ContentBlocker::identifier).stored.filter);
   EXPECT_TRUE(std::filesystem::exists(compiledFile));
 }
 
-TEST(BlockingEngine, RealEasyPrivacyListCompiles) {
+// A view whose one filter is a list compiled in a store folder of the test's own.
+class BlockingEngine : public ::testing::Test {
+ protected:
+  void viewWithList(std::shared_ptr<DataStore> store, const std::string& identifier, const std::string& json) {
+    auto compiled = compileAndWait(filters, identifier, json);
+    ASSERT_TRUE(compiled.filter) << compiled.error;
+    filter = compiled.filter;
+    view = sharedEngine().makeView({std::move(store), {filter}, {}});
+    view->setEvents(&events);
+  }
+  // Loads a page made by loadsPage() and reads what it could load.
+  nlohmann::json probe(const std::string& url) {
+    if (!loadAndWait(*view, events, mustParse(url))) return {};
+    if (!runUntil([&] { return view->title() != "waiting" && !view->title().empty(); })) return {};
+    return nlohmann::json::parse(view->title(), nullptr, false);
+  }
+
+  WebKitFilterStore filters{freshFolder(::testing::UnitTest::GetInstance()->current_test_info()->name())};
+  RecordingEvents events;
+  std::shared_ptr<ContentFilter> filter;
+  std::unique_ptr<WebViewPort> view;
+};
+
+TEST_F(BlockingEngine, RealEasyPrivacyListCompiles) {
   std::ifstream file(std::string(QUILLO_TEST_DATA_DIR) + "/easyprivacy.txt", std::ios::binary);
   if (!file) GTEST_SKIP() << "easyprivacy.txt is not available";
   std::stringstream text;
@@ -137,98 +147,17 @@ TEST(BlockingEngine, RealEasyPrivacyListCompiles) {
   auto converted = EasyPrivacy::convert(text.str());
   ASSERT_GT(converted.blocking, 0);
 
-  WebKitFilterStore store(freshFolder("filters-easyprivacy"));
-  auto start = std::chrono::steady_clock::now();
   // A large list on a busy machine: WebKit compiles it on its own thread.
-  auto compiled = compileAndWait(store, EasyPrivacy::identifier, converted.json, 120s);
-  auto elapsed = std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - start).count();
-  ASSERT_TRUE(compiled.answered) << "no answer after " << elapsed << " ms";
+  auto compiled = compileAndWait(filters, EasyPrivacy::identifier, converted.json, 120s);
+  ASSERT_TRUE(compiled.answered);
   EXPECT_TRUE(compiled.filter) << compiled.error;
   EXPECT_TRUE(compiled.error.empty()) << compiled.error;
-  RecordProperty("compile_ms", std::to_string(elapsed));
 }
 
 // A 1x1 transparent GIF.
 const std::string kGif("GIF89a\x01\x00\x01\x00\x80\x00\x00\x00\x00\x00\xff\xff\xff\x21\xf9\x04\x01\x00\x00\x00\x00\x2c\x00"
                        "\x00\x00\x00\x01\x00\x01\x00\x00\x02\x02\x44\x01\x00\x3b",
                        43);
-
-// A page that loads a script and an image from each of two hosts and puts
-// what happened into its title, e.g. {"ts":"blocked","ti":"blocked",...}.
-std::string probePage(const std::string& trackerOrigin, const std::string& neutralOrigin) {
-  return "<!doctype html><title>waiting</title><script>"
-         "var seen = {};"
-         "function done(key, what) { seen[key] = what;"
-         "  if (Object.keys(seen).length == 4) document.title = JSON.stringify(seen); }"
-         "</script>"
-         "<script src='" + trackerOrigin + "/t.js' onload=\"done('ts','loaded')\" onerror=\"done('ts','blocked')\"></script>"
-         "<img src='" + trackerOrigin + "/t.gif' onload=\"done('ti','loaded')\" onerror=\"done('ti','blocked')\">"
-         "<script src='" + neutralOrigin + "/n.js' onload=\"done('ns','loaded')\" onerror=\"done('ns','blocked')\"></script>"
-         "<img src='" + neutralOrigin + "/n.gif' onload=\"done('ni','loaded')\" onerror=\"done('ni','blocked')\">";
-}
-
-void serveProbeResources(TestServer& server) {
-  for (const char* path : {"/t.js", "/n.js"}) {
-    Route script;
-    script.contentType = "text/javascript";
-    script.body = "var ok = 1;";
-    server.route(path, script);
-  }
-  for (const char* path : {"/t.gif", "/n.gif"}) {
-    Route image;
-    image.contentType = "image/gif";
-    image.body = kGif;
-    server.route(path, image);
-  }
-}
-
-nlohmann::json probe(WebViewPort& view, RecordingEvents& events, const std::string& url) {
-  if (!loadAndWait(view, events, mustParse(url))) return {};
-  if (!runUntil([&] { return view.title() != "waiting" && !view.title().empty(); })) return {};
-  return nlohmann::json::parse(view.title(), nullptr, false);
-}
-
-int requestsTo(const TestServer& server, const std::string& host, const std::string& path = {}) {
-  int n = 0;
-  for (const auto& request : server.requests())
-    n += request.host == host && (path.empty() || request.path == path);
-  return n;
-}
-
-TEST(BlockingEngine, BuiltInTrackerListBlocksThirdPartiesOnly) {
-  // Real tracker names through a proxy: every host reaches the test server.
-  TestServer server;
-  serveProbeResources(server);
-  server.html("/page.html", probePage("http://ad.doubleclick.net", "http://cdn.neutral.test"));
-  server.html("/own.html", probePage("http://doubleclick.net", "http://cdn.neutral.test"));
-
-  auto store = sharedEngine().makePrivateStore();
-  auto* session = static_cast<WebKitDataStore*>(store.get())->session();
-  WebKitNetworkProxySettings* proxy = webkit_network_proxy_settings_new(server.url("").c_str(), nullptr);
-  webkit_network_session_set_proxy_settings(session, WEBKIT_NETWORK_PROXY_MODE_CUSTOM, proxy);
-  webkit_network_proxy_settings_free(proxy);
-
-  WebKitFilterStore filters(freshFolder("filters-trackers"));
-  auto trackers = compileAndWait(filters, ContentBlocker::identifier, ContentBlocker::rulesJSON());
-  ASSERT_TRUE(trackers.filter) << trackers.error;
-
-  RecordingEvents events;
-  auto view = sharedEngine().makeView({store, {trackers.filter}, {}});
-  view->setEvents(&events);
-
-  auto seen = probe(*view, events, "http://site.test/page.html");
-  EXPECT_EQ(seen, nlohmann::json({{"ts", "blocked"}, {"ti", "blocked"}, {"ns", "loaded"}, {"ni", "loaded"}}));
-  EXPECT_EQ(requestsTo(server, "ad.doubleclick.net"), 0) << "blocked before any request";
-  EXPECT_EQ(requestsTo(server, "cdn.neutral.test"), 2);
-
-  // The service's own site, visited directly, is first party.
-  server.clearLog();
-  seen = probe(*view, events, "http://doubleclick.net/own.html");
-  EXPECT_EQ(seen["ts"], "loaded");
-  EXPECT_EQ(seen["ti"], "loaded");
-  EXPECT_EQ(requestsTo(server, "doubleclick.net", "/t.js"), 1);
-  EXPECT_EQ(requestsTo(server, "doubleclick.net", "/t.gif"), 1);
-}
 
 // A page that loads each {key, "script" or "img", address} and puts what
 // happened into its title, e.g. {"a":"blocked","b":"loaded"}.
@@ -247,16 +176,64 @@ std::string loadsPage(const std::vector<Load>& loads) {
   return page;
 }
 
-TEST(BlockingEngine, NegatedTypesTrailingSeparatorsAndRewrittenExpressions) {
+// A script and an image from each of two hosts: {"ts":…,"ti":…,"ns":…,"ni":…}.
+std::string probePage(const std::string& trackerOrigin, const std::string& neutralOrigin) {
+  return loadsPage({{"ts", "script", trackerOrigin + "/t.js"},
+                    {"ti", "img", trackerOrigin + "/t.gif"},
+                    {"ns", "script", neutralOrigin + "/n.js"},
+                    {"ni", "img", neutralOrigin + "/n.gif"}});
+}
+
+void serveProbeResources(TestServer& server, const std::vector<std::string>& images = {"/t.gif", "/n.gif"}) {
+  for (const char* path : {"/t.js", "/n.js"}) server.route(path, Route{200, "text/javascript", "var ok = 1;", {}});
+  for (const auto& path : images) server.route(path, Route{200, "image/gif", kGif, {}});
+}
+
+
+// A private store whose requests, for any host, all reach `server`.
+std::shared_ptr<DataStore> storeThroughProxy(const TestServer& server) {
+  auto store = sharedEngine().makePrivateStore();
+  WebKitNetworkProxySettings* proxy = webkit_network_proxy_settings_new(server.url("").c_str(), nullptr);
+  webkit_network_session_set_proxy_settings(static_cast<WebKitDataStore*>(store.get())->session(),
+                                            WEBKIT_NETWORK_PROXY_MODE_CUSTOM, proxy);
+  webkit_network_proxy_settings_free(proxy);
+  return store;
+}
+
+int requestsTo(const TestServer& server, const std::string& host, const std::string& path = {}) {
+  int n = 0;
+  for (const auto& request : server.requests())
+    n += request.host == host && (path.empty() || request.path == path);
+  return n;
+}
+
+TEST_F(BlockingEngine, BuiltInTrackerListBlocksThirdPartiesOnly) {
+  // Real tracker names through a proxy: every host reaches the test server.
   TestServer server;
   serveProbeResources(server);
-  for (const char* path : {"/event", "/eventx", "/ab.gif", "/abc.gif", "/abcd.gif", "/abcde.gif"}) {
-    Route image;
-    image.contentType = "image/gif";
-    image.body = kGif;
-    server.route(path, image);
-  }
-  server.html("/types.html", probePage("http://pixel.wipe.de", "http://cdn.neutral.test"));
+  server.html("/page.html", probePage("http://ad.doubleclick.net", "http://cdn.neutral.test"));
+  server.html("/own.html", probePage("http://doubleclick.net", "http://cdn.neutral.test"));
+
+  auto list = ContentBlocker::rulesJSON();
+  ASSERT_NO_FATAL_FAILURE(viewWithList(storeThroughProxy(server), ContentBlocker::identifier, list));
+
+  auto seen = probe("http://site.test/page.html");
+  EXPECT_EQ(seen, nlohmann::json({{"ts", "blocked"}, {"ti", "blocked"}, {"ns", "loaded"}, {"ni", "loaded"}}));
+  EXPECT_EQ(requestsTo(server, "ad.doubleclick.net"), 0) << "blocked before any request";
+  EXPECT_EQ(requestsTo(server, "cdn.neutral.test"), 2);
+
+  // The service's own site, visited directly, is first party.
+  server.clearLog();
+  seen = probe("http://doubleclick.net/own.html");
+  EXPECT_EQ(seen["ts"], "loaded");
+  EXPECT_EQ(seen["ti"], "loaded");
+  EXPECT_EQ(requestsTo(server, "doubleclick.net", "/t.js"), 1);
+  EXPECT_EQ(requestsTo(server, "doubleclick.net", "/t.gif"), 1);
+}
+
+TEST_F(BlockingEngine, TrailingSeparatorsAndRewrittenExpressions) {
+  TestServer server;
+  serveProbeResources(server, {"/event", "/eventx", "/ab.gif", "/abc.gif", "/abcd.gif", "/abcde.gif"});
   server.html("/events.html", loadsPage({{"end", "img", "http://events.apester.com/event"},
                                          {"query", "img", "http://events.apester.com/event?id=1"},
                                          {"longer", "img", "http://events.apester.com/eventx"}}));
@@ -266,39 +243,20 @@ TEST(BlockingEngine, NegatedTypesTrailingSeparatorsAndRewrittenExpressions) {
                                       {"long", "img", "http://tmx.tdbank.com/abcde.gif"},
                                       {"other", "img", "http://tmx.tdx.com/abc.gif"}}));
 
-  auto store = sharedEngine().makePrivateStore();
-  auto* session = static_cast<WebKitDataStore*>(store.get())->session();
-  WebKitNetworkProxySettings* proxy = webkit_network_proxy_settings_new(server.url("").c_str(), nullptr);
-  webkit_network_session_set_proxy_settings(session, WEBKIT_NETWORK_PROXY_MODE_CUSTOM, proxy);
-  webkit_network_proxy_settings_free(proxy);
-
   auto converted = EasyPrivacy::convert(
-      "||wipe.de^$~script,third-party\n"
       "||apester.com/event^\n"
       "/^http:\\/\\/tmx\\.(td|tdbank)\\.com\\/[a-z]{3,4}\\.gif/$image\n");
   ASSERT_EQ(converted.skipped, 0);
-  ASSERT_EQ(converted.blocking, 5) << "one, two and two rules";
-  WebKitFilterStore filters(freshFolder("filters-shapes"));
-  auto list = compileAndWait(filters, EasyPrivacy::identifier, converted.json);
-  ASSERT_TRUE(list.filter) << list.error;
+  ASSERT_EQ(converted.blocking, 4) << "two rules each";
+  ASSERT_NO_FATAL_FAILURE(viewWithList(storeThroughProxy(server), EasyPrivacy::identifier, converted.json));
 
-  RecordingEvents events;
-  auto view = sharedEngine().makeView({store, {list.filter}, {}});
-  view->setEvents(&events);
-
-  auto seen = probe(*view, events, "http://site.test/types.html");
-  EXPECT_EQ(seen, nlohmann::json({{"ts", "loaded"}, {"ti", "blocked"}, {"ns", "loaded"}, {"ni", "loaded"}}))
-      << "everything from the tracker but scripts";
-  EXPECT_EQ(requestsTo(server, "pixel.wipe.de", "/t.js"), 1);
-  EXPECT_EQ(requestsTo(server, "pixel.wipe.de", "/t.gif"), 0);
-
-  seen = probe(*view, events, "http://site.test/events.html");
+  auto seen = probe("http://site.test/events.html");
   EXPECT_EQ(seen, nlohmann::json({{"end", "blocked"}, {"query", "blocked"}, {"longer", "loaded"}}))
       << "the separator matches the end of the address, not a longer path segment";
   EXPECT_EQ(requestsTo(server, "events.apester.com", "/event"), 0);
   EXPECT_EQ(requestsTo(server, "events.apester.com", "/eventx"), 1);
 
-  seen = probe(*view, events, "http://site.test/tmx.html");
+  seen = probe("http://site.test/tmx.html");
   EXPECT_EQ(seen, nlohmann::json({{"td3", "blocked"},
                                   {"bank4", "blocked"},
                                   {"short", "loaded"},
@@ -307,7 +265,7 @@ TEST(BlockingEngine, NegatedTypesTrailingSeparatorsAndRewrittenExpressions) {
       << "both alternatives, three or four letters, nothing else";
 }
 
-TEST(BlockingEngine, ConvertedListBlocksOnLoopbackHosts) {
+TEST_F(BlockingEngine, ConvertedListBlocksOnLoopbackHosts) {
   // 127.0.0.1 (the page), 127.0.0.2 (listed) and localhost (neutral) are
   // three sites to WebKit.
   TestServer page("127.0.0.1"), tracker("127.0.0.2");
@@ -322,21 +280,31 @@ TEST(BlockingEngine, ConvertedListBlocksOnLoopbackHosts) {
       "! a tracker and an exception that must not free it\n"
       "||127.0.0.2^$third-party\n"
       "@@||127.0.0.2/other.js^\n");
-  WebKitFilterStore filters(freshFolder("filters-converted"));
-  auto list = compileAndWait(filters, EasyPrivacy::identifier, converted.json);
-  ASSERT_TRUE(list.filter) << list.error;
+  ASSERT_NO_FATAL_FAILURE(viewWithList(nullptr, EasyPrivacy::identifier, converted.json));
 
-  RecordingEvents events;
-  auto view = sharedEngine().makeView({nullptr, {list.filter}, {}});
-  view->setEvents(&events);
-
-  auto seen = probe(*view, events, page.url("/page.html"));
+  auto seen = probe(page.url("/page.html"));
   EXPECT_EQ(seen, nlohmann::json({{"ts", "blocked"}, {"ti", "blocked"}, {"ns", "loaded"}, {"ni", "loaded"}}));
   EXPECT_EQ(tracker.count("/t.js") + tracker.count("/t.gif"), 0);
 
-  seen = probe(*view, events, tracker.url("/own.html"));
+  seen = probe(tracker.url("/own.html"));
   EXPECT_EQ(seen["ts"], "loaded") << "first party";
   EXPECT_EQ(seen["ti"], "loaded");
+}
+
+TEST_F(BlockingEngine, AViewsFiltersCanBeReplacedWhileItLives) {
+  TestServer server;
+  serveProbeResources(server);
+  server.html("/", loadsPage({{"s", "script", "/t.js"}}));
+  const std::string rules = R"([{"trigger":{"url-filter":"/t\\.js"},"action":{"type":"block"}}])";
+  ASSERT_NO_FATAL_FAILURE(viewWithList(nullptr, "test.probe", rules));
+  EXPECT_EQ(probe(server.url("/")), nlohmann::json({{"s", "blocked"}}));
+  EXPECT_EQ(server.count("/t.js"), 0);
+  view->setContentFilters({});
+  view->reload();
+  ASSERT_TRUE(runUntil([&] { return view->title() == R"({"s":"loaded"})"; })) << view->title();
+  view->setContentFilters({filter});
+  view->reload();
+  EXPECT_TRUE(runUntil([&] { return view->title() == R"({"s":"blocked"})"; })) << view->title();
 }
 
 }  // namespace

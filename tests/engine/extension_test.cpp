@@ -73,19 +73,34 @@ TEST_F(FramesTest, TheHoverScriptReportsLinksFromTheMainFrameAndACrossOriginFram
   EXPECT_NE(framed.frameID, hovers[0].frameID);
 }
 
-TEST_F(FramesTest, EvaluatesInAChosenSubframeThroughTheExtension) {
+TEST_F(FramesTest, EvaluatesInAChosenSubframeThroughTheExtensionAndNoPageWorldSeesOurScripts) {
   RecordingEvents events;
   // Every frame introduces itself, so the test learns the frame ids.
-  UserScript hello{"quillo.post('hello', {url: location.href, top: window === top})", true, false, true};
-  auto view = loadTop(events, {hello});
+  UserScript hello{"var quilloSecret = 1; quillo.post('hello', {url: location.href, top: window === top})", true,
+                   false, true};
+  auto view = loadTop(events, {hello, hoverScript()});
   ASSERT_TRUE(runUntil([&] { return events.messagesNamed("hello").size() == 2; }));
   uint64_t frameID = 0;
   for (const auto& message : events.messagesNamed("hello")) {
     EXPECT_EQ(message.payload["top"], message.isMainFrame);
+    // Each message names the frame that really sent it.
     EXPECT_EQ(message.payload["url"], message.frameURL);
     if (!message.isMainFrame) frameID = message.frameID;
   }
   ASSERT_NE(frameID, 0u);
+
+  // The page world can neither see nor call our scripts and handlers.
+  const std::string probe =
+      "[typeof quillo, typeof quilloSecret, 'quillo' in window,"
+      " Object.keys((window.webkit && window.webkit.messageHandlers) || {}).filter(n => /quillo/i.test(n)).length,"
+      " (() => { try { quillo.post('forged', 'x'); return 'called'; } catch (e) { return e.name; } })()]";
+  for (uint64_t frame : {uint64_t(0), frameID}) {
+    auto seen = evaluateAndWait(*view, probe, frame, false);
+    ASSERT_TRUE(seen.result) << seen.error;
+    EXPECT_EQ(*seen.result, (nlohmann::json{"undefined", "undefined", false, 0, "ReferenceError"})) << frame;
+  }
+  EXPECT_EQ(*evaluateAndWait(*view, "[typeof quillo.post, typeof quilloSecret]", 0, true).result,
+            (nlohmann::json{"function", "number"}));
 
   auto title = evaluateAndWait(*view, "document.title", frameID, false);
   ASSERT_TRUE(title.result) << title.error;
@@ -103,6 +118,7 @@ TEST_F(FramesTest, EvaluatesInAChosenSubframeThroughTheExtension) {
   auto unknown = evaluateAndWait(*view, "1", 987654321, false);
   EXPECT_FALSE(unknown.result);
   EXPECT_FALSE(unknown.error.empty());
+  EXPECT_TRUE(events.messagesNamed("forged").empty());
 }
 
 TEST_F(FramesTest, ASitesWindowReachesThePortWorkingAndSharingTheStore) {

@@ -1,7 +1,6 @@
 // Filling a login the way a user does, by keys in the real window: the
 // login scope lists the site's logins from the tests' stand-in for the
 // 1Password tool, and Return fills the highlighted one into the page.
-// With QUILLO_SCREENSHOT_DIR set, pictures of each step are saved there.
 #include <gtest/gtest.h>
 #include <gtk/gtk.h>
 
@@ -13,16 +12,6 @@
 
 namespace quillo::test {
 namespace {
-
-using namespace std::chrono_literals;
-
-void screenshot(const std::string& name) {
-  const char* folder = g_getenv("QUILLO_SCREENSHOT_DIR");
-  if (!folder || !*folder) return;
-  runFor(300ms);  // let the last frame reach the screen
-  std::string command = "import -window root " + std::string(folder) + "/" + name + ".png";
-  g_spawn_command_line_sync(command.c_str(), nullptr, nullptr, nullptr, nullptr);
-}
 
 class LoginJourney : public Journey {
  protected:
@@ -77,7 +66,6 @@ TEST_F(LoginJourney, DownAndReturnFillTheSecondLoginIntoThePage) {
   ASSERT_TRUE(waitFor([&] { return browser->results().size() == 3 && list->rows().size() >= 3; }))
       << logins->notice().value_or("");
   EXPECT_FALSE(logins->notice());
-  screenshot("login-scope");
   key("Down");
   ASSERT_TRUE(waitFor([&] { return browser->selectedResult.get() == std::optional<int>(1); }));
   key("Return");
@@ -85,7 +73,6 @@ TEST_F(LoginJourney, DownAndReturnFillTheSecondLoginIntoThePage) {
   EXPECT_EQ(field("user"), "backup");
   EXPECT_FALSE(browser->scope.get()) << "the palette closed";
   EXPECT_TRUE(pageHasFocus()) << "the keyboard is back in the page";
-  screenshot("after-filling");
 }
 
 TEST_F(LoginJourney, TheToolsTroubleIsTheScopesNotice) {
@@ -93,7 +80,6 @@ TEST_F(LoginJourney, TheToolsTroubleIsTheScopesNotice) {
   openLoginScope();
   ASSERT_TRUE(waitFor([&] { return listShows("[ERROR] account is not signed in"); }))
       << logins->notice().value_or("");
-  screenshot("notice");
   key("Escape");
   EXPECT_TRUE(waitFor([&] { return !browser->scope.get(); }));
 }

@@ -4,9 +4,6 @@
 // accessible names, and the files written.
 #include <glib.h>
 
-#include <fstream>
-#include <sstream>
-
 #include "app/gtk/desktop_services.h"
 #include "core/app_support.h"
 #include "engine/support/engine_support.h"
@@ -16,13 +13,6 @@ namespace quillo::test {
 namespace {
 
 using namespace std::chrono_literals;
-
-std::string readFile(const std::filesystem::path& path) {
-  std::ifstream in(path);
-  std::stringstream text;
-  text << in.rdbuf();
-  return text.str();
-}
 
 class PaletteJourney : public Journey {
  protected:
@@ -41,7 +31,6 @@ class PaletteJourney : public Journey {
   bool onPage(const std::string& path) {
     return waitFor([&] { return address() == url(path) && pageHasFocus() && !listShown(); });
   }
-  std::string row(const std::string& title) { return title + ", 127.0.0.1"; }
   // Ctrl+E, the typed text, then Down onto the first row: the one titled so.
   void highlight(const std::string& typed, const std::string& title) {
     openPalette();
@@ -54,7 +43,7 @@ class PaletteJourney : public Journey {
   PagePtr alpha, beta, gamma;
 };
 
-TEST_F(PaletteJourney, ReturnOpensTheHighlightedTabAndAltReturnBesideIt) {
+TEST_F(PaletteJourney, ReturnOpensTheHighlightedTabOrSearchesForPlainWords) {
   openPalette();
   EXPECT_TRUE(highlightIs(row("Gamma page"))) << "the current tab is lit at rest";
   type("alpha");
@@ -65,12 +54,6 @@ TEST_F(PaletteJourney, ReturnOpensTheHighlightedTabAndAltReturnBesideIt) {
   EXPECT_TRUE(onPage("/alpha.html")) << "the tab row, not a search for its title: " << address();
   EXPECT_EQ(browser->pages->size(), 3u);
   EXPECT_EQ(fieldText(), "127.0.0.1") << "the idle field shows the short address";
-
-  highlight("beta", "Beta page");
-  key("alt+Return");
-  EXPECT_TRUE(onPage("/beta.html")) << "Alt+Return opens the row too, beside the page";
-  ASSERT_EQ(browser->splits.size(), 1u);
-  EXPECT_EQ(browser->splits[0]->left, alpha);
 
   // Nothing highlighted in a plain search: the words are searched for.
   openPalette();
@@ -215,12 +198,30 @@ TEST_F(PaletteJourney, TheFirstKeyAfterCtrlECompletesFromHistory) {
   EXPECT_EQ(browser->query.get(), "127") << "the list searches what was typed";
 }
 
-TEST_F(PaletteJourney, FindEndsWhenThePaletteOpensForSomethingElse) {
+TEST_F(PaletteJourney, FindKeysStepThroughMatchesAndFindingEndsWhenThePaletteOpensForSomethingElse) {
+  // Return, Shift+Return, Ctrl+G and F3 move through the matches.
+  ASSERT_EQ(pageScript(gamma, "document.body.innerHTML += '<p>gamma again</p><p>gamma thrice</p>'; 'ok'"), "ok");
   key("ctrl+f");
   ASSERT_TRUE(waitFor([&] { return browser->isFinding.get() && fieldHasFocus(); }));
   EXPECT_EQ(caption(), "Find in page · Return for next, Shift+Return for previous");
   type("gamma");
   ASSERT_TRUE(waitFor([&] { return browser->findMatched.get() == std::optional<bool>(true); }));
+  for (auto keys : {"Return", "shift+Return", "ctrl+g", "F3", "shift+F3", "ctrl+shift+g"}) {
+    browser->findMatched = std::nullopt;
+    key(keys);
+    EXPECT_TRUE(waitFor([&] { return browser->findMatched.get() == std::optional<bool>(true); })) << keys;
+  }
+  EXPECT_TRUE(fieldHasFocus()) << "finding keeps the field";
+  type("zz");
+  ASSERT_TRUE(waitFor([&] { return browser->findMatched.get() == std::optional<bool>(false); }));
+  EXPECT_TRUE(waitFor([&] { return caption() == "No matches · Esc to stop"; })) << "once the flash is gone";
+  key("Escape");
+  EXPECT_TRUE(onPage("/gamma.html"));
+  EXPECT_FALSE(browser->isFinding.get());
+
+  // Finding, with the page given the keyboard, ends when Ctrl+T opens the palette.
+  key("ctrl+f");
+  ASSERT_TRUE(waitFor([&] { return browser->isFinding.get() && fieldHasFocus(); }));
   click(window->pageOverlay(), 300, 400);
   ASSERT_TRUE(waitFor([&] { return pageHasFocus(); }));
   key("ctrl+t");
@@ -240,13 +241,7 @@ TEST_F(PaletteJourney, FindEndsWhenThePaletteOpensForSomethingElse) {
   EXPECT_TRUE(waitFor([&] { return !browser->isFinding.get(); }));
 }
 
-TEST_F(PaletteJourney, TabKeysCloseReopenCycleAndTheSessionFileFollows) {
-  key("ctrl+w");
-  ASSERT_TRUE(waitFor([&] { return browser->pages->size() == 2 && address() == url("/beta.html"); }));
-  key("ctrl+shift+t");
-  ASSERT_TRUE(onPage("/gamma.html"));
-  ASSERT_EQ(browser->pages->size(), 3u);
-
+TEST_F(PaletteJourney, CtrlTabCyclesTheRecentTabsAndTheSessionFileFollows) {
   // Ctrl held: each Tab moves down the recent tabs; releasing Ctrl chooses.
   ASSERT_TRUE(xdotool("keydown ctrl"));
   key("Tab");
@@ -327,7 +322,7 @@ std::string clipboardText() {
   return read.text;
 }
 
-TEST_F(PaletteJourney, PrivateTabsFindKeysCopyAndRemove) {
+TEST_F(PaletteJourney, PrivateTabsCopyAndRemoveKeys) {
   DesktopClipboard clipboard;
   browser->attach(clipboard);
 
@@ -341,30 +336,9 @@ TEST_F(PaletteJourney, PrivateTabsFindKeysCopyAndRemove) {
   ASSERT_TRUE(onPage("/beta.html?private=1"));
   EXPECT_TRUE(browser->current()->isPrivate());
   EXPECT_EQ(browser->pages->size(), 4u);
-  key("ctrl+d");
-  ASSERT_TRUE(waitFor([&] { return browser->flash.get() == std::optional<std::string>("Private tabs can't be pinned"); }));
-  EXPECT_TRUE(browser->pins->empty());
   key("ctrl+w");
   ASSERT_TRUE(onPage("/gamma.html"));
   EXPECT_EQ(history->find(*Url::parse(url("/beta.html?private=1"))), nullptr) << "a private visit leaves no history";
-
-  // Find: Return, Shift+Return, Ctrl+G and F3 move through the matches.
-  ASSERT_EQ(pageScript(gamma, "document.body.innerHTML += '<p>gamma again</p><p>gamma thrice</p>'; 'ok'"), "ok");
-  key("ctrl+f");
-  type("gamma");
-  ASSERT_TRUE(waitFor([&] { return browser->findMatched.get() == std::optional<bool>(true); }));
-  for (auto keys : {"Return", "shift+Return", "ctrl+g", "F3", "shift+F3", "ctrl+shift+g"}) {
-    browser->findMatched = std::nullopt;
-    key(keys);
-    EXPECT_TRUE(waitFor([&] { return browser->findMatched.get() == std::optional<bool>(true); })) << keys;
-  }
-  EXPECT_TRUE(fieldHasFocus()) << "finding keeps the field";
-  type("zz");
-  ASSERT_TRUE(waitFor([&] { return browser->findMatched.get() == std::optional<bool>(false); }));
-  EXPECT_TRUE(waitFor([&] { return caption() == "No matches · Esc to stop"; })) << "once the flash is gone";
-  key("Escape");
-  EXPECT_TRUE(onPage("/gamma.html"));
-  EXPECT_FALSE(browser->isFinding.get());
 
   // Ctrl+/ lists the commands; Ctrl+C copies the highlighted row's address.
   key("ctrl+slash");

@@ -4,37 +4,23 @@
 #include <gtest/gtest.h>
 
 #include <fstream>
-#include <sstream>
 
 #include "core/app_support.h"
 #include "engine/support/engine_support.h"
 #include "page/webkit/webkit_engine.h"
 #include "page/webkit/webkit_permissions.h"
-#include "page/webkit/webkit_view.h"
 #include "scripts/resources.h"
 #include "stores/downloads.h"
 #include "stores/permissions.h"
 #include "stores/webkit/webkit_downloads.h"
 #include "support/temp_home.h"
-#include "support/test_server.h"
 
 namespace quillo::test {
 namespace {
 
 using State = DownloadItem::State;
 
-std::string readFile(const std::filesystem::path& path) {
-  std::ifstream in(path);
-  std::stringstream text;
-  text << in.rdbuf();
-  return text.str();
-}
-
-WebKitNetworkSession* sessionOf(const std::shared_ptr<DataStore>& store) {
-  return dynamic_cast<WebKitDataStore&>(*store).session();
-}
-
-class DownloadsEngine : public ::testing::Test {
+class DownloadsEngine : public ViewTest {
  protected:
   void SetUp() override {
     ensureGtk();
@@ -44,13 +30,15 @@ class DownloadsEngine : public ::testing::Test {
     server.route("/get", Route{200, "application/octet-stream", body, {{"Content-Disposition", "attachment; filename=\"report.pdf\""}}});
   }
   void TearDown() override {
+    ViewTest::TearDown();
     glue.reset();
     downloads.reset();
   }
 
   Downloads::ItemPtr downloadWith(const std::shared_ptr<DataStore>& store, const std::string& path) {
     size_t before = downloads->list().size();
-    webkit_network_session_download_uri(sessionOf(store), server.url(path).c_str());
+    auto* session = dynamic_cast<WebKitDataStore&>(*store).session();
+    webkit_network_session_download_uri(session, server.url(path).c_str());
     EXPECT_TRUE(runUntil([&] { return downloads->list().size() > before; }));
     return downloads->list().empty() ? nullptr : downloads->list().front();
   }
@@ -62,17 +50,13 @@ class DownloadsEngine : public ::testing::Test {
   std::filesystem::path folder = home.root() / "Downloads";
   std::filesystem::path file = AppSupport::file(Downloads::kFileName);
   std::string body = std::string(200000, 'x');
-  TestServer server;
   std::unique_ptr<Downloads> downloads;
   std::unique_ptr<WebKitDownloads> glue;
 };
 
-TEST_F(DownloadsEngine, AnAttachmentTwiceIsSavedUnderTwoNamesAndTouchesNoExistingFile) {
-  std::ofstream(folder / "report 3.pdf") << "keep me";
-  auto view = sharedEngine().makeView({});
-  RecordingEvents events;
-  view->setEvents(&events);
-  windowWith(dynamic_cast<WebKitView&>(*view).widget());
+TEST_F(DownloadsEngine, AnAttachmentTwiceIsSavedUnderTwoNewNamesAndTouchesNoExistingFile) {
+  std::ofstream(folder / "report.pdf") << "keep me";
+  auto view = show("");
   for (int i = 0; i < 2; ++i) {
     size_t before = downloads->list().size();
     view->load(mustParse(server.url("/get")));
@@ -80,24 +64,17 @@ TEST_F(DownloadsEngine, AnAttachmentTwiceIsSavedUnderTwoNamesAndTouchesNoExistin
     ASSERT_TRUE(ended(downloads->list().front()));
   }
   ASSERT_EQ(downloads->list().size(), 2u);
-  EXPECT_EQ(downloads->list()[1]->filename(), "report.pdf");
-  EXPECT_EQ(downloads->list()[0]->filename(), "report 2.pdf");
+  EXPECT_EQ(downloads->list()[1]->filename(), "report 2.pdf");
+  EXPECT_EQ(downloads->list()[0]->filename(), "report 3.pdf");
   EXPECT_EQ(downloads->list()[0]->state(), State::finished);
-  EXPECT_EQ(readFile(folder / "report.pdf"), body);
   EXPECT_EQ(readFile(folder / "report 2.pdf"), body);
-
-  // A third lands beside the taken "report 3.pdf" without touching it.
-  view->load(mustParse(server.url("/get")));
-  ASSERT_TRUE(runUntil([&] { return downloads->list().size() == 3; }));
-  ASSERT_TRUE(ended(downloads->list().front()));
-  EXPECT_EQ(downloads->list().front()->filename(), "report 4.pdf");
-  EXPECT_EQ(readFile(folder / "report 3.pdf"), "keep me");
+  EXPECT_EQ(readFile(folder / "report 3.pdf"), body);
+  EXPECT_EQ(readFile(folder / "report.pdf"), "keep me");
 
   auto saved = AppSupport::read(file).value;
-  ASSERT_EQ(saved.size(), 3u);
+  ASSERT_EQ(saved.size(), 2u);
   EXPECT_EQ(saved[0]["isFinished"], true);
   EXPECT_EQ(saved[0]["source"], server.url("/get"));
-  windowWith(nullptr);
 }
 
 TEST_F(DownloadsEngine, ADroppedConnectionFailsWithItsMessage) {
@@ -150,32 +127,12 @@ TEST_F(DownloadsEngine, APrivateDownloadIsListedButNeverWritten) {
 
 // ---- Camera and microphone ----
 
-GtkMessageDialog* openDialog() {
-  GListModel* toplevels = gtk_window_get_toplevels();
-  for (guint i = 0; i < g_list_model_get_n_items(toplevels); ++i) {
-    auto* window = static_cast<GtkWindow*>(g_list_model_get_item(toplevels, i));
-    g_object_unref(window);
-    if (GTK_IS_MESSAGE_DIALOG(window) && gtk_widget_get_visible(GTK_WIDGET(window))) return GTK_MESSAGE_DIALOG(window);
-  }
-  return nullptr;
+GtkCheckButton* rememberBox(GtkMessageDialog* dialog) {
+  GtkWidget* box = inMessageArea(dialog, GTK_TYPE_CHECK_BUTTON);
+  return box ? GTK_CHECK_BUTTON(box) : nullptr;
 }
 
-std::string text(GtkMessageDialog* dialog) {
-  char* value = nullptr;
-  g_object_get(dialog, "text", &value, nullptr);
-  std::string result = value ? value : "";
-  g_free(value);
-  return result;
-}
-
-GtkCheckButton* checkOf(GtkMessageDialog* dialog) {
-  GtkWidget* area = gtk_message_dialog_get_message_area(dialog);
-  for (GtkWidget* child = gtk_widget_get_first_child(area); child; child = gtk_widget_get_next_sibling(child))
-    if (GTK_IS_CHECK_BUTTON(child)) return GTK_CHECK_BUTTON(child);
-  return nullptr;
-}
-
-class MediaRequests : public ::testing::Test {
+class MediaRequests : public ViewTest {
  protected:
   // The page at "/embeds" holds a frame of `other` that asks for the camera
   // and posts the answer's name up to the page.
@@ -193,16 +150,13 @@ class MediaRequests : public ::testing::Test {
     ensureGtk();
     usePermissions(&permissions);
     server.html("/", "<!doctype html><title>camera</title>");
-    view = sharedEngine().makeView({});
-    view->setEvents(&events);
-    auto* widget = dynamic_cast<WebKitView&>(*view).widget();
-    webkit_settings_set_enable_mock_capture_devices(webkit_web_view_get_settings(WEBKIT_WEB_VIEW(widget)), TRUE);
-    windowWith(widget);
-    ASSERT_TRUE(loadAndWait(*view, events, mustParse(server.url("/"))));
+    // The engine's settings are shared by every view.
+    webkit_settings_set_enable_mock_capture_devices(sharedEngine().settings(), TRUE);
+    view = show(server.url("/"));
   }
   void TearDown() override {
     usePermissions(nullptr);
-    windowWith(nullptr);
+    ViewTest::TearDown();
   }
   void askForBoth() {
     evaluateAndWait(*view,
@@ -218,27 +172,16 @@ class MediaRequests : public ::testing::Test {
 
   TempHome home;
   Permissions permissions{nullptr, nullptr};
-  TestServer server;
-  RecordingEvents events;
   std::unique_ptr<WebViewPort> view;
 };
 
-TEST_F(MediaRequests, ASavedBlockDeniesWithoutADialog) {
-  permissions.set(PermissionDecision::block, {"127.0.0.1", SitePermission::Kind::microphone, ""});
+TEST_F(MediaRequests, TheDialogWithRememberTickedSavesTheAnswerAndASavedBlockDeniesWithoutOne) {
   askForBoth();
-  ASSERT_TRUE(runUntil([&] { return !outcome().empty(); }));
-  EXPECT_EQ(outcome(), "NotAllowedError");
-  EXPECT_EQ(openDialog(), nullptr);
-  EXPECT_EQ(events.attention, 0);
-}
-
-TEST_F(MediaRequests, TheDialogWithRememberTickedSavesTheAnswer) {
-  askForBoth();
-  ASSERT_TRUE(runUntil([] { return openDialog() != nullptr; }));
-  GtkMessageDialog* dialog = openDialog();
-  EXPECT_EQ(text(dialog), "127.0.0.1 wants to use your camera and microphone");
+  ASSERT_TRUE(runUntil([] { return shownDialog() != nullptr; }));
+  GtkMessageDialog* dialog = shownDialog();
+  EXPECT_EQ(textOf(dialog), "127.0.0.1 wants to use your camera and microphone");
   EXPECT_EQ(events.attention, 1);
-  GtkCheckButton* remember = checkOf(dialog);
+  GtkCheckButton* remember = rememberBox(dialog);
   ASSERT_NE(remember, nullptr);
   EXPECT_STREQ(gtk_check_button_get_label(remember), "Remember for 127.0.0.1");
   gtk_check_button_set_active(remember, TRUE);
@@ -250,28 +193,49 @@ TEST_F(MediaRequests, TheDialogWithRememberTickedSavesTheAnswer) {
   EXPECT_EQ(AppSupport::read(std::string_view(Permissions::kFileName)).value,
             nlohmann::json::parse(R"({"127.0.0.1":{"camera":"allow","microphone":"allow"}})"));
 
-  // Asked again, the saved answer decides.
+  // Asked again by a new page, the saved answer decides.
+  ASSERT_TRUE(loadAndWait(*view, events, mustParse(server.url("/"))));
   askForBoth();
   ASSERT_TRUE(runUntil([&] { return !outcome().empty(); }));
   EXPECT_EQ(outcome(), "granted");
   EXPECT_EQ(events.attention, 1) << "no second dialog";
+
+  // One of the two blocked: denied, still without a dialog.
+  permissions.set(PermissionDecision::block, {"127.0.0.1", SitePermission::Kind::microphone, ""});
+  ASSERT_TRUE(loadAndWait(*view, events, mustParse(server.url("/"))));
+  askForBoth();
+  ASSERT_TRUE(runUntil([&] { return !outcome().empty(); }));
+  EXPECT_EQ(outcome(), "NotAllowedError");
+  EXPECT_EQ(shownDialog(), nullptr);
+  EXPECT_EQ(events.attention, 1);
 }
 
-TEST_F(MediaRequests, AFrameOfAnotherSiteIsNamedByItsOwnHost) {
+TEST_F(MediaRequests, AFrameOfAnotherSiteIsNamedByItsOwnHostOrElseThePageIsNotBlamed) {
+  permissions.set(PermissionDecision::allow, {"127.0.0.1", SitePermission::Kind::camera, ""});
+  TestServer other("127.0.0.2");
+  // Without word from the frame (no scripts in this view) WebKit cannot say
+  // which frame asks; the frame here is another site's.
+  ASSERT_TRUE(loadPageEmbeddingCameraFrameOf(other));
+  ASSERT_TRUE(runUntil([] { return shownDialog() != nullptr; })) << "the page's saved allow does not decide it";
+  GtkMessageDialog* dialog = shownDialog();
+  EXPECT_EQ(textOf(dialog), "A frame embedded in this page wants to use your camera");
+  EXPECT_EQ(rememberBox(dialog), nullptr) << "nothing to remember it for";
+  gtk_dialog_response(GTK_DIALOG(dialog), 1);  // Don't Allow
+  ASSERT_TRUE(runUntil([&] { return !outcome().empty(); }));
+  EXPECT_EQ(outcome(), "NotAllowedError");
+  EXPECT_EQ(permissions.all(), (std::vector<SitePermission>{{"127.0.0.1", SitePermission::Kind::camera, ""}}))
+      << "the answer is recorded for no site";
+
   // Pages as the browser makes them: with the scripts that say which frame asks.
   ViewConfiguration configuration;
   configuration.scripts = {UserScript{std::string(scripts::resource("media-asked.js")), true, true, false},
                            UserScript{std::string(scripts::resource("media-asked-relay.js")), true, true, true}};
-  view = sharedEngine().makeView(configuration);
-  view->setEvents(&events);
-  windowWith(dynamic_cast<WebKitView&>(*view).widget());
-  permissions.set(PermissionDecision::allow, {"127.0.0.1", SitePermission::Kind::camera, ""});
-  TestServer other("127.0.0.2");
+  view = show("", configuration);
   ASSERT_TRUE(loadPageEmbeddingCameraFrameOf(other));
-  ASSERT_TRUE(runUntil([] { return openDialog() != nullptr; })) << "the page's saved allow is not the frame's";
-  GtkMessageDialog* dialog = openDialog();
-  EXPECT_EQ(text(dialog), "127.0.0.2 wants to use your camera");
-  GtkCheckButton* remember = checkOf(dialog);
+  ASSERT_TRUE(runUntil([] { return shownDialog() != nullptr; })) << "the page's saved allow is not the frame's";
+  dialog = shownDialog();
+  EXPECT_EQ(textOf(dialog), "127.0.0.2 wants to use your camera");
+  GtkCheckButton* remember = rememberBox(dialog);
   ASSERT_NE(remember, nullptr);
   EXPECT_STREQ(gtk_check_button_get_label(remember), "Remember for 127.0.0.2");
   gtk_check_button_set_active(remember, TRUE);
@@ -283,28 +247,10 @@ TEST_F(MediaRequests, AFrameOfAnotherSiteIsNamedByItsOwnHost) {
 
   // The page itself asking is still the page.
   askForBoth();
-  ASSERT_TRUE(runUntil([] { return openDialog() != nullptr; }));
-  EXPECT_EQ(text(openDialog()), "127.0.0.1 wants to use your camera and microphone");
-  gtk_dialog_response(GTK_DIALOG(openDialog()), 1);
+  ASSERT_TRUE(runUntil([] { return shownDialog() != nullptr; }));
+  EXPECT_EQ(textOf(shownDialog()), "127.0.0.1 wants to use your camera and microphone");
+  gtk_dialog_response(GTK_DIALOG(shownDialog()), 1);
   ASSERT_TRUE(runUntil([&] { return !outcome().empty(); }));
-}
-
-TEST_F(MediaRequests, WithAFrameOfAnotherSiteThePageIsNotBlamedAndNothingIsRemembered) {
-  // Without word from the frame (no scripts in this view) WebKit cannot say
-  // which frame asks; the frame here is another site's.
-  permissions.set(PermissionDecision::allow, {"127.0.0.1", SitePermission::Kind::camera, ""});
-  TestServer other("127.0.0.2");
-  ASSERT_TRUE(loadPageEmbeddingCameraFrameOf(other));
-  ASSERT_TRUE(runUntil([] { return openDialog() != nullptr; })) << "the page's saved allow does not decide it";
-  GtkMessageDialog* dialog = openDialog();
-  EXPECT_EQ(text(dialog), "A frame embedded in this page wants to use your camera");
-  EXPECT_EQ(checkOf(dialog), nullptr) << "nothing to remember it for";
-  gtk_dialog_response(GTK_DIALOG(dialog), 1);  // Don't Allow
-  ASSERT_TRUE(runUntil([&] { return !outcome().empty(); }));
-  EXPECT_EQ(outcome(), "NotAllowedError");
-  EXPECT_EQ(permissions.all(), (std::vector<SitePermission>{{"127.0.0.1", SitePermission::Kind::camera, ""}}))
-      << "the answer is recorded for no site";
-  EXPECT_EQ(permissions.decision({"127.0.0.1", SitePermission::Kind::camera, ""}), PermissionDecision::allow);
 }
 
 }  // namespace

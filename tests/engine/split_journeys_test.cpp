@@ -23,7 +23,6 @@ class SplitJourney : public Journey {
                 "<title>Links page</title><style>a{display:block;font-size:40px;margin:30px}</style>"
                 "<a id=beta href='/beta.html'>To beta</a>");
   }
-  std::string row(const std::string& title) { return title + ", 127.0.0.1"; }
   std::string windowTitle() { return window->get_title(); }
   Gtk::Widget& viewOf(const PagePtr& page) {
     return *Glib::wrap(dynamic_cast<WebKitView&>(page->webView()).widget());
@@ -105,21 +104,6 @@ TEST_F(SplitJourney, ShiftClickOnALinkOpensItBesideAndOtherClicksDoNot) {
   EXPECT_TRUE(beside->split.expired()) << "the first page beside is an ordinary tab again";
   EXPECT_EQ(address(), url("/beta.html"));
   EXPECT_EQ(browser->pages->size(), tabs + 2);
-
-  // In a private tab the link opens beside in the private store.
-  key("ctrl+shift+n");
-  ASSERT_TRUE(waitFor([&] { return browser->isComposingPrivateTab.get() && fieldHasFocus(); }));
-  type(url("/links.html?private"));
-  key("Return");
-  ASSERT_TRUE(waitFor([&] { return address() == url("/links.html?private") && waitLoaded(browser->current()); }));
-  auto secret = browser->current();
-  ASSERT_TRUE(secret->isPrivate());
-  EXPECT_TRUE(waitFor([&] { return aloneOnScreen(secret); }));
-  ASSERT_TRUE(hoverLink(secret, x, y));
-  click(viewOf(secret), x, y, 1, "shift");
-  ASSERT_TRUE(waitFor([&] { return browser->current() != secret && splitShown(secret, browser->current()); }));
-  EXPECT_TRUE(browser->current()->isPrivate()) << "private pages stay private";
-  EXPECT_EQ(browser->current()->webView().store(), secret->webView().store());
 }
 
 TEST_F(SplitJourney, SplitFromThePaletteClicksCtrlTabAndCtrlW) {
@@ -172,21 +156,6 @@ TEST_F(SplitJourney, SplitFromThePaletteClicksCtrlTabAndCtrlW) {
   type("left");
   EXPECT_TRUE(waitFor([&] { return pageScript(gamma, "document.getElementById('typed').value") == "left"; }))
       << "typing goes to the side that was clicked";
-
-  // Zoom and find act on that side. (No site zoom store here: the two
-  // pages share a host and would otherwise share the level too.)
-  key("ctrl+equal");
-  EXPECT_TRUE(waitFor([&] { return gamma->webView().zoom() > 1.0; }));
-  EXPECT_DOUBLE_EQ(alpha->webView().zoom(), 1.0);
-  key("ctrl+0");
-  ASSERT_TRUE(waitFor([&] { return gamma->webView().zoom() == 1.0; }));
-  key("ctrl+f");
-  ASSERT_TRUE(waitFor([&] { return browser->isFinding.get() && fieldHasFocus(); }));
-  type("gamma");
-  EXPECT_TRUE(waitFor([&] { return browser->findMatched.get() == std::optional<bool>(true); }))
-      << "found in the gamma side, not the alpha one";
-  key("Escape");
-  ASSERT_TRUE(waitFor([&] { return !browser->isFinding.get() && pageHasFocus() && browser->current() == gamma; }));
 
   // Ctrl+Tab: the split is one stop.
   key("ctrl+Tab");

@@ -36,7 +36,7 @@ class WebKitViewTest : public ::testing::Test {
   TestServer server_;
 };
 
-TEST_F(WebKitViewTest, APageLoadsAndItsAddressAndTitleReachThePort) {
+TEST_F(WebKitViewTest, APageLoadsItsStateReachesThePortAndACrashIsReported) {
   RecordingEvents events;
   auto view = makeView(events);
   EXPECT_FALSE(view->url());
@@ -51,9 +51,23 @@ TEST_F(WebKitViewTest, APageLoadsAndItsAddressAndTitleReachThePort) {
   EXPECT_EQ(events.commits, 1);
   EXPECT_GT(events.stateChanges, 0);
   EXPECT_EQ(server_.count("/one"), 1);
+
+  auto* raw = dynamic_cast<WebKitView&>(*view).raw();
+  view->setMuted(true);
+  EXPECT_TRUE(webkit_web_view_get_is_muted(raw));
+  view->setMuted(false);
+  EXPECT_FALSE(webkit_web_view_get_is_muted(raw));
+  EXPECT_FALSE(view->isPlayingAudio());
+
+  webkit_web_view_terminate_web_process(raw);
+  ASSERT_TRUE(runUntil([&] { return events.crashes == 1; }));
+  // A reload brings the page back in a new process.
+  int commits = events.commits;
+  view->reload();
+  EXPECT_TRUE(runUntil([&] { return events.commits > commits && !view->isLoading(); }));
 }
 
-TEST_F(WebKitViewTest, BackAndForwardSurviveARestoreThatLoadsNothingUntilAsked) {
+TEST_F(WebKitViewTest, BackAndForwardSurviveARestoreThatLoadsNothingUntilAskedAndJunkIsRefused) {
   RecordingEvents events;
   auto view = makeView(events);
   for (const char* path : {"/one", "/two", "/three"}) ASSERT_TRUE(loadAndWait(*view, events, at(path)));
@@ -67,6 +81,14 @@ TEST_F(WebKitViewTest, BackAndForwardSurviveARestoreThatLoadsNothingUntilAsked) 
   RecordingEvents restoredEvents;
   auto restored = makeView(restoredEvents);
   EXPECT_TRUE(restored->sessionState().empty());
+  std::vector<std::string> lines;
+  auto previous = setLogSink([&](const std::string& line) { lines.push_back(line); });
+  EXPECT_FALSE(restored->restoreSessionState(""));
+  EXPECT_FALSE(restored->restoreSessionState("not a session state"));
+  setLogSink(previous);
+  ASSERT_EQ(lines.size(), 1u);
+  EXPECT_NE(lines[0].find("back and forward"), std::string::npos);
+
   server_.clearLog();
   ASSERT_TRUE(restored->restoreSessionState(blob));
   runFor(std::chrono::milliseconds(500));
@@ -86,21 +108,7 @@ TEST_F(WebKitViewTest, BackAndForwardSurviveARestoreThatLoadsNothingUntilAsked) 
   ASSERT_TRUE(runUntil([&] { return restored->url()->path() == "/three" && !restored->isLoading(); }));
 }
 
-TEST_F(WebKitViewTest, AnUnreadableSavedStateIsRefusedWithALogLine) {
-  std::vector<std::string> lines;
-  auto previous = setLogSink([&](const std::string& line) { lines.push_back(line); });
-  RecordingEvents events;
-  auto view = makeView(events);
-  EXPECT_FALSE(view->restoreSessionState(""));
-  EXPECT_FALSE(view->restoreSessionState("not a session state"));
-  setLogSink(previous);
-  ASSERT_EQ(lines.size(), 1u);
-  EXPECT_NE(lines[0].find("back and forward"), std::string::npos);
-  // The view is still usable.
-  EXPECT_TRUE(loadAndWait(*view, events, at("/one")));
-}
-
-TEST_F(WebKitViewTest, EvaluatesInTheMainFrameInEitherWorld) {
+TEST_F(WebKitViewTest, EvaluatesInTheMainFrameInEitherWorldAndDropsAnswersForAViewThatIsGone) {
   server_.html("/secret", page("Secret", "<script>window.pageSecret = 42;</script>"));
   RecordingEvents events;
   auto view = makeView(events);
@@ -118,17 +126,11 @@ TEST_F(WebKitViewTest, EvaluatesInTheMainFrameInEitherWorld) {
   auto failed = evaluateAndWait(*view, "throw new Error('boom')");
   EXPECT_FALSE(failed.result);
   EXPECT_FALSE(failed.error.empty());
-}
 
-TEST_F(WebKitViewTest, DropsTheAnswerOfAnEvaluationWhoseViewIsGone) {
-  RecordingEvents events;
-  auto view = makeView(events);
-  ASSERT_TRUE(loadAndWait(*view, events, at("/one")));
-  bool called = false;
-  view->evaluate("1", 0, false, [&](auto, auto) { called = true; });
+  auto late = evaluateLater(*view, "1");
   view.reset();
   runFor(std::chrono::milliseconds(300));
-  EXPECT_FALSE(called);
+  EXPECT_FALSE(late->answered);
 }
 
 TEST_F(WebKitViewTest, FindsTextCaseInsensitivelyAndSaysWhenItCannot) {
@@ -156,18 +158,6 @@ TEST_F(WebKitViewTest, FindsTextCaseInsensitivelyAndSaysWhenItCannot) {
   view->finishFind();
 }
 
-TEST_F(WebKitViewTest, AWebProcessCrashIsReported) {
-  RecordingEvents events;
-  auto view = makeView(events);
-  ASSERT_TRUE(loadAndWait(*view, events, at("/one")));
-  webkit_web_view_terminate_web_process(dynamic_cast<WebKitView&>(*view).raw());
-  ASSERT_TRUE(runUntil([&] { return events.crashes == 1; }));
-  // A reload brings the page back in a new process.
-  int commits = events.commits;
-  view->reload();
-  EXPECT_TRUE(runUntil([&] { return events.commits > commits && !view->isLoading(); }));
-}
-
 TEST_F(WebKitViewTest, ALocalFileLoadsItsNeighbouringImages) {
   // The temporary folder is mounted into the web process sandbox; the build
   // tree beside this program is not, and must work all the same.
@@ -188,19 +178,6 @@ TEST_F(WebKitViewTest, ALocalFileLoadsItsNeighbouringImages) {
     EXPECT_EQ(view->title(), "image 4") << folder;
     std::filesystem::remove_all(folder);
   }
-}
-
-TEST_F(WebKitViewTest, ZoomAndMuteReachTheView) {
-  RecordingEvents events;
-  auto view = makeView(events);
-  auto* raw = dynamic_cast<WebKitView&>(*view).raw();
-  view->setZoom(1.5);
-  view->setMuted(true);
-  EXPECT_DOUBLE_EQ(webkit_web_view_get_zoom_level(raw), 1.5);
-  EXPECT_TRUE(webkit_web_view_get_is_muted(raw));
-  view->setMuted(false);
-  EXPECT_FALSE(webkit_web_view_get_is_muted(raw));
-  EXPECT_FALSE(view->isPlayingAudio());
 }
 
 }  // namespace

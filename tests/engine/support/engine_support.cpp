@@ -2,10 +2,12 @@
 
 #include <gtkmm/init.h>
 
+#include <fstream>
 #include <memory>
 #include <stdexcept>
 
 #include "page/webkit/webkit_engine.h"
+#include "page/webkit/webkit_view.h"
 
 namespace quillo::test {
 
@@ -91,13 +93,19 @@ bool loadAndWait(WebViewPort& view, RecordingEvents& events, const Url& url) {
   return runUntil([&] { return events.commits > before && !view.isLoading(); });
 }
 
-Evaluation evaluateAndWait(WebViewPort& view, const std::string& script, uint64_t frameID, bool isolated) {
+std::shared_ptr<Evaluation> evaluateLater(WebViewPort& view, const std::string& script, uint64_t frameID,
+                                          bool isolated) {
   auto evaluation = std::make_shared<Evaluation>();
   view.evaluate(script, frameID, isolated, [evaluation](std::optional<nlohmann::json> result, std::string error) {
     evaluation->answered = true;
     evaluation->result = std::move(result);
     evaluation->error = std::move(error);
   });
+  return evaluation;
+}
+
+Evaluation evaluateAndWait(WebViewPort& view, const std::string& script, uint64_t frameID, bool isolated) {
+  auto evaluation = evaluateLater(view, script, frameID, isolated);
   runUntil([&] { return evaluation->answered; });
   return *evaluation;
 }
@@ -106,6 +114,87 @@ Url mustParse(const std::string& text) {
   auto url = Url::parse(text);
   if (!url) throw std::runtime_error("not a URL: " + text);
   return *url;
+}
+
+std::string readFile(const std::filesystem::path& path) {
+  std::ifstream in(path);
+  return std::string(std::istreambuf_iterator<char>(in), {});
+}
+
+GtkWindow* shownWindow(GType type) {
+  GListModel* toplevels = gtk_window_get_toplevels();
+  for (guint i = 0; i < g_list_model_get_n_items(toplevels); ++i) {
+    auto* window = static_cast<GtkWindow*>(g_list_model_get_item(toplevels, i));
+    g_object_unref(window);  // the list keeps it
+    if (G_TYPE_CHECK_INSTANCE_TYPE(window, type) && gtk_widget_get_visible(GTK_WIDGET(window))) return window;
+  }
+  return nullptr;
+}
+
+GtkMessageDialog* shownDialog() {
+  GtkWindow* dialog = shownWindow(GTK_TYPE_MESSAGE_DIALOG);
+  return dialog ? GTK_MESSAGE_DIALOG(dialog) : nullptr;
+}
+
+std::string textOf(gpointer widget, const char* property) {
+  char* value = nullptr;
+  g_object_get(widget, property, &value, nullptr);
+  std::string result = value ? value : "";
+  g_free(value);
+  return result;
+}
+
+GtkWidget* inMessageArea(GtkMessageDialog* dialog, GType type) {
+  GtkWidget* area = gtk_message_dialog_get_message_area(dialog);
+  for (GtkWidget* child = gtk_widget_get_first_child(area); child; child = gtk_widget_get_next_sibling(child))
+    if (G_TYPE_CHECK_INSTANCE_TYPE(child, type)) return child;
+  return nullptr;
+}
+
+TestAccessibility::TestAccessibility() {
+  const char* a11y = g_getenv("GTK_A11Y");
+  if (a11y) saved_ = a11y;
+  g_setenv("GTK_A11Y", "test", TRUE);
+}
+
+TestAccessibility::~TestAccessibility() {
+  if (saved_)
+    g_setenv("GTK_A11Y", saved_->c_str(), TRUE);
+  else
+    g_unsetenv("GTK_A11Y");
+}
+
+namespace {
+void collect(GtkWidget* root, GtkAccessibleRole role, std::vector<GtkWidget*>& out) {
+  for (GtkWidget* child = gtk_widget_get_first_child(root); child; child = gtk_widget_get_next_sibling(child)) {
+    if (!gtk_widget_get_visible(child)) continue;
+    if (gtk_test_accessible_has_role(GTK_ACCESSIBLE(child), role)) out.push_back(child);
+    collect(child, role, out);
+  }
+}
+}  // namespace
+
+std::vector<GtkWidget*> withRole(GtkWidget* root, GtkAccessibleRole role) {
+  std::vector<GtkWidget*> found;
+  collect(root, role, found);
+  return found;
+}
+
+bool accessibleNameIs(GtkWidget* widget, const std::string& name) {
+  char* problem = gtk_test_accessible_check_property(GTK_ACCESSIBLE(widget), GTK_ACCESSIBLE_PROPERTY_LABEL, name.c_str());
+  bool ok = problem == nullptr;
+  g_free(problem);
+  return ok;
+}
+
+std::unique_ptr<WebViewPort> ViewTest::show(const std::string& url, ViewConfiguration configuration) {
+  auto view = sharedEngine().makeView(std::move(configuration));
+  view->setEvents(&events);
+  windowWith(dynamic_cast<WebKitView&>(*view).widget());
+  if (!url.empty()) {
+    EXPECT_TRUE(loadAndWait(*view, events, mustParse(url))) << url;
+  }
+  return view;
 }
 
 }  // namespace quillo::test

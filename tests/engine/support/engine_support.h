@@ -1,7 +1,10 @@
 #pragma once
 #include <gtk/gtk.h>
 
+#include <gtest/gtest.h>
+
 #include <chrono>
+#include <filesystem>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -9,6 +12,7 @@
 #include <vector>
 
 #include "page/web_view_port.h"
+#include "support/test_server.h"
 
 namespace quillo {
 class WebKitEngine;
@@ -68,7 +72,47 @@ struct Evaluation {
 };
 Evaluation evaluateAndWait(WebViewPort& view, const std::string& script, uint64_t frameID = 0,
                            bool isolated = false);
+// The same without waiting: the answer fills in as it comes.
+std::shared_ptr<Evaluation> evaluateLater(WebViewPort& view, const std::string& script, uint64_t frameID = 0,
+                                          bool isolated = false);
 
 Url mustParse(const std::string& text);
+
+std::string readFile(const std::filesystem::path& path);
+
+// ---- Windows the engine opens on its own ----
+// A shown toplevel of this type (a message dialog, a file chooser), if any.
+GtkWindow* shownWindow(GType type);
+GtkMessageDialog* shownDialog();
+// A string property of a widget ("text", "secondary-text").
+std::string textOf(gpointer widget, const char* property = "text");
+// The first widget of this type in a message dialog's message area.
+GtkWidget* inMessageArea(GtkMessageDialog* dialog, GType type);
+
+// ---- Accessibility ----
+// Sets GTK's test accessibility backend, which keeps accessible names in
+// reach, for as long as it lives.
+class TestAccessibility {
+ public:
+  TestAccessibility();
+  ~TestAccessibility();
+
+ private:
+  std::optional<std::string> saved_;
+};
+// Drawn widgets under root with this accessible role, depth first.
+std::vector<GtkWidget*> withRole(GtkWidget* root, GtkAccessibleRole role);
+bool accessibleNameIs(GtkWidget* widget, const std::string& name);
+
+// One view in the shared window, over the test's own server.
+class ViewTest : public ::testing::Test {
+ protected:
+  void TearDown() override { windowWith(nullptr); }
+  // Makes a view with its events recorded, shows it, and loads `url` unless empty.
+  std::unique_ptr<WebViewPort> show(const std::string& url, ViewConfiguration configuration = {});
+
+  TestServer server;
+  RecordingEvents events;
+};
 
 }  // namespace quillo::test

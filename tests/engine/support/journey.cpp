@@ -52,10 +52,6 @@ bool xdotool(const std::string& arguments) {
 
 void Journey::SetUp() {
   if (!g_find_program_in_path("xdotool")) GTEST_SKIP() << "xdotool is not installed";
-  // Rows are read through their accessible names, kept by GTK's test backend.
-  const char* a11y = g_getenv("GTK_A11Y");
-  savedA11y_ = a11y ? std::optional<std::string>(a11y) : std::nullopt;
-  g_setenv("GTK_A11Y", "test", TRUE);
   ensureGtk();
   server.html("/alpha.html", "<title>Alpha page</title><p>alpha</p><input id=field>");
   server.html("/beta.html", "<title>Beta page</title><p>beta</p>");
@@ -99,10 +95,6 @@ void Journey::TearDown() {
   browser.reset();
   history.reset();
   drain();
-  if (savedA11y_)
-    g_setenv("GTK_A11Y", savedA11y_->c_str(), TRUE);
-  else
-    g_unsetenv("GTK_A11Y");
 }
 
 void Journey::key(const std::string& keys) {
@@ -206,11 +198,6 @@ std::string Journey::address() const {
   return url ? url->str() : std::string();
 }
 
-std::string Journey::title() const {
-  auto page = browser->current();
-  return page ? page->title.get() : std::string();
-}
-
 std::string Journey::fieldText() { return window->addressBar().entry().get_text(); }
 
 std::string Journey::caption() { return window->addressBar().caption(); }
@@ -254,18 +241,12 @@ int Journey::shownWidth(const PagePtr& page) {
 }
 
 namespace {
-bool named(GtkWidget* widget, const std::string& name) {
-  char* problem = gtk_test_accessible_check_property(GTK_ACCESSIBLE(widget), GTK_ACCESSIBLE_PROPERTY_LABEL, name.c_str());
-  bool ok = problem == nullptr;
-  g_free(problem);
-  return ok;
-}
 GtkWidget* findNamed(GtkWidget* root, const std::string& name) {
   for (GtkWidget* child = gtk_widget_get_first_child(root); child; child = gtk_widget_get_next_sibling(child)) {
     if (!gtk_widget_get_visible(child)) continue;
     if ((gtk_test_accessible_has_role(GTK_ACCESSIBLE(child), GTK_ACCESSIBLE_ROLE_LIST_ITEM) ||
          gtk_test_accessible_has_role(GTK_ACCESSIBLE(child), GTK_ACCESSIBLE_ROLE_BUTTON)) &&
-        named(child, name))
+        accessibleNameIs(child, name))
       return child;
     if (GtkWidget* found = findNamed(child, name)) return found;
   }
@@ -289,7 +270,7 @@ bool Journey::rowDescribed(const std::string& name, const std::string& descripti
 
 bool Journey::highlightIs(const std::string& name) {
   auto* lit = list->highlightedWidget();
-  return listShown() && lit && named(lit->gobj(), name);
+  return listShown() && lit && accessibleNameIs(lit->gobj(), name);
 }
 
 std::string Journey::pageScript(const PagePtr& page, const std::string& script) {

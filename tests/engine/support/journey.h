@@ -11,6 +11,7 @@
 #include "chrome/gtk/browser_window.h"
 #include "core/browser.h"
 #include "core/scheduler.h"
+#include "engine/support/engine_support.h"
 #include "palette/gtk/palette_view.h"
 #include "stores/history.h"
 #include "support/temp_home.h"
@@ -61,7 +62,6 @@ class Journey : public ::testing::Test {
 
   // ---- What the user sees ----
   std::string address() const;  // the current page's address, "" without one
-  std::string title() const;
   std::string fieldText();
   std::string caption();
   bool fieldHasFocus();
@@ -78,10 +78,12 @@ class Journey : public ::testing::Test {
   // A row with this name is on screen and its hint reads as `description`.
   bool rowDescribed(const std::string& name, const std::string& description);
   std::string url(const std::string& path) const { return server.url(path); }
+  // A page's palette row of the local test server ("Alpha page, 127.0.0.1").
+  static std::string row(const std::string& title) { return title + ", 127.0.0.1"; }
   // The text of a page's script result (the page world), for reading the page.
   std::string pageScript(const PagePtr& page, const std::string& script);
 
-  std::optional<std::string> savedA11y_;
+  TestAccessibility a11y_;  // rows are read through their accessible names
   TempHome home;
   GLibScheduler scheduler;
   TestServer server;
