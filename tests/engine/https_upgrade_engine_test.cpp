@@ -73,7 +73,7 @@ TEST_F(HttpsUpgrade, APublicNameGoesOverHttpsWithoutPort80AndWithItsPathAndQuery
   EXPECT_EQ(seen[0], "CONNECT public.example:443");
 }
 
-TEST_F(HttpsUpgrade, BeingSentBackToHttpEndsOnTheErrorAndContinueLoadsThePlainPage) {
+TEST_F(HttpsUpgrade, BeingSentBackToHttpEndsOnTheErrorAndContinueHoldsForTheRunInEveryTab) {
   auto page = makePage();
   page->load(mustParse("http://public.example/back"));
   ASSERT_TRUE(runUntil([&] { return page->loadError.get().has_value(); }));
@@ -86,6 +86,11 @@ TEST_F(HttpsUpgrade, BeingSentBackToHttpEndsOnTheErrorAndContinueLoadsThePlainPa
   ASSERT_TRUE(settled(page));
   EXPECT_EQ(page->title.get(), "http back");
   EXPECT_EQ(page->url.get()->str(), "http://public.example/back");
+
+  auto other = makePage();
+  other->load(mustParse("http://public.example/path"));
+  ASSERT_TRUE(settled(other));
+  EXPECT_EQ(other->title.get(), "http path") << "no upgrade for that host this run, in any tab";
 }
 
 }  // namespace

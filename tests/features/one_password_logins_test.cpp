@@ -234,10 +234,17 @@ TEST_F(LoginsTest, AFrameWithALoginFormAddsItsSitesLoginsAndOnlyFramesOfThatSite
   EXPECT_TRUE(page->formFrames.empty()) << "a new page forgets the old one's frames";
 }
 
-TEST_F(LoginsTest, AToolFailureOrAPageThatChangedSiteMeanwhileEndsTheFillInAFlash) {
+TEST_F(LoginsTest, AnotherSitesLoginAToolFailureOrAPageThatChangedSiteMeanwhileEndsTheFillInAFlash) {
   const Login alphaMail{"ml2v6y4kqb7sbz3dhe5c2pjz3q", "alpha mail", std::nullopt, {"mail.bank.example"}};
   auto page = open("https://www.bank.example/login");
   frames[0].login = true;
+  logins.fill(Login{"sh8n4c2tjq6v5wpm3xzk7db2ru", "Shop", std::nullopt, {"shop.example.co.uk"}});
+  EXPECT_EQ(flash(), "That login is for a different site.");
+  EXPECT_TRUE(browser.flashIsError.get());
+  scheduler.runUntilIdle();
+  EXPECT_EQ(toolCalls(), 0u) << "the tool is never asked for another site's secret";
+  EXPECT_TRUE(frames[0].filled.empty());
+
   op.fail("[ERROR] 2026/11/23 10:00:00 connecting to desktop app: timed out\n");
   logins.fill(alphaMail);
   answered();

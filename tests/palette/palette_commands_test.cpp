@@ -143,6 +143,19 @@ TEST_F(Commands, ChoosingEachKindOfRow) {
   EXPECT_EQ(downloads.revealed, std::vector<DownloadItemPtr>{present}) << "a missing file is not shown";
   browser->open(PaletteItem(Login{"7", "Mail", std::nullopt, {"mail.example"}}));
   EXPECT_EQ(logins.filled, Strings{"7"});
+
+  browser->enter(PaletteCommand::permissions);
+  auto camera = browser->results()[0];
+  ASSERT_EQ(describe(camera), "permission:a.example/camera");
+  std::vector<std::optional<PermissionDecision>> seen;
+  for (int press = 0; press < 3; ++press) {
+    browser->choose(camera);
+    seen.push_back(permissions.savedDecision(*camera.permission()));
+  }
+  EXPECT_EQ(seen, (std::vector<std::optional<PermissionDecision>>{PermissionDecision::allow, PermissionDecision::block,
+                                                                    std::nullopt}))
+      << "Return walks Allow, Block, Ask";
+  EXPECT_EQ(browser->scope.get(), PaletteCommand::permissions) << "the list stays";
 }
 
 // The window's journeys choose a partner by keys and cancel; these are the

@@ -3,6 +3,7 @@
 #include <gtk/gtk.h>
 
 #include <memory>
+#include <optional>
 #include <string>
 
 #include "page/site_prompts.h"
@@ -48,19 +49,24 @@ bool isPersistent(WebKitWebView* view) {
 }
 
 constexpr const char* kAskingHost = "quillo-asking-host";
+constexpr const char* kWaitingForWord = "quillo-waiting-for-asker";
 
-// WebKit does not say which frame asks (its permission queries carry the
-// page's origin even for a frame's request). The frame that said it was
-// about to ask is named; without one, the page's host is named only when no
-// frame of another origin could be the one asking; otherwise the host is
-// left empty: "a frame embedded in this page" asks, and nothing is
-// remembered for anyone.
-void askingHost(WebKitWebView* view, std::function<void(std::string)> done) {
-  if (auto* said = static_cast<const char*>(g_object_get_data(G_OBJECT(view), kAskingHost))) {
-    std::string host = said;
-    g_object_set_data(G_OBJECT(view), kAskingHost, nullptr);  // one request each
-    if (!host.empty()) return done(host);
-  }
+// The frame's word and WebKit's request travel by different routes, so
+// either may come first. Word waits for its request a short while, then is
+// forgotten so that it can never name the asker of a later request; a
+// request without word waits for it as long.
+constexpr gint64 kWordLifetimeMicroseconds = 1'000'000;
+constexpr guint kWaitForWordMilliseconds = 300;
+
+struct Word {
+  std::string host;
+  gint64 saidAt;
+};
+
+// Without word, the page's host is named only when no frame of another
+// origin could be the one asking; otherwise the host is left empty: "a frame
+// embedded in this page" asks, and nothing is remembered for anyone.
+void guessAskingHost(WebKitWebView* view, std::function<void(std::string)> done) {
   struct Pending {
     std::function<void(std::string)> done;
     std::string host;
@@ -81,6 +87,51 @@ void askingHost(WebKitWebView* view, std::function<void(std::string)> done) {
         pending->done(foreign ? std::string() : pending->host);
       },
       pending);
+}
+
+// A request waiting for its frame's word. It belongs to the view: whichever
+// of the word, the time limit or the view's end comes first settles it.
+struct Waiting {
+  WebKitWebView* view;
+  std::function<void(std::string)> done;
+  guint timeout = 0;
+  ~Waiting() {
+    if (timeout) g_source_remove(timeout);
+    // The view is going: its dialogs go with it, so the request is refused.
+    if (done) done(std::string());
+  }
+};
+
+void settle(WebKitWebView* view, std::optional<std::string> host) {
+  auto* waiting = static_cast<Waiting*>(g_object_steal_data(G_OBJECT(view), kWaitingForWord));
+  if (!waiting) return;
+  auto done = std::move(waiting->done);
+  waiting->done = nullptr;
+  delete waiting;
+  if (host && !host->empty())
+    done(*host);
+  else
+    guessAskingHost(view, std::move(done));
+}
+
+// WebKit does not say which frame asks (its permission queries carry the
+// page's origin even for a frame's request), so the frame that said it was
+// about to ask is named.
+void askingHost(WebKitWebView* view, std::function<void(std::string)> done) {
+  if (auto* word = static_cast<Word*>(g_object_steal_data(G_OBJECT(view), kAskingHost))) {
+    std::unique_ptr<Word> said(word);  // one request each
+    if (g_get_monotonic_time() - said->saidAt <= kWordLifetimeMicroseconds && !said->host.empty())
+      return done(said->host);
+  }
+  if (g_object_get_data(G_OBJECT(view), kWaitingForWord)) return guessAskingHost(view, std::move(done));
+  auto* waiting = new Waiting{view, std::move(done)};
+  waiting->timeout = g_timeout_add(kWaitForWordMilliseconds, [](gpointer data) -> gboolean {
+    auto* waiting = static_cast<Waiting*>(data);
+    waiting->timeout = 0;
+    settle(waiting->view, std::nullopt);
+    return G_SOURCE_REMOVE;
+  }, waiting);
+  g_object_set_data_full(G_OBJECT(view), kWaitingForWord, waiting, [](gpointer data) { delete static_cast<Waiting*>(data); });
 }
 
 // A question in the page's window: the buttons of the alert (the first is
@@ -152,7 +203,9 @@ siteprompts::Ask askerFor(WebKitWebView* view, const std::function<void()>& atte
 void usePermissions(Permissions* permissions) { store() = permissions; }
 
 void noteMediaAsker(WebKitWebView* view, const char* frameURL) {
-  g_object_set_data_full(G_OBJECT(view), kAskingHost, g_strdup(hostOf(frameURL).c_str()), g_free);
+  if (g_object_get_data(G_OBJECT(view), kWaitingForWord)) return settle(view, hostOf(frameURL));
+  g_object_set_data_full(G_OBJECT(view), kAskingHost, new Word{hostOf(frameURL), g_get_monotonic_time()},
+                         [](gpointer data) { delete static_cast<Word*>(data); });
 }
 
 bool answerPermissionRequest(WebKitWebView* view, WebKitPermissionRequest* request,
