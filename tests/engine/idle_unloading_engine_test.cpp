@@ -9,6 +9,7 @@
 #include <map>
 #include <set>
 
+#include "core/session.h"
 #include "engine/support/engine_support.h"
 #include "engine/support/journey.h"
 
@@ -147,6 +148,32 @@ TEST_F(IdleJourney, UnloadedPagesLetTheirProcessesGoAndComeBackWithTheirHistory)
   key("alt+Left");
   EXPECT_TRUE(waitFor([&] { return page->title.get() == "One" && address() == url("/one"); }));
   EXPECT_TRUE(waitFor([&] { return page->canGoForward.get(); }));
+}
+
+
+// Starting with a saved session: the page comes up with the keyboard and no
+// list flashes over it; keys typed before it is made stay in the field.
+TEST_F(IdleJourney, ARestartShowsThePageAloneAndKeepsWhatWasTypedFirst) {
+  openPage("/one");
+  openPage("/two");
+  ASSERT_TRUE(waitFor([&] { return Session::read().tabs.size() == 2; }, 5s));
+
+  restart();
+  ASSERT_TRUE(waitFor([&] { return !browser->isDeferringViews.get() && pageHasFocus(); }));
+  EXPECT_TRUE(waitFor([&] { return address() == url("/two"); }));
+  EXPECT_EQ(listOpenings, 0) << "the resting list came up over the restored page";
+  EXPECT_EQ(browser->pages->front()->liveView(), nullptr) << "the hidden tab made no web view";
+
+  restart(/*pagesWaitForTest=*/true);
+  ASSERT_TRUE(waitFor([&] { return fieldHasFocus(); }));
+  EXPECT_FALSE(listShown());
+  type("one");
+  ASSERT_TRUE(waitFor([&] { return rowShown(row("One")); }));
+  browser->stopDeferringViews();
+  ASSERT_TRUE(waitFor([&] { return browser->current()->liveView() != nullptr; }));
+  EXPECT_TRUE(fieldHasFocus());
+  EXPECT_EQ(fieldText().substr(0, 3), "one");
+  EXPECT_TRUE(listShown());
 }
 
 }  // namespace

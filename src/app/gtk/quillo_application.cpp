@@ -179,18 +179,8 @@ void QuilloApplication::on_startup() {
     });
   // Pins first, so restored tabs find the pins they belong to. Restoring
   // makes no web views: each page makes its own when first shown, and the
-  // current one only once the window is up and the palette takes keys
-  // (after what start-up queued, as the report above counts it).
-  browser_->isDeferringViews = true;
-  window_->signal_map().connect([this] {
-    Glib::signal_idle().connect_once([this] {
-      Glib::signal_idle().connect_once(
-          [this] {
-            if (browser_) browser_->stopDeferringViews();
-          },
-          Glib::PRIORITY_LOW);
-    });
-  });
+  // current one only once the window is up and the palette takes keys.
+  window_->holdPagesUntilShown();
   browser_->loadPins();
   browser_->restoreSession(session.get());
 

@@ -1,5 +1,7 @@
 #include "chrome/gtk/browser_window.h"
 
+#include <sigc++/adaptors/track_obj.h>
+
 #include "chrome/key_handler.h"
 #include "palette/gtk/palette_view.h"
 #include "page/webkit/webkit_view.h"
@@ -95,6 +97,21 @@ BrowserWindow::BrowserWindow(Browser& browser) : browser_(browser), addressBar_(
 
 BrowserWindow::~BrowserWindow() {
   for (auto& c : connections_) c.disconnect();
+}
+
+void BrowserWindow::holdPagesUntilShown() {
+  browser_.isDeferringViews = true;
+  // After the first idle once mapped, at low priority: behind everything
+  // start-up queued on the main loop, so the first key is handled first.
+  // Tracked, so a window closed meanwhile is not called.
+  connections_.push_back(signal_map().connect([this] {
+    Glib::signal_idle().connect_once(sigc::track_object(
+        [this] {
+          Glib::signal_idle().connect_once(
+              sigc::track_object([this] { browser_.stopDeferringViews(); }, *this), Glib::PRIORITY_LOW);
+        },
+        *this));
+  }));
 }
 
 void BrowserWindow::addActions() {

@@ -27,6 +27,9 @@ class BrowserWindow : public Gtk::ApplicationWindow {
   ~BrowserWindow() override;
   // Shows the commands' keys in the application's menus.
   void installAccels(Gtk::Application& app);
+  // At start-up: pages make no web views until the window is up and the
+  // field takes keys, so restoring a session costs nothing before that.
+  void holdPagesUntilShown();
 
   AddressBar& addressBar() { return addressBar_; }
   Gtk::Overlay& pageOverlay() { return pageOverlay_; }

@@ -60,6 +60,7 @@ PaletteView::PaletteView(Browser& browser) : Gtk::Box(Gtk::Orientation::VERTICAL
   connections_.push_back(browser_.paletteChanged.connect(later));
   connections_.push_back(browser_.chrome.isHeldOpen.changed().connect(later));
   connections_.push_back(browser_.currentPageChanged.connect(later));
+  connections_.push_back(browser_.isDeferringViews.changed().connect(later));
   scheduleUpdate();
 }
 
@@ -79,8 +80,13 @@ void PaletteView::setServices(Services services) {
 }
 
 bool PaletteView::wantsOpen() const {
-  return browser_.chrome.isHeldOpen.get() || browser_.isComposingNewTab.get() || browser_.scope.get() ||
-         browser_.cycleIndex.get() || browser_.isEditingInList() || browser_.isChoosingSplitPartner.get();
+  // While start-up holds the page back, the field has the keyboard only so
+  // that early keys are not lost: the resting list opens once something is
+  // typed, not as a flash before the page takes the keyboard.
+  const bool heldOpen = browser_.chrome.isHeldOpen.get() &&
+                        !(browser_.isDeferringViews.get() && browser_.query->empty());
+  return heldOpen || browser_.isComposingNewTab.get() || browser_.scope.get() || browser_.cycleIndex.get() ||
+         browser_.isEditingInList() || browser_.isChoosingSplitPartner.get();
 }
 
 void PaletteView::scheduleUpdate() {

@@ -65,25 +65,37 @@ void Journey::SetUp() {
   showWindow();
 }
 
-void Journey::showWindow() {
+void Journey::makeWindow() {
   window = std::make_unique<BrowserWindow>(*browser);
   window->addressBar().completion = [this](const std::string& typed) { return browser->completion(typed); };
   window->set_default_size(1000, 700);
-  window->present();
   list = findPaletteList(*window);
   ASSERT_NE(list, nullptr);
+  listOpenings = 0;
+  list->property_visible().signal_changed().connect([this] { listOpenings += list->get_visible(); });
+}
+
+void Journey::showWindow() {
+  if (!window) makeWindow();
+  window->present();
   ASSERT_TRUE(waitFor([&] { return window->get_mapped() && window->get_width() > 0; }));
   // Keys go where the pointer is (no window manager): over the window.
   ASSERT_TRUE(xdotool({"mousemove", "500", "400"}));
 }
 
-void Journey::restart() {
+void Journey::restart(bool pagesWaitForTest) {
   list = nullptr;
   window.reset();
   browser.reset();
   drain();
   browser = std::make_unique<Browser>(sharedEngine(), scheduler);
   browser->attach(*history);
+  // As the application starts: the window first, holding the pages back.
+  makeWindow();
+  if (pagesWaitForTest)
+    browser->isDeferringViews = true;
+  else
+    window->holdPagesUntilShown();
   browser->loadPins();
   browser->restoreSession();
   browser->settleBlockLists();

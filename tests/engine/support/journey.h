@@ -58,7 +58,9 @@ class Journey : public ::testing::Test {
   bool waitLoaded(const PagePtr& page);
   // Quits and starts again: a new browser and window from the files the
   // last one left (nothing is saved here: what the browser wrote counts).
-  void restart();
+  // Pages wait for the window as at start-up; with `pagesWaitForTest` they
+  // wait until the test calls stopDeferringViews, as if the user typed first.
+  void restart(bool pagesWaitForTest = false);
 
   // ---- What the user sees ----
   std::string address() const;  // the current page's address, "" without one
@@ -91,8 +93,10 @@ class Journey : public ::testing::Test {
   std::unique_ptr<Browser> browser;
   std::unique_ptr<BrowserWindow> window;
   PaletteView* list = nullptr;
+  int listOpenings = 0;  // times the list came on screen since the window opened
 
  private:
+  void makeWindow();
   void showWindow();
   // The point of a widget in the window's X coordinates.
   std::pair<std::string, std::string> screenPoint(Gtk::Widget& widget, double x, double y);
