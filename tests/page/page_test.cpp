@@ -34,24 +34,17 @@ class PageReports : public ::testing::Test {
   Reports reports;
 };
 
-TEST_F(PageReports, TitleAndAddressChangesReachTheBrowser) {
-  engine.titles["https://a.example/"] = "A";
+// A load's visit, title and address are mirrored on the real engine; here,
+// what follows it.
+TEST_F(PageReports, ATitleChangeAloneIsReportedAndSaved) {
   auto page = makePage();
   page->load(*Url::parse("https://a.example/"));
-  EXPECT_EQ(reports.visits, std::vector<std::string>{"https://a.example/"});
-  ASSERT_EQ(reports.titles.size(), 1u);
-  EXPECT_EQ(reports.titles[0], std::make_pair(std::string("A"), std::string("https://a.example/")));
-  EXPECT_EQ(page->title.get(), "A");
-
   int before = reports.sessionChanges;
   view(*page).setPageTitle("A, renamed");
-  EXPECT_EQ(reports.titles.size(), 2u) << "a title change alone is reported";
+  EXPECT_EQ(reports.titles, (std::vector<std::pair<std::string, std::string>>{{"A, renamed", "https://a.example/"}}));
   EXPECT_EQ(reports.sessionChanges, before + 1);
-
-  before = reports.sessionChanges;
   page->load(*Url::parse("https://a.example/next"));
-  EXPECT_GT(reports.sessionChanges, before) << "a new address must be saved";
-  EXPECT_EQ(reports.visits.back(), "https://a.example/next");
+  EXPECT_EQ(reports.visits, (std::vector<std::string>{"https://a.example/", "https://a.example/next"}));
   EXPECT_TRUE(page->canGoBack.get());
 }
 
