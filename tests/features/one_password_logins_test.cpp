@@ -201,8 +201,11 @@ TEST_F(LoginsTest, AFrameWithALoginFormAddsItsSitesLoginsAndOnlyFramesOfThatSite
   std::vector<std::string> logged;
   auto previous = setLogSink([&](const std::string& line) { logged.push_back(line); });
   browser.choose(browser.results()[2]);  // Work account
+  EXPECT_EQ(flash(), "Filling from 1Password…");
   answered();
   setLogSink(previous);
+  EXPECT_FALSE(browser.scope.get()) << "the palette closed";
+  EXPECT_TRUE(browser.query->empty());
   ASSERT_EQ(frames[7].filled.size(), 1u);
   EXPECT_EQ(frames[7].filled[0], (nlohmann::json{"ann.work", "w0rk!", "login.bank.example"}));
   EXPECT_TRUE(frames[0].filled.empty());

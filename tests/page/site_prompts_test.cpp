@@ -48,6 +48,10 @@ TEST_F(SitePromptsTest, OneUndecidedAsksOnceForBothAndRecordsBoth) {
   EXPECT_EQ(permissions.untilQuit(camera()), block);
   EXPECT_EQ(permissions.untilQuit(microphone()), block);
   EXPECT_EQ(permissions.savedDecision(microphone()), std::nullopt);
+  granted.reset();
+  decideMedia(permissions, both(), ask, done);
+  EXPECT_EQ(granted, false) << "the answer for this run decides: a block on either wins";
+  EXPECT_EQ(asked.size(), 1u);
 }
 
 TEST_F(SitePromptsTest, OnlyANamedSiteOnAPersistentPageMayRememberTheAnswer) {
