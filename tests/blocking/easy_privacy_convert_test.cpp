@@ -175,9 +175,6 @@ TEST(EasyPrivacyOptions, LastLoadTypeWinsResourceTypesMappedSortedAndNegatedOnes
             (json{{"url-filter", kAnyHost + R"(eloqua\.com)" + kSeparator},
                   {"resource-type", allTypesBut({"style-sheet"})},
                   {"load-type", {"third-party"}}}));
-  json rule = ruleFor("/webtracking/*$~document,~subdocument,domain=~wwwapps.ups.com");
-  EXPECT_EQ(rule["trigger"]["resource-type"], allTypesBut({"document"}));
-  EXPECT_EQ(rule["trigger"]["unless-domain"], json({"*wwwapps.ups.com"}));
 }
 
 TEST(EasyPrivacyOrder, BlocksThenExceptionsThenImportantBlocksWithSeparatorTwinsAndAlternatives) {
@@ -220,7 +217,7 @@ TEST(EasyPrivacyOrder, BlocksThenExceptionsThenImportantBlocksWithSeparatorTwins
   EXPECT_EQ(all[0]["trigger"]["if-domain"], json({"*a.test"}));
 }
 
-TEST(EasyPrivacyRegularExpressions, EachAlternativeKeepsTheOptions) {
+TEST(EasyPrivacyOptions, EveryRuleALineBecomesKeepsItsOptionsAndDomainsAreLowerCase) {
   json all = rules(
       R"(/^https?:\/\/tmx\.(td|tdbank)\.com\/[a-z0-9]{2,3}\.js.*/$script,domain=mbna.ca|td.com|tdbank.com)");
   ASSERT_EQ(all.size(), 2u);
@@ -228,34 +225,32 @@ TEST(EasyPrivacyRegularExpressions, EachAlternativeKeepsTheOptions) {
   EXPECT_EQ(all[1]["trigger"], (json{{"url-filter", R"(^https?://tmx\.tdbank\.com/[a-z0-9][a-z0-9][a-z0-9]?\.js.*)"},
                                      {"resource-type", {"script"}},
                                      {"if-domain", {"*mbna.ca", "*td.com", "*tdbank.com"}}}));
-}
 
-TEST(EasyPrivacyImportant, AnImportantBlockAfterTheExceptionsKeepsItsOptions) {
-  json all = rules("||clarity.ms/tag/$script,domain=phileweb.com,important\n@@||clarity.ms^\n||b.test^\n");
-  ASSERT_EQ(all.size(), 3u);
-  EXPECT_EQ(all[1]["action"]["type"], "ignore-previous-rules");
-  EXPECT_EQ(all[2], (json{{"trigger",
+  // An important block goes after the exceptions, so that none can cancel it; an exception keeps its domains.
+  all = rules("||clarity.ms/tag/$script,domain=phileweb.com,important\n@@||cdn.test^$script,domain=site.test\n");
+  ASSERT_EQ(all.size(), 2u);
+  EXPECT_EQ(all[0], (json{{"trigger",
+                           {{"url-filter", kAnyHost + R"(cdn\.test)" + kSeparator},
+                            {"resource-type", {"script"}},
+                            {"if-domain", {"*site.test"}}}},
+                          {"action", {{"type", "ignore-previous-rules"}}}}));
+  EXPECT_EQ(all[1], (json{{"trigger",
                            {{"url-filter", kAnyHost + R"(clarity\.ms/tag/)"},
                             {"resource-type", {"script"}},
                             {"if-domain", {"*phileweb.com"}}}},
-                          {"action", {{"type", "block"}}}}))
-      << "no exception before it can cancel it";
-}
+                          {"action", {{"type", "block"}}}}));
 
-TEST(EasyPrivacyDomains, IncludedOrExcludedInLowerCaseAndExceptionsKeepThem) {
   EXPECT_EQ(ruleFor("/t.js$domain=A.test|b.TEST")["trigger"],
             (json{{"url-filter", R"(/t\.js)"}, {"if-domain", {"*a.test", "*b.test"}}}));
   EXPECT_EQ(ruleFor("/t.js$domain=~a.test||~b.test|")["trigger"],
             (json{{"url-filter", R"(/t\.js)"}, {"unless-domain", {"*a.test", "*b.test"}}}))
       << "empty pieces are dropped";
-
-  json all = rules("@@||cdn.test^$script,domain=site.test\n||tracker.test^\n/pixel.");
-  ASSERT_EQ(all.size(), 3u);
-  EXPECT_EQ(all[2], (json{{"trigger",
-                           {{"url-filter", kAnyHost + R"(cdn\.test)" + kSeparator},
-                            {"resource-type", {"script"}},
-                            {"if-domain", {"*site.test"}}}},
-                          {"action", {{"type", "ignore-previous-rules"}}}}));
+  // Quotes and control characters stay valid JSON.
+  all = rules("/a\"b.js\n/t\tab.js$domain=q\"x.test");
+  ASSERT_EQ(all.size(), 2u);
+  EXPECT_EQ(all[0]["trigger"]["url-filter"], R"(/a"b\.js)");
+  EXPECT_EQ(all[1]["trigger"]["url-filter"], "/t\tab\\.js");
+  EXPECT_EQ(all[1]["trigger"]["if-domain"], json({"*q\"x.test"}));
 }
 
 TEST(EasyPrivacyCounts, CountsEmptyInputAndTheRuleLimitWhichDropsTrailingBlocksAndKeepsExceptions) {
@@ -283,14 +278,6 @@ TEST(EasyPrivacyCounts, CountsEmptyInputAndTheRuleLimitWhichDropsTrailingBlocksA
   EXPECT_EQ(withImportant.skipped, 2);
   EXPECT_EQ(withImportant.skippedBy[size_t(EasyPrivacy::Skip::ruleLimit)], 2);
   EXPECT_EQ(json::parse(withImportant.json).size(), 2u);
-}
-
-TEST(EasyPrivacyCounts, QuotesAndControlCharactersStayValidJson) {
-  json all = rules("/a\"b.js\n/t\tab.js$domain=q\"x.test");
-  ASSERT_EQ(all.size(), 2u);
-  EXPECT_EQ(all[0]["trigger"]["url-filter"], R"(/a"b\.js)");
-  EXPECT_EQ(all[1]["trigger"]["url-filter"], "/t\tab\\.js");
-  EXPECT_EQ(all[1]["trigger"]["if-domain"], json({"*q\"x.test"}));
 }
 
 // The real list, when this checkout has it.
