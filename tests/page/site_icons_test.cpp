@@ -31,8 +31,8 @@ TEST(IconRanking, SmallestOf32OrMoreThenUnknownThenSmallerThenSvgThenFaviconRead
   EXPECT_EQ(ranked({{"any.png", "any", ""}, {"logo.SVG", "", ""}, {"16.png", "16x16", ""}, {"plain.ico", "", ""},
                     {"24.png", "16x16 24X24", ""}, {"vector", "", "image/svg+xml"}, {"also-plain.png", "", ""}},
                    "http://site.example:8080/"),
-            (std::vector<std::string>{"plain.ico", "also-plain.png", "24.png", "16.png", "any.png", "logo.SVG", "vector",
-                                      "http://site.example:8080/favicon.ico"}));
+            (std::vector<std::string>{"plain.ico", "also-plain.png", "24.png", "16.png", "any.png", "logo.SVG",
+                                      "vector", "http://site.example:8080/favicon.ico"}));
 
   EXPECT_EQ((IconLink{"a", "16x16 48x48 32x32", ""}.size()), 48);
   EXPECT_EQ((IconLink{"a", "x16", ""}.size()), 0);
