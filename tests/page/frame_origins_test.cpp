@@ -37,14 +37,8 @@ TEST(FrameOrigins, ADialogNamesTheHostOnlyWhileNoFrameOfAnotherSchemeHostOrPortC
   EXPECT_EQ(frames.dialogHeading("file:///home/me/page.html"), "This page says");
 }
 
-TEST(FrameMessages, TheExtensionsFieldsPassAndThePayloadIsJSONOrNull) {
-  auto message = decodeFrameMessage("quilloHover", 42, "https://a.example/f", false, R"("https://b.example/")");
-  EXPECT_EQ(message.name, "quilloHover");
-  EXPECT_EQ(message.frameID, 42u);
-  EXPECT_EQ(message.frameURL, "https://a.example/f");
-  EXPECT_FALSE(message.isMainFrame);
-  EXPECT_EQ(message.payload, "https://b.example/");
-
+TEST(FrameMessages, ThePayloadIsJSONOfBoundedDepthOrNull) {
+  // The fields of real frames' messages pass through in the engine's extension tests.
   EXPECT_TRUE(decodeFrameMessage("x", 1, "", true, "{not json").payload.is_null());
   EXPECT_TRUE(decodeFrameMessage("x", 1, "", true, "").payload.is_null());
   std::string deep(kMaxPayloadDepth + 1, '[');
