@@ -1,8 +1,10 @@
 #pragma once
+#include <algorithm>
 #include <functional>
 #include <map>
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "blocking/filter_store.h"
@@ -13,16 +15,10 @@
 namespace quillo::test {
 
 // A compiled list as the fake store makes it: remembers its JSON.
-class FakeFilter final : public ContentFilter {
- public:
-  FakeFilter(std::string identifier, std::string json) : identifier_(std::move(identifier)), json(std::move(json)) {}
-  const std::string& identifier() const override { return identifier_; }
-
- private:
-  std::string identifier_;
-
- public:
-  std::string json;
+struct FakeFilter final : ContentFilter {
+  FakeFilter(std::string identifier, std::string json) : id(std::move(identifier)), json(std::move(json)) {}
+  const std::string& identifier() const override { return id; }
+  std::string id, json;
 };
 
 // Keeps "compiled" lists in memory and answers on a later turn of the
@@ -39,44 +35,32 @@ class FakeFilterStore final : public FilterStore {
   void compile(const std::string& identifier, std::string json, Compiled done) override {
     compiled.push_back(identifier);
     later([this, identifier, json = std::move(json), done = std::move(done)] {
-      if (!compileError.empty()) {
-        done(nullptr, compileError);
-        return;
-      }
-      auto filter = std::make_shared<FakeFilter>(identifier, json);
-      stored[identifier] = filter;
-      done(filter, {});
+      if (!compileError.empty()) return done(nullptr, compileError);
+      put(identifier, json);
+      done(stored[identifier], {});
     });
   }
 
   void load(const std::string& identifier, Loaded done) override {
     later([this, identifier, done = std::move(done)] {
       auto it = stored.find(identifier);
-      if (it == stored.end()) {
-        done({});
-        return;
-      }
-      done(Stored{it->second, sourceDigest(it->second->json)});
+      done(it == stored.end() ? Stored{} : Stored{it->second, sourceDigest(it->second->json)});
     });
   }
 
   std::map<std::string, std::shared_ptr<FakeFilter>> stored;
   std::vector<std::string> compiled;
   std::string compileError;  // non-empty: every compile fails with it
-  bool hold = false;  // answers wait for release()
+  bool hold = false;         // answers wait for release()
 
   void release() {
     hold = false;
-    auto held = std::move(held_);
-    for (auto& work : held) later(std::move(work));
+    for (auto& work : std::exchange(held_, {})) later(std::move(work));
   }
 
  private:
   void later(std::function<void()> work) {
-    if (hold) {
-      held_.push_back(std::move(work));
-      return;
-    }
+    if (hold) return held_.push_back(std::move(work));
     tasks_.push_back(scheduler_.post(std::move(work)));
   }
   Scheduler& scheduler_;
@@ -85,20 +69,17 @@ class FakeFilterStore final : public FilterStore {
 };
 
 // A download that waits until the test answers it.
-class FakeFetcher final : public ListFetcher {
- public:
+struct FakeFetcher final : ListFetcher {
   struct State {
     std::vector<std::string> urls;
     std::function<void(FetchResult)> pending;
   };
-  explicit FakeFetcher(std::shared_ptr<State> state) : state_(std::move(state)) {}
+  explicit FakeFetcher(std::shared_ptr<State> state) : state(std::move(state)) {}
   void fetch(const std::string& url, std::function<void(FetchResult)> done) override {
-    state_->urls.push_back(url);
-    state_->pending = std::move(done);
+    state->urls.push_back(url);
+    state->pending = std::move(done);
   }
-
- private:
-  std::shared_ptr<State> state_;
+  std::shared_ptr<State> state;
 };
 
 // Collects what is logged while it lives.
@@ -107,10 +88,7 @@ class CapturedLog {
   CapturedLog() : previous_(setLogSink([this](const std::string& line) { lines.push_back(line); })) {}
   ~CapturedLog() { setLogSink(previous_); }
   bool has(const std::string& start) const {
-    for (const auto& line : lines) {
-      if (line.rfind(start, 0) == 0) return true;
-    }
-    return false;
+    return std::any_of(lines.begin(), lines.end(), [&](const std::string& line) { return line.rfind(start, 0) == 0; });
   }
   std::vector<std::string> lines;
 

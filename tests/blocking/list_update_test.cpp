@@ -63,25 +63,7 @@ class ListUpdateTest : public ::testing::Test {
   std::vector<std::shared_ptr<ContentFilter>> pageFilters_, installed_;
 };
 
-TEST_F(ListUpdateTest, OkAnswerInstallsTheNewListIntoOpenPages) {
-  const std::string list = "! test list\n||tracker.test^$third-party\n@@||tracker.test/ok.js\n";
-  test::Route route;
-  route.contentType = "text/plain";
-  route.body = list;
-  server_.route("/easyprivacy.txt", route);
-
-  startAndUpdate();
-
-  EXPECT_EQ(server_.count("/easyprivacy.txt"), 1);
-  EXPECT_EQ(easyPrivacy().json, EasyPrivacy::convert(list).json);
-  ASSERT_FALSE(installed_.empty());
-  EXPECT_EQ(installed_.back(), lists_->lists().back());
-  EXPECT_EQ(pageFilters_, lists_->lists()) << "the install hook saw the new list";
-  EXPECT_FALSE(isStale());
-  EXPECT_TRUE(log_.lines.empty()) << log_.lines.front();
-}
-
-TEST_F(ListUpdateTest, NotFoundOrADroppedConnectionKeepsTheOldList) {
+TEST_F(ListUpdateTest, FailuresKeepTheOldListAndAnOkAnswerInstallsTheNewOneIntoOpenPages) {
   test::Route notFound;
   notFound.status = 404;
   notFound.body = "no such list";
@@ -98,13 +80,25 @@ TEST_F(ListUpdateTest, NotFoundOrADroppedConnectionKeepsTheOldList) {
     EXPECT_TRUE(isStale());
     EXPECT_EQ(installed_.size(), 2u) << "only the start-up installs";
   }
-}
-
-TEST_F(ListUpdateTest, AddressThatIsNotHttpFailsCleanly) {
+  // Only HTTP is fetched.
   lists_ = std::make_unique<BlockLists>(store_, settings_, scheduler_, nullptr, "file:///etc/passwd");
   lists_->start();
   ASSERT_TRUE(runUntil([&] { return lists_->isSettled.get() && !lists_->isUpdating(); }));
   EXPECT_TRUE(log_.has("Quillo: couldn't update EasyPrivacy: bad address file:///etc/passwd"));
+
+  const std::string list = "! test list\n||tracker.test^$third-party\n@@||tracker.test/ok.js\n";
+  test::Route ok;
+  ok.contentType = "text/plain";
+  ok.body = list;
+  server_.route("/easyprivacy.txt", ok);
+  log_.lines.clear();
+  startAndUpdate();
+  EXPECT_EQ(server_.count("/easyprivacy.txt"), 3);
+  EXPECT_EQ(easyPrivacy().json, EasyPrivacy::convert(list).json);
+  EXPECT_EQ(installed_.back(), lists_->lists().back());
+  EXPECT_EQ(pageFilters_, lists_->lists()) << "the install hook saw the new list";
+  EXPECT_FALSE(isStale());
+  EXPECT_TRUE(log_.lines.empty()) << log_.lines.front();
 }
 
 }  // namespace

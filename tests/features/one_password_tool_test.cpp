@@ -29,12 +29,6 @@ class ToolTest : public ::testing::Test {
     return answer.value_or(Outcome::failed(Failure::op("no answer")));
   }
 
-  // Until the stand-in is running, so there is a process to end.
-  void waitForTheToolToStart() {
-    for (int i = 0; i < 500 && op.lastPid() == 0; ++i) g_usleep(10000);
-    ASSERT_NE(op.lastPid(), 0);
-  }
-
   test::FakeOp op;
   test::VirtualScheduler scheduler;
   Tool tool{scheduler};
@@ -78,11 +72,24 @@ TEST_F(ToolTest, LargeOutputOnBothPipesDoesNotStallTheTool) {
   EXPECT_EQ(outcome.output->size(), 300000u);
 }
 
-TEST_F(ToolTest, AToolThatHangsIsEndedAfterThirtySeconds) {
+TEST_F(ToolTest, ACancelledCallEndsTheProcessAndNeverAnswersAndAHangingOneIsEndedAfterThirtySeconds) {
   op.hang();
+  bool answered = false;
+  auto cancelled = tool.run(listArguments(), [&](Outcome) { answered = true; });
+  for (int i = 0; i < 500 && op.lastPid() == 0; ++i) g_usleep(10000);  // until there is a process to end
+  ASSERT_NE(op.lastPid(), 0);
+  EXPECT_TRUE(cancelled.pending());
+  cancelled.cancel();
+  scheduler.waitForWorkers(1);  // the worker reports back once the process has been reaped
+  EXPECT_FALSE(answered);
+  EXPECT_NE(kill(op.lastPid(), 0), 0);
+  EXPECT_FALSE(cancelled.pending());
+
+  const int cancelledPid = op.lastPid();
   std::optional<Outcome> answer;
   auto call = tool.run(listArguments(), [&](Outcome outcome) { answer = std::move(outcome); });
-  waitForTheToolToStart();
+  for (int i = 0; i < 500 && op.lastPid() == cancelledPid; ++i) g_usleep(10000);
+  ASSERT_NE(op.lastPid(), cancelledPid);
   scheduler.advance(29s);
   EXPECT_FALSE(answer);
   scheduler.advance(1s);  // may already run the worker's answer
@@ -90,19 +97,6 @@ TEST_F(ToolTest, AToolThatHangsIsEndedAfterThirtySeconds) {
   ASSERT_TRUE(answer);
   EXPECT_EQ(answer->failure->description(), "1Password didn't answer within 30 seconds. Unlock it and try again.");
   EXPECT_NE(kill(op.lastPid(), 0), 0) << "the tool's process is gone";
-}
-
-TEST_F(ToolTest, ACancelledCallEndsTheProcessAndNeverAnswers) {
-  op.hang();
-  bool answered = false;
-  auto call = tool.run(listArguments(), [&](Outcome) { answered = true; });
-  waitForTheToolToStart();
-  EXPECT_TRUE(call.pending());
-  call.cancel();
-  scheduler.waitForWorkers(1);  // the worker reports back once the process has been reaped
-  EXPECT_FALSE(answered);
-  EXPECT_NE(kill(op.lastPid(), 0), 0);
-  EXPECT_FALSE(call.pending());
 }
 
 }  // namespace

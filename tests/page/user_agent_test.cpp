@@ -6,11 +6,8 @@ namespace quillo {
 namespace {
 
 TEST(UserAgent, ReplacesTheLastVersionAndSafariPairOrAppendsOne) {
-  EXPECT_EQ(withSafariToken("Mozilla/5.0 (X11; Linux x86_64) AppleWebKit/605.1.15 (KHTML, like Gecko) "
-                            "Version/60.5 Safari/605.1.15"),
-            "Mozilla/5.0 (X11; Linux x86_64) AppleWebKit/605.1.15 (KHTML, like Gecko) "
-            "Version/26.0 Safari/605.1.15");
-  // What follows the pair (an application name) is kept.
+  // WebKit's own agent gets the token in the engine's tests. What follows the
+  // pair (an application name) is kept.
   EXPECT_EQ(withSafariToken("Mozilla/5.0 AppleWebKit/605.1.15 Version/18.2 Safari/605.1.15 Quillo/1.0"),
             "Mozilla/5.0 AppleWebKit/605.1.15 Version/26.0 Safari/605.1.15 Quillo/1.0");
   // Only the last pair counts.

@@ -64,10 +64,8 @@ TEST_F(PermissionsTest, SavedWinsOverRunOnlyAndSettingClearsTheRunOnlyAnswer) {
 }
 
 TEST_F(PermissionsTest, ListsAreOrderedByHostThenKindThenSchemeWithoutDuplicates) {
+  // A site's three kinds are listed even when never asked for, as the permissions journey shows.
   Permissions permissions(nullptr, mailOnly);
-  std::vector<SitePermission> bare{camera("new.test"), microphone("new.test"), notifications("new.test")};
-  EXPECT_EQ(permissions.listed("new.test"), bare) << "a site always lists the three kinds";
-
   permissions.set(allow, app("b.test", "zoommtg"));
   permissions.set(allow, app("b.test", "mailto"));
   permissions.set(block, notifications("b.test"));
@@ -83,7 +81,7 @@ TEST_F(PermissionsTest, ListsAreOrderedByHostThenKindThenSchemeWithoutDuplicates
   EXPECT_EQ(permissions.all(), bySite);
 }
 
-TEST_F(PermissionsTest, TheFileKeepsWhatItCannotListAndLosesEmptyHosts) {
+TEST_F(PermissionsTest, TheFileKeepsWhatItCannotListLosesEmptyHostsAndIsKeptAsideWhenUnreadable) {
   writeFile(R"({"a.test":{"app:":"allow","speaker":"block","camera":"allow"},"":{"microphone":"block"}})");
   {
     Permissions permissions(nullptr, mailOnly);
@@ -100,20 +98,18 @@ TEST_F(PermissionsTest, TheFileKeepsWhatItCannotListAndLosesEmptyHosts) {
   EXPECT_EQ(reloaded.savedDecision(camera("a.test")), allow);
   EXPECT_EQ(reloaded.savedDecision(microphone("a.test")), block);
   EXPECT_EQ(reloaded.all().size(), 2u);
-}
 
-TEST_F(PermissionsTest, AnUnreadableFileGivesAnEmptyStoreAndIsKeptAside) {
+  // An unreadable file gives an empty store and is kept aside.
   writeFile(R"({"a.test":{"camera":"maybe"}})");
-  Permissions permissions(nullptr, mailOnly);
-  EXPECT_TRUE(permissions.all().empty());
-  permissions.set(allow, camera("b.test"));
+  Permissions damaged(nullptr, mailOnly);
+  EXPECT_TRUE(damaged.all().empty());
+  damaged.set(allow, camera("b.test"));
   auto aside = AppSupport::file(std::string(Permissions::kFileName) + ".unreadable");
-  ASSERT_TRUE(std::filesystem::exists(aside));
   EXPECT_EQ(AppSupport::read(aside).value, nlohmann::json::parse(R"({"a.test":{"camera":"maybe"}})"));
   EXPECT_EQ(fileJSON(), nlohmann::json::parse(R"({"b.test":{"camera":"allow"}})"));
 }
 
-TEST_F(PermissionsTest, TheOldAppLinkListIsImportedOnceAndRemoved) {
+TEST_F(PermissionsTest, TheOldAppLinkListIsImportedOnceAndOnlySavedAppAnswersCount) {
   Settings settings(Settings::defaultFile());
   settings.set(Permissions::kLegacyAppLinksKey, nlohmann::json::array({"mail.test MAILTO", "chat.test slack", "bad"}));
   {
@@ -130,17 +126,15 @@ TEST_F(PermissionsTest, TheOldAppLinkListIsImportedOnceAndRemoved) {
   again.set(std::nullopt, app("chat.test", "slack"));
   Permissions third(&settings, mailOnly);
   EXPECT_EQ(third.savedAppDecision("chat.test", "slack"), std::nullopt);
-}
 
-TEST_F(PermissionsTest, AppLinksCountOnlySavedAnswersAndAreTitledByTheirProgram) {
-  Permissions permissions(nullptr, mailOnly);
-  permissions.answer(allow, app("a.test", "mailto"), false);
-  EXPECT_EQ(permissions.savedAppDecision("a.test", "mailto"), std::nullopt);
-  permissions.saveAppAllowed("a.test", "MailTo");
-  EXPECT_EQ(permissions.savedAppDecision("a.test", "mailto"), allow);
-  EXPECT_EQ(permissions.title(app("a.test", "mailto")), "Open Mail");
-  EXPECT_EQ(permissions.title(app("a.test", "zoommtg")), "Open zoommtg: links");
-  EXPECT_EQ(permissions.title(microphone("a.test")), "Microphone");
+  // Only saved answers count, and links are titled by their program.
+  third.answer(allow, app("a.test", "mailto"), false);
+  EXPECT_EQ(third.savedAppDecision("a.test", "mailto"), std::nullopt);
+  third.saveAppAllowed("a.test", "MailTo");
+  EXPECT_EQ(third.savedAppDecision("a.test", "mailto"), allow);
+  EXPECT_EQ(third.title(app("a.test", "mailto")), "Open Mail");
+  EXPECT_EQ(third.title(app("a.test", "zoommtg")), "Open zoommtg: links");
+  EXPECT_EQ(third.title(microphone("a.test")), "Microphone");
 }
 
 }  // namespace
