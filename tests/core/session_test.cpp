@@ -165,25 +165,19 @@ TEST_F(SessionFile, ABadFileIsKeptAsideAndTheTabsComeFromTheSaveBeforeIt) {
   second.tabs.push_back(first.tabs[0]);
   second.recent = {0};
   ASSERT_TRUE(first.save());
-  EXPECT_EQ(sessionFile(), home.data("session.json"));
   EXPECT_EQ(Session::read(), first);
   EXPECT_FALSE(std::filesystem::exists(AppSupport::file(Session::kPreviousFileName))) << "nothing to keep yet";
   ASSERT_TRUE(second.save());
   EXPECT_EQ(Session::fromJSON(AppSupport::read(Session::kPreviousFileName).value), first);
 
-  // A torn write, a full disk, a hand edit: the tabs of the save before come back.
-  std::ofstream(sessionFile(), std::ios::trunc) << "{\"tabs\": [{\"url\": \"https://a.exa";
-  EXPECT_EQ(Session::read(), first);
-  EXPECT_TRUE(std::filesystem::exists(home.data("session.json.unreadable.2")));
-  ASSERT_EQ(log_.size(), 2u);
-  EXPECT_NE(log_[0].find("kept it as session.json.unreadable.2"), std::string::npos) << log_[0];
-  EXPECT_EQ(log_[1], "Quillo: restored the open tabs from session.json.previous");
-
-  // An empty file counts as unreadable too; the earlier kept copy stays.
-  log_.clear();
+  // A torn file comes back from the save before (the crash test tears one);
+  // an empty file counts as unreadable too, and the earlier kept copy stays.
   std::ofstream(sessionFile(), std::ios::trunc).flush();
   EXPECT_EQ(Session::read(), first);
-  EXPECT_TRUE(std::filesystem::exists(home.data("session.json.unreadable.3")));
+  EXPECT_TRUE(std::filesystem::exists(home.data("session.json.unreadable.2")));
+  EXPECT_TRUE(std::filesystem::exists(home.data("session.json.unreadable")));
+  ASSERT_EQ(log_.size(), 2u);
+  EXPECT_EQ(log_[1], "Quillo: restored the open tabs from session.json.previous");
 
   // A bad file is never kept as the previous one.
   std::ofstream(sessionFile(), std::ios::trunc) << "[1, 2";
