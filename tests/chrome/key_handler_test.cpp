@@ -2,23 +2,16 @@
 // journeys press the keys that act (Ctrl+`, "/", Down, Escape, Tab,
 // Backspace, Ctrl+C, Shift+Delete); these are the ones that must not.
 #include "chrome/key_handler.h"
-#include "palette/sources.h"
-#include "support/browser_test.h"
+#include "palette/palette_fixture.h"
 
-namespace quillo {
+namespace quillo::test {
 namespace {
 
 using Key = KeyPress::Key;
 
-struct RecordingClipboard : Clipboard {
-  void setText(const std::string& text) override { copied.push_back(text); }
-  std::vector<std::string> copied;
-};
-
-class KeyHandling : public test::BrowserTest {
+class KeyHandling : public PaletteTest {
  protected:
   KeyHandling() {
-    browser.attach(clipboard);
     for (auto* address : {"https://alpha.example/", "https://beta.example/", "https://gamma.example/"}) open(address);
   }
   static KeyPress field(Key key, bool empty = true) {
@@ -28,16 +21,14 @@ class KeyHandling : public test::BrowserTest {
     p.fieldEmpty = empty;
     return p;
   }
-
-  RecordingClipboard clipboard;
 };
 
 TEST_F(KeyHandling, KeysOutOfPlaceOrWithOtherModifiersPassOn) {
-  auto current = browser.current();
-  browser.pin(current);
-  browser.query = std::string("gamma");
-  ASSERT_TRUE(handleKey(browser, field(Key::down, false)));
-  ASSERT_TRUE(browser.results().at(0).pin());
+  auto current = browser->current();
+  browser->pin(current);
+  type("gamma");
+  ASSERT_TRUE(handleKey(*browser, field(Key::down, false)));
+  ASSERT_TRUE(browser->results().at(0).pin());
 
   auto plainGrave = field(Key::grave);
   auto slashInText = field(Key::slash, false);
@@ -58,33 +49,33 @@ TEST_F(KeyHandling, KeysOutOfPlaceOrWithOtherModifiersPassOn) {
            {"the field copies its own selection", copyFieldSelection},
            {"the page keeps Shift+Delete", removeInPage},
        })
-    EXPECT_FALSE(handleKey(browser, press)) << what;
-  EXPECT_EQ(browser.current(), current);
-  EXPECT_EQ(browser.query.get(), "gamma");
-  EXPECT_EQ(browser.highlightIndex(), 0);
-  EXPECT_TRUE(clipboard.copied.empty());
-  EXPECT_FALSE(browser.confirmingDeletePinID.get());
+    EXPECT_FALSE(handleKey(*browser, press)) << what;
+  EXPECT_EQ(browser->current(), current);
+  EXPECT_EQ(browser->query.get(), "gamma");
+  EXPECT_EQ(browser->highlightIndex(), 0);
+  EXPECT_TRUE(clipboard.texts.empty());
+  EXPECT_FALSE(browser->confirmingDeletePinID.get());
 
-  browser.query = std::string("/reop");
-  EXPECT_FALSE(handleKey(browser, field(Key::tab, false))) << "a command without a list has no scope to open";
-  EXPECT_FALSE(browser.scope.get());
-  browser.query = std::string("");
-  EXPECT_TRUE(handleKey(browser, field(Key::slash))) << "over an empty field a slash opens the commands";
-  EXPECT_EQ(browser.addressBarPrefill.get(), std::optional<std::string>("/"));
+  type("/reop");
+  EXPECT_FALSE(handleKey(*browser, field(Key::tab, false))) << "a command without a list has no scope to open";
+  EXPECT_FALSE(browser->scope.get());
+  type("");
+  EXPECT_TRUE(handleKey(*browser, field(Key::slash))) << "over an empty field a slash opens the commands";
+  EXPECT_EQ(browser->addressBarPrefill.get(), std::optional<std::string>("/"));
 }
 
 TEST_F(KeyHandling, ArrowsStopAtTheEndsOfTheList) {
-  browser.query = std::string("example");
-  auto rows = browser.results().size();
+  type("example");
+  auto rows = browser->results().size();
   ASSERT_GE(rows, 3u);
-  EXPECT_FALSE(browser.highlightIndex()) << "a plain search highlights nothing at first";
-  EXPECT_TRUE(handleKey(browser, field(Key::down, false)));
-  EXPECT_EQ(browser.highlightIndex(), 0);
-  for (size_t i = 0; i < rows + 2; ++i) handleKey(browser, field(Key::down, false));
-  EXPECT_EQ(browser.highlightIndex(), int(rows) - 1) << "stops at the last row";
-  for (size_t i = 0; i < rows + 2; ++i) EXPECT_TRUE(handleKey(browser, field(Key::up, false)));
-  EXPECT_EQ(browser.highlightIndex(), 0);
+  EXPECT_FALSE(browser->highlightIndex()) << "a plain search highlights nothing at first";
+  EXPECT_TRUE(handleKey(*browser, field(Key::down, false)));
+  EXPECT_EQ(browser->highlightIndex(), 0);
+  for (size_t i = 0; i < rows + 2; ++i) handleKey(*browser, field(Key::down, false));
+  EXPECT_EQ(browser->highlightIndex(), int(rows) - 1) << "stops at the last row";
+  for (size_t i = 0; i < rows + 2; ++i) EXPECT_TRUE(handleKey(*browser, field(Key::up, false)));
+  EXPECT_EQ(browser->highlightIndex(), 0);
 }
 
 }  // namespace
-}  // namespace quillo
+}  // namespace quillo::test
