@@ -31,6 +31,7 @@ TEST_F(IdleUnloading, RestoredTabsMakeNoViewUntilShownAndAnswerFromWhatTheyKept)
   auto session = test::sessionOf(addresses);
   session.tabs[0].navigation = source.sessionState();
   for (size_t i = 0; i < session.tabs.size(); ++i) session.tabs[i].title = "Tab " + std::to_string(i);
+  session.tabs[1].customName = "Named";
 
   Browser restored(engine, scheduler);
   restored.isDeferringViews = true;  // as at start-up, until the window is up
@@ -39,7 +40,8 @@ TEST_F(IdleUnloading, RestoredTabsMakeNoViewUntilShownAndAnswerFromWhatTheyKept)
   EXPECT_TRUE(engine.views().empty()) << "no tab makes a view before one is shown";
   EXPECT_EQ(restored.buildSession(), session) << "what is saved comes from what the pages kept";
   auto second = restored.pages.get()[1];
-  EXPECT_EQ(second->displayTitle(), "Tab 1");
+  EXPECT_EQ(second->displayTitle(), "Named");
+  EXPECT_EQ(second->title.get(), "Tab 1");
   EXPECT_FALSE(second->isPrivate());
   EXPECT_TRUE(second->isUnloaded());
 
