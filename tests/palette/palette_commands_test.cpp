@@ -107,13 +107,19 @@ TEST_F(Commands, ReturnChoosesTheActiveRowElseSubmitsTheText) {
   EXPECT_EQ(browser->pages->size(), 3u);
 }
 
-TEST_F(Commands, ChoosingATabEndsCyclingAMissingDownloadIsNotShownAndAPermissionWalks) {
+TEST_F(Commands, ChoosingATabEndsCyclingMuteTogglesAMissingDownloadIsNotShownAndAPermissionWalks) {
   auto a = open("https://a.example/", "A");
   open("https://b.example/", "B");
   browser->cycleIndex = 1;
   browser->open(PaletteItem(a));
   EXPECT_EQ(browser->current(), a);
   EXPECT_EQ(browser->cycleIndex.get(), std::nullopt) << "choosing a tab ends cycling";
+  auto& view = static_cast<FakeWebView&>(a->webView());
+  browser->run(PaletteCommand::mute);
+  EXPECT_TRUE(a->isMuted.get());
+  EXPECT_TRUE(view.muted());
+  browser->run(PaletteCommand::mute);
+  EXPECT_FALSE(view.muted()) << "until run again";
 
   auto missing = std::make_shared<TestDownload>("gone.zip", std::nullopt, true);
   auto present = std::make_shared<TestDownload>("here.zip", std::nullopt);
@@ -185,15 +191,6 @@ TEST_F(Commands, SplitPartnersChosenFromThePalette) {
   browser->choose(PaletteItem(entry("https://history.example/2", "")), true);
   EXPECT_TRUE(browser->current()->isPrivate()) << "beside a private page, private";
   EXPECT_EQ(browser->current()->url.get(), url("https://history.example/2"));
-}
-
-TEST_F(Commands, MuteSilencesTheCurrentPageUntilRunAgain) {
-  auto page = open("https://a.example/", "A");
-  browser->run(PaletteCommand::mute);
-  EXPECT_TRUE(page->isMuted.get());
-  EXPECT_TRUE(engine.lastView()->muted());
-  browser->run(PaletteCommand::mute);
-  EXPECT_FALSE(engine.lastView()->muted());
 }
 
 TEST_F(Commands, ClearingHistoryAsksFirst) {
