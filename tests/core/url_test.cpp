@@ -34,7 +34,6 @@ TEST(Url, RealWorldAddressesParseAndKeepTheirText) {
   expectParts("http://[::1]:8/p#", {"http", "::1", 8, "/p", "", ""});
   expectParts("http://[2001:db8::7]/", {"http", "2001:db8::7", -1, "/", "", ""});
   expectParts("file:///home/u/a%20b.html", {"file", "", -1, "/home/u/a%20b.html", "", ""});
-  expectParts("file:///home/u/50%off.html", {"file", "", -1, "/home/u/50%off.html", "", ""});
   expectParts("about:blank", {"about", "", -1, "blank", "", ""});
   expectParts("mailto:someone@example.com?subject=Hi%20there",
               {"mailto", "", -1, "someone@example.com", "subject=Hi%20there", ""});
@@ -47,9 +46,7 @@ TEST(Url, RealWorldAddressesParseAndKeepTheirText) {
   expectParts("https://example.com/a|b^c{d}`e", {"https", "example.com", -1, "/a|b^c{d}`e", "", ""});
   expectParts("https://example.com/p?list=[1,2]&v=\"x\"", {"https", "example.com", -1, "/p", "list=[1,2]&v=\"x\"", ""});
   expectParts("https://example.com/#/route?x=1#inner", {"https", "example.com", -1, "/", "", "/route?x=1#inner"});
-  expectParts("https://example.com/a#b?c", {"https", "example.com", -1, "/a", "", "b?c"});
   // Non-ASCII paths and queries as typed.
-  expectParts("https://de.wikipedia.org/wiki/Köln", {"https", "de.wikipedia.org", -1, "/wiki/Köln", "", ""});
   expectParts("https://a.example/ä?ö=1", {"https", "a.example", -1, "/ä", "ö=1", ""});
   // Paths are not rewritten: "." segments and escapes stay as the engine sent them.
   expectParts("https://example.com/x/../y/./z", {"https", "example.com", -1, "/x/../y/./z", "", ""});

@@ -37,28 +37,20 @@ TEST(PaletteCommandTable, MatchingIsByPrefixOfAWholeName) {
       << "keys and places in the desktop's words";
 }
 
-TEST_F(Commands, EnteringAndLeavingAScopeRoundTripsThroughTheCommandLine) {
+// The journeys enter and leave scopes by keys, list the commands with "/"
+// and Ctrl+/, and press Return on tab, pin, history and login rows.
+TEST_F(Commands, ScopesLeftAndTheBarOpenedAgainOrClosed) {
   open("https://a.example/", "A");
-  int focus = browser->addressBarFocusRequests.get();
   type("/history");
   browser->search("/history");
   EXPECT_EQ(browser->scope.get(), PaletteCommand::history) << "a scope's name submitted enters it";
-  EXPECT_EQ(browser->query.get(), "");
-  EXPECT_EQ(browser->addressBarPrefill.get(), "");
-  EXPECT_EQ(browser->addressBarFocusRequests.get(), focus + 1);
-  EXPECT_TRUE(engine.lastView()->loads.size() == 1) << "nothing was loaded";
-
-  browser->leaveScope();
-  EXPECT_EQ(browser->scope.get(), std::nullopt);
-  EXPECT_EQ(browser->addressBarPrefill.get(), "/history") << "the command line, ready to enter it again";
+  EXPECT_EQ(engine.lastView()->loads.size(), 1u) << "nothing was loaded";
   browser->enter(PaletteCommand::pins);
   browser->leaveScope();
-  EXPECT_EQ(browser->addressBarPrefill.get(), "/pins");
+  EXPECT_EQ(browser->addressBarPrefill.get(), "/pins") << "the command line, ready to enter it again";
   browser->leaveScope();
   EXPECT_EQ(browser->addressBarPrefill.get(), "/pins") << "no scope: nothing to leave";
 
-  browser->showCommands();
-  EXPECT_EQ(browser->addressBarPrefill.get(), "/");
   browser->selectedResult = 3;
   browser->enter(PaletteCommand::pins);
   browser->summon();
@@ -67,7 +59,7 @@ TEST_F(Commands, EnteringAndLeavingAScopeRoundTripsThroughTheCommandLine) {
 
   // Ctrl+E opens the palette afresh, or closes it while it is being edited.
   browser->enter(PaletteCommand::pins);
-  focus = browser->addressBarFocusRequests.get();
+  int focus = browser->addressBarFocusRequests.get();
   browser->toggleBar();
   EXPECT_EQ(browser->scope.get(), std::nullopt);
   EXPECT_EQ(browser->addressBarFocusRequests.get(), focus + 1);
@@ -81,27 +73,20 @@ TEST_F(Commands, EnteringAndLeavingAScopeRoundTripsThroughTheCommandLine) {
 }
 
 // Return in the field: the active row when there is one, else the text.
-// (The window's journeys drive the common cases by keys.)
 TEST_F(Commands, ReturnChoosesTheActiveRowElseSubmitsTheText) {
   auto alpha = open("https://alpha.example/", "Alpha");
   auto beta = open("https://beta.example/", "Beta");
-
-  type("alpha");
-  browser->selectedResult = 0;  // Down
-  EXPECT_FALSE(browser->submit("alpha")) << "the palette closes";
-  EXPECT_EQ(browser->current(), alpha);
-  EXPECT_EQ(browser->query.get(), "");
-  EXPECT_EQ(browser->selectedResult.get(), std::nullopt);
   type("/nothing");
-  EXPECT_FALSE(browser->submit("/nothing"));
-  EXPECT_EQ(alpha->url.get()->queryItem("q"), "/nothing") << "an unknown command is searched for";
+  EXPECT_FALSE(browser->submit("/nothing")) << "the palette closes";
+  EXPECT_EQ(beta->url.get()->queryItem("q"), "/nothing") << "an unknown command is searched for";
 
   // The resting list: Down moves onto a row, Return opens it.
   type("");
-  browser->selectedResult = 1;
-  ASSERT_EQ(*browser->restingItems()[1].tab(), beta);
-  browser->submit("alpha.example");
-  EXPECT_EQ(browser->current(), beta);
+  browser->selectedResult = 0;
+  ASSERT_EQ(*browser->restingItems()[0].tab(), alpha);
+  browser->submit("beta.example");
+  EXPECT_EQ(browser->current(), alpha);
+  EXPECT_EQ(browser->selectedResult.get(), std::nullopt);
 
   // In a scope the first row is active: Return on a history row loads it.
   remember({entry("https://gamma.example/page", "Gamma")});
@@ -110,7 +95,7 @@ TEST_F(Commands, ReturnChoosesTheActiveRowElseSubmitsTheText) {
   type("gamma");
   EXPECT_FALSE(browser->submit("gamma"));
   EXPECT_EQ(browser->scope.get(), std::nullopt) << "leaving the list for the page";
-  EXPECT_EQ(beta->url.get(), url("https://gamma.example/page"));
+  EXPECT_EQ(alpha->url.get(), url("https://gamma.example/page"));
 
   // Composing with nothing typed: Return keeps composing.
   browser->newTab();
@@ -122,27 +107,25 @@ TEST_F(Commands, ReturnChoosesTheActiveRowElseSubmitsTheText) {
   EXPECT_EQ(browser->pages->size(), 3u);
 }
 
-TEST_F(Commands, ChoosingEachKindOfRow) {
-  auto pin = pinned("https://pinned.example/", "Pinned");
-  browser->close(browser->pinnedPages.at(pin.id));
+TEST_F(Commands, ChoosingATabEndsCyclingMuteTogglesAMissingDownloadIsNotShownAndAPermissionWalks) {
   auto a = open("https://a.example/", "A");
-
-  browser->open(PaletteItem(pin));
-  auto live = browser->current();
-  EXPECT_EQ(live->pinID, pin.id) << "a pin opens its live page";
-  EXPECT_EQ(engine.lastView()->loads.back(), pin.url);
+  open("https://b.example/", "B");
   browser->cycleIndex = 1;
   browser->open(PaletteItem(a));
   EXPECT_EQ(browser->current(), a);
   EXPECT_EQ(browser->cycleIndex.get(), std::nullopt) << "choosing a tab ends cycling";
+  auto& view = static_cast<FakeWebView&>(a->webView());
+  browser->run(PaletteCommand::mute);
+  EXPECT_TRUE(a->isMuted.get());
+  EXPECT_TRUE(view.muted());
+  browser->run(PaletteCommand::mute);
+  EXPECT_FALSE(view.muted()) << "until run again";
 
   auto missing = std::make_shared<TestDownload>("gone.zip", std::nullopt, true);
   auto present = std::make_shared<TestDownload>("here.zip", std::nullopt);
   browser->open(PaletteItem(DownloadItemPtr(missing)));
   browser->open(PaletteItem(DownloadItemPtr(present)));
   EXPECT_EQ(downloads.revealed, std::vector<DownloadItemPtr>{present}) << "a missing file is not shown";
-  browser->open(PaletteItem(Login{"7", "Mail", std::nullopt, {"mail.example"}}));
-  EXPECT_EQ(logins.filled, Strings{"7"});
 
   browser->enter(PaletteCommand::permissions);
   auto camera = browser->results()[0];
@@ -208,15 +191,6 @@ TEST_F(Commands, SplitPartnersChosenFromThePalette) {
   browser->choose(PaletteItem(entry("https://history.example/2", "")), true);
   EXPECT_TRUE(browser->current()->isPrivate()) << "beside a private page, private";
   EXPECT_EQ(browser->current()->url.get(), url("https://history.example/2"));
-}
-
-TEST_F(Commands, MuteSilencesTheCurrentPageUntilRunAgain) {
-  auto page = open("https://a.example/", "A");
-  browser->run(PaletteCommand::mute);
-  EXPECT_TRUE(page->isMuted.get());
-  EXPECT_TRUE(engine.lastView()->muted());
-  browser->run(PaletteCommand::mute);
-  EXPECT_FALSE(engine.lastView()->muted());
 }
 
 TEST_F(Commands, ClearingHistoryAsksFirst) {

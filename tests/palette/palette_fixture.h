@@ -49,10 +49,9 @@ struct TestDownloads final : DownloadSource {
 struct TestLogins final : LoginSource {
   std::vector<Login> list;
   int loads = 0;
-  std::vector<std::string> filled;
   std::vector<Login> logins() const override { return list; }
   void load() override { loads++; }
-  void fill(const Login& login) override { filled.push_back(login.id); }
+  void fill(const Login&) override {}
 };
 
 struct TestClipboard final : Clipboard {
@@ -72,21 +71,18 @@ struct TestAlerts final : Alerts {
 struct TestIcons final : IconSource {
   std::map<const Page*, Bytes> pages;
   std::map<std::string, Bytes> cached;
-  template <typename Key>
-  static std::optional<Bytes> lookup(const std::map<Key, Bytes>& icons, const Key& key) {
-    auto found = icons.find(key);
-    return found == icons.end() ? std::nullopt : std::optional<Bytes>(found->second);
+  std::optional<Bytes> pageIcon(const Page& page) const override {
+    return pages.count(&page) ? std::optional(pages.at(&page)) : std::nullopt;
   }
-  std::optional<Bytes> pageIcon(const Page& page) const override { return lookup(pages, &page); }
-  std::optional<Bytes> cachedIcon(const std::string& host) const override { return lookup(cached, host); }
+  std::optional<Bytes> cachedIcon(const std::string& host) const override {
+    return cached.count(host) ? std::optional(cached.at(host)) : std::nullopt;
+  }
 };
 
 // A browser on the fake engine and virtual time, in a temporary home, with
 // every palette service attached.
 class PaletteTest : public ::testing::Test {
  protected:
-  static constexpr double kDay = 86400;
-
   PaletteTest() {
     scheduler.setWallNow(std::chrono::system_clock::from_time_t(1717200000));  // 2024-06-01
     browser = std::make_unique<Browser>(engine, scheduler);
@@ -133,7 +129,7 @@ class PaletteTest : public ::testing::Test {
   }
   HistoryEntry entry(const std::string& address, const std::string& title, int64_t visits = 1,
                      double daysAgo = 1) const {
-    return HistoryEntry{url(address), title, visits, toReferenceSeconds(scheduler.wallNow()) - daysAgo * kDay};
+    return HistoryEntry{url(address), title, visits, toReferenceSeconds(scheduler.wallNow()) - daysAgo * 86400};
   }
 
   // What the field does with the query: the palette reads it as typed.

@@ -108,8 +108,6 @@ class FakeWebView final : public WebViewPort {
   bool lastFindBackwards = false;
 
   // ---- What the test sets ----
-  // The text find() searches (case-insensitive).
-  std::string pageText;
   // Answers evaluate(); unset, every script answers nothing and no error.
   std::function<void(const Evaluation&, EvaluationDone)> evaluator;
   // Answers evaluateInEveryFrame(); unset, every frame answers at once with
