@@ -26,7 +26,9 @@ TEST(ConvertCommand, WritesJsonAndOneCountsLineEvenForBrokenUtf8OrFailsWithAMess
     EXPECT_EQ(convertFilterListCommand(path, none, message), 1) << path;
     EXPECT_NE(message.str().find("couldn't read the filter list"), std::string::npos) << message.str();
     EXPECT_TRUE(none.str().empty());
-    if (path.ends_with("missing.txt")) EXPECT_NE(message.str().find("missing.txt"), std::string::npos) << message.str();
+    if (path.ends_with("missing.txt")) {
+      EXPECT_NE(message.str().find("missing.txt"), std::string::npos) << message.str();
+    }
   }
   EXPECT_NE(convertFilterListCommand("", out, err), 0);
   std::filesystem::remove_all(folder);
