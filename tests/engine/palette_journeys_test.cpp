@@ -28,8 +28,13 @@ class PaletteJourney : public Journey {
     key("ctrl+e");
     ASSERT_TRUE(waitFor([&] { return fieldHasFocus() && listShown(); })) << "Ctrl+E opens the palette";
   }
+  // The page shown is the one at `path` (its document, not just the address
+  // asked for: that changes before the page does) and has the keyboard.
   bool onPage(const std::string& path) {
-    return waitFor([&] { return address() == url(path) && pageHasFocus() && !listShown(); });
+    return waitFor([&] {
+      return address() == url(path) && pageHasFocus() && !listShown() &&
+             pageScript(browser->current(), "location.href") == url(path);
+    });
   }
   // Ctrl+E, the typed text, then Down onto the first row: the one titled so.
   void highlight(const std::string& typed, const std::string& title) {
