@@ -4,10 +4,13 @@
 // accessible names, and the files written.
 #include <glib.h>
 
+#include <cmath>
+
 #include "app/gtk/desktop_services.h"
 #include "core/app_support.h"
 #include "engine/support/engine_support.h"
 #include "engine/support/journey.h"
+#include "page/site_zoom.h"
 
 namespace quillo::test {
 namespace {
@@ -46,6 +49,7 @@ class PaletteJourney : public Journey {
   }
 
   PagePtr alpha, beta, gamma;
+  SiteZoom zoom;  // outlives the browser, which Journey's TearDown ends
 };
 
 TEST_F(PaletteJourney, ReturnOpensTheHighlightedTabOrSearchesForPlainWords) {
@@ -269,7 +273,8 @@ TEST_F(PaletteJourney, CtrlTabCyclesTheRecentTabsAndTheSessionFileFollows) {
       << readFile(session);
 }
 
-TEST_F(PaletteJourney, BackForwardAndReloadKeys) {
+TEST_F(PaletteJourney, BackForwardReloadRenameAndZoomKeys) {
+  browser->attach(zoom);
   openPalette();
   type(url("/alpha.html"));
   key("Return");
@@ -289,6 +294,24 @@ TEST_F(PaletteJourney, BackForwardAndReloadKeys) {
   key("Return");
   EXPECT_TRUE(waitFor([&] { return gamma->customName.get() == std::optional<std::string>("Reading"); }))
       << "Ctrl+I renames the tab";
+
+  // The zoom keys reach the view and the site's remembered level; Ctrl+0 is
+  // actual size, not a pin.
+  auto zoomBecomes = [&](double level) {
+    return waitFor([&] { return std::abs(gamma->webView().zoom() - level) < 1e-9; }, 5s);
+  };
+  const auto site = *SiteZoom::site(gamma->url.get());
+  key("ctrl+equal");
+  EXPECT_TRUE(zoomBecomes(1.1));
+  key("ctrl+plus");
+  EXPECT_TRUE(zoomBecomes(1.2));
+  EXPECT_DOUBLE_EQ(zoom.level(site, false), 1.2);
+  key("ctrl+minus");
+  EXPECT_TRUE(zoomBecomes(1.1));
+  key("ctrl+0");
+  EXPECT_TRUE(zoomBecomes(1.0));
+  EXPECT_TRUE(zoom.saved().empty());
+  EXPECT_EQ(browser->current(), gamma);
 }
 
 TEST_F(PaletteJourney, AnAddressWithAStrayPercentIsKeptEverywhere) {
