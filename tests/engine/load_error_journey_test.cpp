@@ -1,7 +1,7 @@
 // A user types the address of a site that is not there: the window shows
 // the error view in place of the page (read here through accessibility, as
-// a screen reader would), "Try Again" is pressed with the keyboard, and the
-// failed address never reaches history.
+// a screen reader would), "Try Again" is pressed with the keyboard, the
+// failed address never reaches history, and the next address typed loads.
 #include <gtest/gtest.h>
 #include <gtkmm.h>
 
@@ -52,6 +52,14 @@ TEST_F(LoadErrorJourney, AClosedPortShowsTheErrorTryAgainByKeyboardAndNoHistory)
   EXPECT_TRUE(waitFor([&] { return history->find(*Url::parse(url("/alpha.html"))) != nullptr; }));
   EXPECT_EQ(history->find(*Url::parse("http://" + typed)), nullptr) << "the failed address is no visit";
   EXPECT_EQ(page->url.get(), Url::parse(url("/alpha.html"))) << "the page behind is unchanged";
+
+  key("ctrl+e");
+  type(url("/beta.html"));
+  key("Return");
+  EXPECT_TRUE(waitFor([&] {
+    return address() == url("/beta.html") && !page->loadError.get() && withRole(stage, GTK_ACCESSIBLE_ROLE_HEADING).empty();
+  })) << "the error goes with the next load";
+  EXPECT_TRUE(waitFor([&] { return history->find(*Url::parse(url("/beta.html"))) != nullptr; }));
 }
 
 }  // namespace

@@ -53,11 +53,6 @@ class Navigation : public ::testing::Test {
   bool loaded(const std::shared_ptr<Page>& page, const std::string& title) {
     return runUntil([&] { return page->title.get() == title && !page->isLoading.get(); });
   }
-  // The port of a server that was just closed: nothing listens there.
-  static int closedPort() {
-    TestServer gone;
-    return gone.port();
-  }
 
   GLibScheduler scheduler_;
   TestServer server_;
@@ -68,46 +63,6 @@ class Navigation : public ::testing::Test {
   std::vector<std::string> visits_;
   std::vector<std::shared_ptr<WebDownload>> downloads_;
 };
-
-TEST_F(Navigation, ARefusedConnectionShowsOurErrorIsNoVisitAndGoesWithTheNextLoad) {
-  auto page = makePage();
-  Url address = mustParse("http://127.0.0.1:" + std::to_string(closedPort()) + "/typo");
-  page->load(address);
-  ASSERT_TRUE(runUntil([&] { return page->loadError.get().has_value(); }));
-  const LoadError& error = *page->loadError.get();
-  EXPECT_EQ(error.url, address);
-  EXPECT_NE(error.message.find("refused"), std::string::npos) << error.message;
-  EXPECT_EQ(error.title(), "Couldn't open 127.0.0.1");
-  EXPECT_FALSE(error.insecureURL);
-  // WebKit's own error page would commit a second load: it must not come.
-  runFor(300ms);
-  EXPECT_TRUE(visits_.empty());
-  EXPECT_TRUE(page->loadError.get().has_value());
-  EXPECT_FALSE(page->webView().hasCurrentItem());
-
-  int failures = 0;
-  page->loadError.changed().connect([&] {
-    if (page->loadError.get()) ++failures;
-  });
-  page->retryAfterError();
-  EXPECT_FALSE(page->loadError.get()) << "cleared at once";
-  ASSERT_TRUE(runUntil([&] { return failures == 1; })) << "tried again, failed again";
-
-  // A page that loads: its title and address mirror into the page, once.
-  std::vector<std::string> titles;
-  int sessionChanges = 0;
-  page->onTitle = [&](const std::string& title, const Url&) { titles.push_back(title); };
-  page->onSessionChange = [&] { ++sessionChanges; };
-  server_.html("/fine", "<!doctype html><title>fine</title>");
-  page->load(mustParse(server_.url("/fine")));
-  ASSERT_TRUE(loaded(page, "fine"));
-  EXPECT_FALSE(page->loadError.get());
-  EXPECT_EQ(visits_, std::vector<std::string>{server_.url("/fine")});
-  EXPECT_EQ(page->url.get(), mustParse(server_.url("/fine")));
-  EXPECT_DOUBLE_EQ(page->progress.get(), 1.0);
-  EXPECT_EQ(titles, std::vector<std::string>{"fine"});
-  EXPECT_GE(sessionChanges, 1);
-}
 
 TEST_F(Navigation, AnUntrustedCertificateIsShownWithItsProblem) {
   TestServer secure("127.0.0.1", true);
