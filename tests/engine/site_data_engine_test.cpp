@@ -54,29 +54,6 @@ class DownloadsEngine : public ViewTest {
   std::unique_ptr<WebKitDownloads> glue;
 };
 
-TEST_F(DownloadsEngine, AnAttachmentTwiceIsSavedUnderTwoNewNamesAndTouchesNoExistingFile) {
-  std::ofstream(folder / "report.pdf") << "keep me";
-  auto view = show("");
-  for (int i = 0; i < 2; ++i) {
-    size_t before = downloads->list().size();
-    view->load(mustParse(server.url("/get")));
-    ASSERT_TRUE(runUntil([&] { return downloads->list().size() > before; })) << "the link became a download";
-    ASSERT_TRUE(ended(downloads->list().front()));
-  }
-  ASSERT_EQ(downloads->list().size(), 2u);
-  EXPECT_EQ(downloads->list()[1]->filename(), "report 2.pdf");
-  EXPECT_EQ(downloads->list()[0]->filename(), "report 3.pdf");
-  EXPECT_EQ(downloads->list()[0]->state(), State::finished);
-  EXPECT_EQ(readFile(folder / "report 2.pdf"), body);
-  EXPECT_EQ(readFile(folder / "report 3.pdf"), body);
-  EXPECT_EQ(readFile(folder / "report.pdf"), "keep me");
-
-  auto saved = AppSupport::read(file).value;
-  ASSERT_EQ(saved.size(), 2u);
-  EXPECT_EQ(saved[0]["isFinished"], true);
-  EXPECT_EQ(saved[0]["source"], server.url("/get"));
-}
-
 TEST_F(DownloadsEngine, ADroppedConnectionFailsWithItsMessage) {
   Route drop;
   drop.drop = true;

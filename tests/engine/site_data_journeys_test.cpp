@@ -110,6 +110,10 @@ TEST_F(SiteDataJourney, ADownloadedFileIsListedAndShiftDeleteRemovesIt) {
     return !downloads->list().empty() && downloads->list().front()->state() == DownloadItem::State::finished;
   })) << "the attachment was saved";
   EXPECT_EQ(readFile(folder / "report.pdf"), std::string(50000, 'r'));
+  EXPECT_TRUE(waitFor([&] {
+    auto saved = AppSupport::read(std::string_view(Downloads::kFileName)).value;
+    return saved.size() == 1 && saved[0]["isFinished"] == true && saved[0]["source"] == url("/report");
+  })) << "and written down";
   const std::string row = "report.pdf, " + Address::display(Url::parse(url("/report"))) + " · click to show in folder";
 
   openPalette();
