@@ -73,25 +73,6 @@ class LoginForms : public ::testing::Test {
   TestServer other{"127.0.0.2"};
 };
 
-TEST_F(LoginForms, FillsTheLoginFormOfThePageAsTypingWould) {
-  top.html("/login", std::string("<!doctype html><title>Sign in</title>") + kLoginForm +
-                         "<script>window.seen = []; document.addEventListener('input', e => seen.push(e.target.id));"
-                         "document.addEventListener('change', e => seen.push('change:' + e.target.id));</script>");
-  auto page = open(top.url("/login"));
-  browser.enter(PaletteCommand::login);
-  ASSERT_TRUE(runUntil([&] { return logins.logins().size() == 3; })) << logins.notice().value_or("");
-  EXPECT_EQ(logins.logins()[0].title, "Admin panel");
-
-  logins.fill(kAdmin);
-  ASSERT_TRUE(runUntil([&] { return value(page, "pass") == "admin-secret"; })) << flash();
-  EXPECT_EQ(value(page, "user"), "admin");
-  auto seen = evaluateAndWait(page->webView(), "seen.join(' ')", 0, false);
-  EXPECT_EQ(*seen.result, "user change:user pass change:pass") << "the page heard input and change";
-  EXPECT_FALSE(browser.scope.get()) << "back to the page";
-  auto hidden = evaluateAndWait(page->webView(), "[typeof quilloSet, typeof quilloFormInputs, typeof quillo]", 0, false);
-  EXPECT_EQ(*hidden.result, (nlohmann::json{"undefined", "undefined", "undefined"})) << "the page sees none of it";
-}
-
 TEST_F(LoginForms, FillsALoginInACrossOriginFrameAndNowhereElse) {
   other.html("/frame", std::string("<!doctype html><title>framed</title>") + kLoginForm);
   top.html("/host", std::string("<!doctype html><title>host</title>") + kLoginForm + "<iframe src='" +

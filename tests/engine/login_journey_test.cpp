@@ -1,6 +1,7 @@
 // Filling a login the way a user does, by keys in the real window: the
 // login scope lists the site's logins from the tests' stand-in for the
-// 1Password tool, and Return fills the highlighted one into the page.
+// 1Password tool, and Return fills the highlighted one into the page as
+// typing would.
 #include <gtest/gtest.h>
 #include <gtk/gtk.h>
 
@@ -22,7 +23,9 @@ class LoginJourney : public Journey {
                 "<!doctype html><title>Router sign-in</title><style>body{font:16px sans-serif;margin:40px}"
                 "input{display:block;margin:8px 0;padding:6px;width:280px}</style><h1>Router</h1>"
                 "<form action='/in'><label>User <input id=user name=username></label>"
-                "<label>Password <input id=pass type=password name=password></label><button>Sign in</button></form>");
+                "<label>Password <input id=pass type=password name=password></label><button>Sign in</button></form>"
+                "<script>window.seen = []; document.addEventListener('input', e => seen.push(e.target.id));"
+                "document.addEventListener('change', e => seen.push('change:' + e.target.id));</script>");
     logins = std::make_unique<OnePasswordLogins>(*browser, tool);
     browser->attach(*logins);
     PaletteView::Services services;
@@ -71,6 +74,10 @@ TEST_F(LoginJourney, DownAndReturnFillTheSecondLoginIntoThePage) {
   key("Return");
   ASSERT_TRUE(waitFor([&] { return field("pass") == "b4ckup-p@ss"; })) << browser->flash.get().value_or("");
   EXPECT_EQ(field("user"), "backup");
+  EXPECT_EQ(pageScript(page, "seen.join(' ')"), "user change:user pass change:pass") << "as typing would";
+  EXPECT_EQ(pageScript(page, "[typeof quilloSet, typeof quilloFormInputs, typeof quillo].join()"),
+            "undefined,undefined,undefined")
+      << "the page sees none of the fill scripts";
   EXPECT_FALSE(browser->scope.get()) << "the palette closed";
   EXPECT_TRUE(pageHasFocus()) << "the keyboard is back in the page";
 }
