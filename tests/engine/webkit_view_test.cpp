@@ -67,14 +67,14 @@ TEST_F(WebKitViewTest, APageLoadsItsStateReachesThePortAndACrashIsReported) {
   EXPECT_TRUE(runUntil([&] { return events.commits > commits && !view->isLoading(); }));
 }
 
-TEST_F(WebKitViewTest, BackAndForwardSurviveARestoreThatLoadsNothingUntilAskedAndJunkIsRefused) {
+// (Back and forward through a restored list are the idle journey's, which
+// unloads a page and shows it again.)
+TEST_F(WebKitViewTest, ARestoreKeepsBothWaysLoadsNothingUntilAskedAndJunkIsRefused) {
   RecordingEvents events;
   auto view = makeView(events);
   for (const char* path : {"/one", "/two", "/three"}) ASSERT_TRUE(loadAndWait(*view, events, at(path)));
   view->goBack();
   ASSERT_TRUE(runUntil([&] { return view->url()->path() == "/two" && !view->isLoading(); }));
-  EXPECT_TRUE(view->canGoBack());
-  EXPECT_TRUE(view->canGoForward());
   std::string blob = view->sessionState();
   ASSERT_FALSE(blob.empty());
 
@@ -104,8 +104,6 @@ TEST_F(WebKitViewTest, BackAndForwardSurviveARestoreThatLoadsNothingUntilAskedAn
   EXPECT_EQ(server_.count("/two"), 1);
   EXPECT_TRUE(restored->canGoBack());
   EXPECT_TRUE(restored->canGoForward());
-  restored->goForward();
-  ASSERT_TRUE(runUntil([&] { return restored->url()->path() == "/three" && !restored->isLoading(); }));
 }
 
 TEST_F(WebKitViewTest, EvaluatesInTheMainFrameInEitherWorldAndDropsAnswersForAViewThatIsGone) {
