@@ -61,15 +61,13 @@ class LocalFiles : public PageBoundaries {
   std::filesystem::path folder_;
 };
 
-TEST_F(LocalFiles, ALocalPageCannotReadTheFilesBesideIt) {
+TEST_F(LocalFiles, NeitherALocalPageNorAWebPageReadsAFile) {
   std::ofstream(folder_ / "page.html") << "<!doctype html><title>local</title><body>" << readAttempts("secret.txt");
   auto view = show(fileURL("page.html"));
   EXPECT_TRUE(runUntil([&] { return view->title() == "fetch:blocked frame:blocked xhr:blocked"; })) << view->title();
-}
 
-TEST_F(LocalFiles, AWebPageCannotLoadOrReadAFile) {
   server.html("/", "<!doctype html><title>web</title><body>" + readAttempts(fileURL("secret.txt")));
-  auto view = show(server.url("/"));
+  ASSERT_TRUE(loadAndWait(*view, events, mustParse(server.url("/"))));
   // A file frame is refused before it loads, so it never reports.
   ASSERT_TRUE(runUntil([&] { return view->title() == "fetch:blocked xhr:blocked"; })) << view->title();
   runFor(300ms);

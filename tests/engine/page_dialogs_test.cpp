@@ -31,7 +31,7 @@ class ScriptDialogs : public ViewTest {
   std::unique_ptr<WebViewPort> view;
 };
 
-TEST_F(ScriptDialogs, ConfirmAndPromptNameTheSiteAndAnswerWhatWasChosen) {
+TEST_F(ScriptDialogs, ConfirmPromptAndAlertNameTheSiteAnswerWhatWasChosenAndGoWithTheView) {
   auto confirmed = run("confirm('Sure?')", [&](GtkMessageDialog* dialog) {
     EXPECT_EQ(textOf(dialog), "127.0.0.1 says");
     EXPECT_EQ(textOf(dialog, "secondary-text"), "Sure?");
@@ -51,13 +51,11 @@ TEST_F(ScriptDialogs, ConfirmAndPromptNameTheSiteAndAnswerWhatWasChosen) {
   });
   EXPECT_EQ(typed.result, nlohmann::json("Ada"));
   EXPECT_EQ(run("prompt('Name?')", cancel).result, nlohmann::json(nullptr));
-}
 
-TEST_F(ScriptDialogs, AnAlertIsReleasedWhenItsViewGoes) {
+  // An alert has only "OK", and goes with its view unanswered.
   auto alert = evaluateLater(*view, "alert('Hi'); 'after'");
   ASSERT_TRUE(runUntil([] { return shownDialog() != nullptr; }));
   EXPECT_EQ(textOf(shownDialog(), "secondary-text"), "Hi");
-  // Only the "OK" button for an alert.
   EXPECT_EQ(gtk_dialog_get_widget_for_response(GTK_DIALOG(shownDialog()), GTK_RESPONSE_CANCEL), nullptr);
   windowWith(nullptr);
   view.reset();
