@@ -208,18 +208,23 @@ TEST_F(PaletteJourney, TheFirstKeyAfterCtrlECompletesFromHistory) {
 }
 
 TEST_F(PaletteJourney, FindKeysStepThroughMatchesAndFindingEndsWhenThePaletteOpensForSomethingElse) {
-  // Return, Shift+Return, Ctrl+G and F3 move through the matches.
-  ASSERT_EQ(pageScript(gamma, "document.body.innerHTML += '<p>gamma again</p><p>gamma thrice</p>'; 'ok'"), "ok");
+  // Return, Shift+Return, Ctrl+G and F3 move through the matches, whatever
+  // their case, and round from the last to the first.
+  ASSERT_EQ(pageScript(gamma, "document.body.innerHTML += '<p>GAMMA again</p><p>Gamma thrice</p>'; 'ok'"), "ok");
   key("ctrl+f");
   ASSERT_TRUE(waitFor([&] { return browser->isFinding.get() && fieldHasFocus(); }));
   EXPECT_EQ(caption(), "Find in page · Return for next, Shift+Return for previous");
   type("gamma");
   ASSERT_TRUE(waitFor([&] { return browser->findMatched.get() == std::optional<bool>(true); }));
-  for (auto keys : {"Return", "shift+Return", "ctrl+g", "F3", "shift+F3", "ctrl+shift+g"}) {
+  std::string seen = pageScript(gamma, "getSelection().toString()");
+  for (auto keys : {"Return", "shift+Return", "ctrl+g", "F3", "F3", "shift+F3", "ctrl+shift+g", "shift+F3"}) {
     browser->findMatched = std::nullopt;
     key(keys);
     EXPECT_TRUE(waitFor([&] { return browser->findMatched.get() == std::optional<bool>(true); })) << keys;
+    seen += std::string(" ") + keys + ":" + pageScript(gamma, "getSelection().toString()");
   }
+  EXPECT_EQ(seen, "gamma Return:GAMMA shift+Return:gamma ctrl+g:GAMMA F3:Gamma F3:gamma shift+F3:Gamma "
+                  "ctrl+shift+g:GAMMA shift+F3:gamma");
   EXPECT_TRUE(fieldHasFocus()) << "finding keeps the field";
   type("zz");
   ASSERT_TRUE(waitFor([&] { return browser->findMatched.get() == std::optional<bool>(false); }));

@@ -131,31 +131,6 @@ TEST_F(WebKitViewTest, EvaluatesInTheMainFrameInEitherWorldAndDropsAnswersForAVi
   EXPECT_FALSE(late->answered);
 }
 
-TEST_F(WebKitViewTest, FindsTextCaseInsensitivelyAndSaysWhenItCannot) {
-  server_.html("/text", page("Text", "<p>Hello world</p><p>say hello</p><p>HELLO again</p>"));
-  RecordingEvents events;
-  auto view = makeView(events);
-  ASSERT_TRUE(loadAndWait(*view, events, at("/text")));
-
-  auto findNow = [&](const std::string& text, bool backwards) {
-    std::optional<bool> found;
-    view->find(text, backwards, [&](bool matched) { found = matched; });
-    runUntil([&] { return found.has_value(); });
-    return found;
-  };
-  auto selected = [&] { return evaluateAndWait(*view, "getSelection().toString()").result; };
-  EXPECT_EQ(findNow("hello", false), true);
-  EXPECT_EQ(selected(), "Hello");
-  EXPECT_EQ(findNow("hello", false), true);  // the same text again steps on
-  EXPECT_EQ(selected(), "hello");
-  EXPECT_EQ(findNow("hello", true), true);
-  EXPECT_EQ(selected(), "Hello");
-  EXPECT_EQ(findNow("hello", true), true);  // wrapping round to the last
-  EXPECT_EQ(selected(), "HELLO");
-  EXPECT_EQ(findNow("zzz-not-there", false), false);
-  view->finishFind();
-}
-
 TEST_F(WebKitViewTest, ALocalFileLoadsItsNeighbouringImages) {
   // The temporary folder is mounted into the web process sandbox; the build
   // tree beside this program is not, and must work all the same.
