@@ -1,7 +1,7 @@
 // Where navigations go on the real engine: failures shown as our own error
-// (never as a visit), certificate failures, time-outs, downloads into a
-// folder without replacing files, clicks with Ctrl, Alt or the middle
-// button made with real pointer events, and the HTTPS upgrade.
+// (never as a visit), certificate failures, time-outs, clicks with Ctrl,
+// Alt or the middle button made with real pointer events, and the HTTPS
+// upgrade.
 #include <gtest/gtest.h>
 #include <gtkmm.h>
 
@@ -90,38 +90,6 @@ TEST_F(Navigation, ALoadThatDoesNotCommitInTimeIsStoppedWithATimeOut) {
   EXPECT_EQ(page->loadError.get()->url, mustParse(server_.url("/slow")));
   EXPECT_TRUE(runUntil([&] { return !page->isLoading.get(); }, 5s)) << "the load was stopped";
   EXPECT_TRUE(visits_.empty());
-}
-
-TEST_F(Navigation, AnAttachmentInCapitalsIsSavedBesideAnExistingFileNeverOverIt) {
-  { std::ofstream(folder_ / "report.txt") << "old"; }
-  Route attachment;
-  attachment.contentType = "text/plain";  // a type the view could show
-  attachment.body = "new";
-  attachment.headers = {{"Content-Disposition", "ATTACHMENT; filename=\"report.txt\""}};
-  server_.route("/report", attachment);
-  server_.html("/", "<title>start</title>");
-
-  auto page = makePage();
-  int closes = 0;
-  page->onClose = [&] { ++closes; };
-  page->load(mustParse(server_.url("/")));
-  ASSERT_TRUE(loaded(page, "start"));
-  page->load(mustParse(server_.url("/report")));
-  ASSERT_TRUE(runUntil([&] { return readFile(folder_ / "report 2.txt") == "new"; }));
-  EXPECT_EQ(readFile(folder_ / "report.txt"), "old");
-  ASSERT_EQ(downloads_.size(), 1u) << "handed to the page";
-  runFor(200ms);
-  EXPECT_FALSE(page->loadError.get()) << "a download is no failure";
-  EXPECT_EQ(page->url.get(), mustParse(server_.url("/")));
-  EXPECT_EQ(closes, 0) << "a tab with history stays";
-
-  // A tab that exists only for the download closes itself.
-  auto only = makePage();
-  int onlyCloses = 0;
-  only->onClose = [&] { ++onlyCloses; };
-  only->load(mustParse(server_.url("/report")));
-  ASSERT_TRUE(runUntil([&] { return onlyCloses == 1; }));
-  EXPECT_TRUE(runUntil([&] { return readFile(folder_ / "report 3.txt") == "new"; }));
 }
 
 class Clicks : public Navigation {

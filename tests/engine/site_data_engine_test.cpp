@@ -251,8 +251,9 @@ class SiteDataJourney : public Journey {
     browser->attach(*permissions);
     browser->attach(*downloads);
     list->setServices({nullptr, permissions.get(), [this] { return downloads->thisSession(); }, nullptr});
-    server.route("/report", Route{200, "application/octet-stream", std::string(50000, 'r'),
-                                  {{"Content-Disposition", "attachment; filename=\"report.pdf\""}}});
+    // A type the view could show, and the disposition in capitals.
+    server.route("/report", Route{200, "text/plain", std::string(50000, 'r'),
+                                  {{"Content-Disposition", "ATTACHMENT; filename=\"report.pdf\""}}});
   }
   void TearDown() override {
     Journey::TearDown();
@@ -326,18 +327,24 @@ TEST_F(SiteDataJourney, ReturnWalksASavedPermissionAndTheFileFollows) {
   EXPECT_EQ(permissionsFile()["127.0.0.1"]["notifications"], "block");
 }
 
-TEST_F(SiteDataJourney, ADownloadedFileIsListedAndShiftDeleteRemovesIt) {
-  openPage("/alpha.html");
+TEST_F(SiteDataJourney, ADownloadIsSavedBesideAnExistingFileListedAndShiftDeleteRemovesIt) {
+  std::ofstream(folder / "report.pdf") << "keep me";
+  auto page = openPage("/alpha.html");
+  const size_t tabs = browser->pages->size();
   enter(url("/report"));
   ASSERT_TRUE(waitFor([&] {
     return !downloads->list().empty() && downloads->list().front()->state() == DownloadItem::State::finished;
   })) << "the attachment was saved";
-  EXPECT_EQ(readFile(folder / "report.pdf"), std::string(50000, 'r'));
+  EXPECT_EQ(readFile(folder / "report 2.pdf"), std::string(50000, 'r'));
+  EXPECT_EQ(readFile(folder / "report.pdf"), "keep me") << "never over an existing file";
   EXPECT_TRUE(waitFor([&] {
     auto saved = AppSupport::read(std::string_view(Downloads::kFileName)).value;
     return saved.size() == 1 && saved[0]["isFinished"] == true && saved[0]["source"] == url("/report");
   })) << "and written down";
-  const std::string row = "report.pdf, " + Address::display(Url::parse(url("/report"))) + " · click to show in folder";
+  EXPECT_EQ(address(), url("/alpha.html")) << "the page stays";
+  EXPECT_FALSE(page->loadError.get()) << "a download is no failure";
+  EXPECT_EQ(browser->pages->size(), tabs);
+  const std::string row = "report 2.pdf, " + Address::display(Url::parse(url("/report"))) + " · click to show in folder";
 
   openPalette();
   EXPECT_TRUE(waitFor([&] { return rowShown(row); })) << "this session's download rests under the tabs";
@@ -348,8 +355,16 @@ TEST_F(SiteDataJourney, ADownloadedFileIsListedAndShiftDeleteRemovesIt) {
   key("shift+Delete");
   ASSERT_TRUE(waitFor([&] { return !rowShown(row) && downloads->list().empty(); }));
   EXPECT_EQ(AppSupport::read(std::string_view(Downloads::kFileName)).value, nlohmann::json::array());
-  EXPECT_TRUE(std::filesystem::exists(folder / "report.pdf")) << "removing from the list keeps the file";
+  EXPECT_TRUE(std::filesystem::exists(folder / "report 2.pdf")) << "removing from the list keeps the file";
   EXPECT_TRUE(fieldHasFocus());
+
+  // A new tab that only downloads closes itself.
+  key("Escape ctrl+t");
+  ASSERT_TRUE(waitFor([&] { return browser->isComposingNewTab.get() && fieldHasFocus(); }));
+  type(url("/report"));
+  key("Return");
+  EXPECT_TRUE(waitFor([&] { return readFile(folder / "report 3.pdf") == std::string(50000, 'r'); }));
+  EXPECT_TRUE(waitFor([&] { return browser->pages->size() == tabs && address() == url("/alpha.html"); }));
 }
 
 }  // namespace
