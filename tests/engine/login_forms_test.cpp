@@ -1,6 +1,7 @@
 // Logins filled by the real engine: the form scripts in the main frame and
 // in a cross-origin frame (through the web process extension), with the
-// tests' stand-in for the 1Password tool.
+// tests' stand-in for the 1Password tool; and the journey that fills one by
+// keys in the real window.
 #include <gtest/gtest.h>
 #include <gtk/gtk.h>
 

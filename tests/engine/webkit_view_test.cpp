@@ -154,6 +154,7 @@ TEST_F(WebKitViewTest, ALocalFileLoadsItsNeighbouringImages) {
 }
 
 // ---- Data stores and the engine's set-up ----
+
 std::string cookiesOf(WebViewPort& view) {
   auto cookies = evaluateAndWait(view, "document.cookie");
   return cookies.result && cookies.result->is_string() ? cookies.result->get<std::string>() : "<" + cookies.error + ">";
