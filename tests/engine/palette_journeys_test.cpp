@@ -87,7 +87,6 @@ TEST_F(PaletteJourney, CommandsRunAndScopesKeepTheKeyboard) {
   openPalette();
   key("slash");
   ASSERT_TRUE(waitFor([&] { return fieldText() == "/" && highlightIs("Fill a login from 1Password"); }));
-  EXPECT_EQ(browser->results().size(), 15u);
   key("Return");
   ASSERT_TRUE(waitFor([&] { return browser->scope.get() == PaletteCommand::login; }));
   EXPECT_TRUE(fieldHasFocus()) << "the scope takes the keyboard";
@@ -326,8 +325,7 @@ TEST_F(PaletteJourney, AnAddressWithAStrayPercentIsKeptEverywhere) {
   key("Return");
   ASSERT_TRUE(waitFor([&] { return address() == odd && !browser->current()->isLoading.get(); })) << address();
   EXPECT_TRUE(waitFor([&] { return history->find(*Url::parse(odd)) != nullptr; })) << "in history";
-  EXPECT_TRUE(waitFor([&] { return readFile(AppSupport::file("session.json")).find(odd) != std::string::npos; }, 5s))
-      << "in the session, byte for byte";
+  // (The session file keeping it byte for byte is the crash-safety script's.)
 
   key("ctrl+w");
   ASSERT_TRUE(waitFor([&] { return browser->pages->size() == 2; }));
