@@ -3,7 +3,8 @@
 # loopback server, opens a page by typing its address into the palette and
 # sees which of the page's requests the list stopped: a "~script" rule lets
 # the tracker's script through but not its image, and a rule ending in "^"
-# stops the address that ends right there but not a longer path.
+# stops the address that ends right there or at its query, but not a longer
+# path.
 # Runs under tools/with-display (private D-Bus, Xvfb, temporary XDG folders).
 set -euo pipefail
 quillo=$1
@@ -28,15 +29,16 @@ class H(http.server.BaseHTTPRequestHandler):
             kind = "text/plain"
         elif self.path == "/page.html":
             body = ("""<!doctype html><title>Loading trackers</title><script>
-var seen = {}, names = ["script", "image", "event", "eventx"];
+var seen = {}, names = ["script", "image", "event", "query", "eventx"];
 function done(key, what) { seen[key] = what;
-  if (Object.keys(seen).length < 4) return;
+  if (Object.keys(seen).length < names.length) return;
   document.title = names.map(k => k + " " + seen[k]).join(", ");
   document.getElementById("out").textContent = names.map(k => k + ": " + seen[k]).join("\\n"); }
 </script><h1>Tracker probe</h1><pre id="out">waiting</pre>
 <script src="http://127.0.0.2:%(p2)d/t.js" onload="done('script','loaded')" onerror="done('script','blocked')"></script>
 <img src="http://127.0.0.2:%(p2)d/t.gif" onload="done('image','loaded')" onerror="done('image','blocked')">
 <img src="http://127.0.0.3:%(p3)d/event" onload="done('event','loaded')" onerror="done('event','blocked')">
+<img src="http://127.0.0.3:%(p3)d/event?id=1" onload="done('query','loaded')" onerror="done('query','blocked')">
 <img src="http://127.0.0.3:%(p3)d/eventx" onload="done('eventx','loaded')" onerror="done('eventx','blocked')">
 """ % {"p2": p2, "p3": p3}).encode()
             kind = "text/html"
@@ -75,7 +77,7 @@ xdotool windowfocus --sync "$window" 2>/dev/null || xdotool mousemove --window "
 # One burst: the browser handles the keys in order, the palette opening first.
 xdotool key ctrl+e type --delay 40 "$url"
 xdotool key Return
-wait_for 60 session_has "script loaded, image blocked, event blocked, eventx loaded" || {
+wait_for 60 session_has "script loaded, image blocked, event blocked, query blocked, eventx loaded" || {
   echo "session.json:"; cat "$session" 2>/dev/null; echo "requests:"; cat "$work/requests.log"; exit 1; }
 [ -n "${QUILLO_SCREENSHOT:-}" ] && import -window root "$QUILLO_SCREENSHOT"
 
@@ -87,5 +89,6 @@ requested "127.0.0.1 /page.html"
 requested "127.0.0.2 /t.js" || { echo "the tracker's script was blocked"; exit 1; }
 if requested "127.0.0.2 /t.gif"; then echo "the tracker's image was not blocked"; exit 1; fi
 if requested "127.0.0.3 /event"; then echo "/event was not blocked"; exit 1; fi
+if requested "127.0.0.3 /event?id=1"; then echo "/event?id=1 was not blocked"; exit 1; fi
 requested "127.0.0.3 /eventx" || { echo "/eventx was blocked"; exit 1; }
 echo "ok"

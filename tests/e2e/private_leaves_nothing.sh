@@ -4,8 +4,9 @@
 # After quit no file under the data, config or cache folders holds any
 # trace of it, and session.json, history.json and zoom.json know nothing of
 # the site. The same page in a normal tab does leave traces the search
-# finds, so the search is known to look where the engine writes.
-# Runs under tools/with-display.
+# finds, so the search is known to look where the engine writes. Last,
+# nothing under those folders may be readable by other accounts, including
+# files an older version left readable. Runs under tools/with-display.
 set -euo pipefail
 quillo=$1
 source "$(dirname "$0")/common.bash"
@@ -101,6 +102,13 @@ visit() {  # visit MARK NEW_TAB_KEYS
   wait $pid
 }
 
+# What an older version left: readable by everyone.
+mkdir -p "$data" "$XDG_CONFIG_HOME/quillo"
+echo '[]' > "$data/pins.json"
+echo '{"QuickPinCount": 5}' > "$XDG_CONFIG_HOME/quillo/settings.json"
+chmod 755 "$data" "$XDG_CONFIG_HOME/quillo"
+chmod 644 "$data/pins.json" "$XDG_CONFIG_HOME/quillo/settings.json"
+
 mark="prv$RANDOM$RANDOM"
 echo "private tab ($mark)"
 visit "$mark" ctrl+shift+n
@@ -120,4 +128,15 @@ for what in "$normal-hc" "$normal-local" "127.0.0.1:$port/$normal/page.html"; do
   [ -n "$(traces "$what")" ] || { echo "the search found no $what: it does not look where the engine writes"; exit 1; }
 done
 grep -q "127.0.0.1" "$data/zoom.json" || { echo "the normal tab's zoom was not kept"; exit 1; }
+
+echo "no file readable by others"
+[ -e "$data/website-data/cookies.sqlite" ] || { echo "the engine kept no cookies"; exit 1; }
+loose=$(find "$data" "$XDG_CONFIG_HOME/quillo" "$XDG_CACHE_HOME/quillo" ! -type l -perm /077 -printf '%m %p\n')
+if [ -n "$loose" ]; then echo "readable by others:"; echo "$loose"; exit 1; fi
+for d in "$data" "$XDG_CONFIG_HOME/quillo" "$XDG_CACHE_HOME/quillo"; do
+  [ "$(stat -c %a "$d")" = 700 ] || { echo "$d is $(stat -c %a "$d")"; exit 1; }
+done
+for f in "$data"/*.json "$XDG_CONFIG_HOME/quillo/settings.json"; do
+  [ "$(stat -c %a "$f")" = 600 ] || { echo "$f is $(stat -c %a "$f")"; exit 1; }
+done
 echo "ok"

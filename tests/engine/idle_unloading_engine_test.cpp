@@ -71,6 +71,15 @@ class IdleJourney : public Journey {
   }
   // Makes the page look shown two hours ago.
   void ageHidden(const PagePtr& page) { page->lastShown = std::chrono::system_clock::now() - 2h; }
+  // What a script answers in each frame of the page, the main one first.
+  std::vector<nlohmann::json> inEveryFrame(const PagePtr& page, const std::string& script) {
+    std::optional<std::vector<nlohmann::json>> values;
+    page->webView().evaluateInEveryFrame(script, false, [&](std::vector<nlohmann::json> results, std::string) {
+      values = std::move(results);
+    });
+    waitFor([&] { return values.has_value(); });
+    return values.value_or(std::vector<nlohmann::json>{});
+  }
   std::optional<bool> askIdle(const PagePtr& page) {
     std::optional<bool> answer;
     page->isIdle([&](bool idle) { answer = idle; });
@@ -89,21 +98,16 @@ TEST_F(IdleJourney, TypingIntoAFrameKeepsThePageAndDefaultsDoNot) {
   key("ctrl+grave");
   ASSERT_TRUE(waitFor([&] { return browser->current() == outer && pageHasFocus(); }));
   ASSERT_EQ(askIdle(outer), std::optional<bool>(true)) << "a form holding only its defaults";
-  pageScript(outer, "frames[0].postMessage('focus', '*'); ''");
-  runFor(300ms);
+  ASSERT_TRUE(waitFor([&] {
+    pageScript(outer, "frames[0].postMessage('focus', '*'); ''");  // again, until the frame listens
+    return inEveryFrame(outer, "document.activeElement.id") == std::vector<nlohmann::json>{"", "name"};
+  })) << "the field inside the frame has the keyboard";
   type("x");
   key("ctrl+grave");
   ASSERT_TRUE(waitFor([&] { return browser->current() == plain; }));
 
   // The keys reached the field inside the frame, which every-frame scripts see.
-  std::vector<nlohmann::json> values;
-  bool answered = false;
-  outer->webView().evaluateInEveryFrame("document.getElementById('name') && document.getElementById('name').value",
-                                        false, [&](std::vector<nlohmann::json> results, std::string) {
-                                          values = std::move(results);
-                                          answered = true;
-                                        });
-  ASSERT_TRUE(waitFor([&] { return answered; }));
+  auto values = inEveryFrame(outer, "document.getElementById('name') && document.getElementById('name').value");
   ASSERT_EQ(values.size(), 2u);
   ASSERT_TRUE(values[1].is_string());
   EXPECT_NE(values[1], "preset");

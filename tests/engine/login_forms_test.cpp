@@ -1,12 +1,16 @@
 // Logins filled by the real engine: the form scripts in the main frame and
 // in a cross-origin frame (through the web process extension), with the
-// tests' stand-in for the 1Password tool.
+// tests' stand-in for the 1Password tool; and the journey that fills one by
+// keys in the real window.
 #include <gtest/gtest.h>
+#include <gtk/gtk.h>
 
 #include "core/browser.h"
 #include "engine/support/engine_support.h"
+#include "engine/support/journey.h"
 #include "features/one_password_logins.h"
 #include "page/webkit/webkit_engine.h"
+#include "palette/gtk/palette_view.h"
 #include "support/fake_op.h"
 #include "support/test_server.h"
 
@@ -72,25 +76,6 @@ class LoginForms : public ::testing::Test {
   TestServer top;
   TestServer other{"127.0.0.2"};
 };
-
-TEST_F(LoginForms, FillsTheLoginFormOfThePageAsTypingWould) {
-  top.html("/login", std::string("<!doctype html><title>Sign in</title>") + kLoginForm +
-                         "<script>window.seen = []; document.addEventListener('input', e => seen.push(e.target.id));"
-                         "document.addEventListener('change', e => seen.push('change:' + e.target.id));</script>");
-  auto page = open(top.url("/login"));
-  browser.enter(PaletteCommand::login);
-  ASSERT_TRUE(runUntil([&] { return logins.logins().size() == 3; })) << logins.notice().value_or("");
-  EXPECT_EQ(logins.logins()[0].title, "Admin panel");
-
-  logins.fill(kAdmin);
-  ASSERT_TRUE(runUntil([&] { return value(page, "pass") == "admin-secret"; })) << flash();
-  EXPECT_EQ(value(page, "user"), "admin");
-  auto seen = evaluateAndWait(page->webView(), "seen.join(' ')", 0, false);
-  EXPECT_EQ(*seen.result, "user change:user pass change:pass") << "the page heard input and change";
-  EXPECT_FALSE(browser.scope.get()) << "back to the page";
-  auto hidden = evaluateAndWait(page->webView(), "[typeof quilloSet, typeof quilloFormInputs, typeof quillo]", 0, false);
-  EXPECT_EQ(*hidden.result, (nlohmann::json{"undefined", "undefined", "undefined"})) << "the page sees none of it";
-}
 
 TEST_F(LoginForms, FillsALoginInACrossOriginFrameAndNowhereElse) {
   other.html("/frame", std::string("<!doctype html><title>framed</title>") + kLoginForm);
@@ -164,6 +149,87 @@ TEST_F(LoginForms, FindsANamedCodeFieldAndSixSingleCharacterBoxes) {
   for (int i = 0; i < 6; ++i) typed += value(boxes, "b" + std::to_string(i));
   EXPECT_EQ(typed, "615204");
   EXPECT_EQ(value(boxes, "find"), "");
+}
+
+// Filling a login the way a user does, by keys in the real window: the
+// login scope lists the site's logins from the tests' stand-in for the
+// 1Password tool, and Return fills the highlighted one into the page as
+// typing would.
+class LoginJourney : public Journey {
+ protected:
+  void SetUp() override {
+    Journey::SetUp();
+    if (IsSkipped() || HasFatalFailure()) return;
+    server.html("/login",
+                "<!doctype html><title>Router sign-in</title><style>body{font:16px sans-serif;margin:40px}"
+                "input{display:block;margin:8px 0;padding:6px;width:280px}</style><h1>Router</h1>"
+                "<form action='/in'><label>User <input id=user name=username></label>"
+                "<label>Password <input id=pass type=password name=password></label><button>Sign in</button></form>"
+                "<script>window.seen = []; document.addEventListener('input', e => seen.push(e.target.id));"
+                "document.addEventListener('change', e => seen.push('change:' + e.target.id));</script>");
+    logins = std::make_unique<OnePasswordLogins>(*browser, tool);
+    browser->attach(*logins);
+    PaletteView::Services services;
+    services.loginNotice = [this] { return logins->notice(); };
+    list->setServices(services);
+    page = browser->makePage(false);
+    page->load(*Url::parse(server.url("/login")));
+    browser->add(page, true);
+    ASSERT_TRUE(waitFor([&] { return !page->isLoading.get() && page->title.get() == "Router sign-in"; }));
+  }
+  void TearDown() override {
+    page.reset();
+    logins.reset();  // it holds on to the browser
+    Journey::TearDown();
+  }
+
+  std::string field(const std::string& id) { return pageScript(page, "document.getElementById('" + id + "').value"); }
+  // Ctrl+E, "/login", Return: the scope opens with the keyboard in the field.
+  void openLoginScope() {
+    key("ctrl+e");
+    type("/login");
+    ASSERT_TRUE(waitFor([&] { return browser->query.get() == "/login"; })) << browser->query.get();
+    key("Return");
+    ASSERT_TRUE(waitFor([&] { return browser->isChoosingLogin() && fieldHasFocus(); }));
+  }
+  bool listShows(const std::string& notice) {
+    if (!listShown()) return false;
+    for (const auto& entry : list->entries())
+      if (auto* shown = entry.as<PaletteList::Entry::Notice>(); shown && shown->text == notice) return true;
+    return false;
+  }
+
+  FakeOp op;
+  OnePassword::Tool tool{scheduler};
+  std::unique_ptr<OnePasswordLogins> logins;
+  PagePtr page;
+};
+
+TEST_F(LoginJourney, DownAndReturnFillTheSecondLoginIntoThePage) {
+  openLoginScope();
+  ASSERT_TRUE(waitFor([&] { return browser->results().size() == 3 && list->rows().size() >= 3; }))
+      << logins->notice().value_or("");
+  EXPECT_FALSE(logins->notice());
+  key("Down");
+  ASSERT_TRUE(waitFor([&] { return browser->selectedResult.get() == std::optional<int>(1); }));
+  key("Return");
+  ASSERT_TRUE(waitFor([&] { return field("pass") == "b4ckup-p@ss"; })) << browser->flash.get().value_or("");
+  EXPECT_EQ(field("user"), "backup");
+  EXPECT_EQ(pageScript(page, "seen.join(' ')"), "user change:user pass change:pass") << "as typing would";
+  EXPECT_EQ(pageScript(page, "[typeof quilloSet, typeof quilloFormInputs, typeof quillo].join()"),
+            "undefined,undefined,undefined")
+      << "the page sees none of the fill scripts";
+  EXPECT_FALSE(browser->scope.get()) << "the palette closed";
+  EXPECT_TRUE(pageHasFocus()) << "the keyboard is back in the page";
+}
+
+TEST_F(LoginJourney, TheToolsTroubleIsTheScopesNotice) {
+  op.fail("[ERROR] account is not signed in\n");
+  openLoginScope();
+  ASSERT_TRUE(waitFor([&] { return listShows("[ERROR] account is not signed in"); }))
+      << logins->notice().value_or("");
+  key("Escape");
+  EXPECT_TRUE(waitFor([&] { return !browser->scope.get(); }));
 }
 
 }  // namespace

@@ -1,9 +1,9 @@
 // Where navigations go on the real engine: failures shown as our own error
-// (never as a visit), certificate failures, time-outs, downloads into a
-// folder without replacing files, and clicks with Ctrl, Alt or the middle
-// button, made with real pointer events.
+// (never as a visit), certificate failures, time-outs, clicks with Ctrl,
+// Alt or the middle button made with real pointer events, and the HTTPS
+// upgrade.
 #include <gtest/gtest.h>
-#include <glib/gstdio.h>
+#include <gtkmm.h>
 
 #include <filesystem>
 #include <fstream>
@@ -12,11 +12,12 @@
 #include "engine/support/journey.h"
 #include "page/app_links.h"
 #include "page/page.h"
-#include "palette/sources.h"
 #include "page/webkit/webkit_engine.h"
 #include "page/webkit/webkit_view.h"
 #include "stores/downloads.h"
 #include "stores/webkit/webkit_downloads.h"
+#include "support/test_certificate.h"
+#include "support/test_proxy.h"
 #include "support/test_server.h"
 
 namespace quillo::test {
@@ -53,11 +54,6 @@ class Navigation : public ::testing::Test {
   bool loaded(const std::shared_ptr<Page>& page, const std::string& title) {
     return runUntil([&] { return page->title.get() == title && !page->isLoading.get(); });
   }
-  // The port of a server that was just closed: nothing listens there.
-  static int closedPort() {
-    TestServer gone;
-    return gone.port();
-  }
 
   GLibScheduler scheduler_;
   TestServer server_;
@@ -68,46 +64,6 @@ class Navigation : public ::testing::Test {
   std::vector<std::string> visits_;
   std::vector<std::shared_ptr<WebDownload>> downloads_;
 };
-
-TEST_F(Navigation, ARefusedConnectionShowsOurErrorIsNoVisitAndGoesWithTheNextLoad) {
-  auto page = makePage();
-  Url address = mustParse("http://127.0.0.1:" + std::to_string(closedPort()) + "/typo");
-  page->load(address);
-  ASSERT_TRUE(runUntil([&] { return page->loadError.get().has_value(); }));
-  const LoadError& error = *page->loadError.get();
-  EXPECT_EQ(error.url, address);
-  EXPECT_NE(error.message.find("refused"), std::string::npos) << error.message;
-  EXPECT_EQ(error.title(), "Couldn't open 127.0.0.1");
-  EXPECT_FALSE(error.insecureURL);
-  // WebKit's own error page would commit a second load: it must not come.
-  runFor(300ms);
-  EXPECT_TRUE(visits_.empty());
-  EXPECT_TRUE(page->loadError.get().has_value());
-  EXPECT_FALSE(page->webView().hasCurrentItem());
-
-  int failures = 0;
-  page->loadError.changed().connect([&] {
-    if (page->loadError.get()) ++failures;
-  });
-  page->retryAfterError();
-  EXPECT_FALSE(page->loadError.get()) << "cleared at once";
-  ASSERT_TRUE(runUntil([&] { return failures == 1; })) << "tried again, failed again";
-
-  // A page that loads: its title and address mirror into the page, once.
-  std::vector<std::string> titles;
-  int sessionChanges = 0;
-  page->onTitle = [&](const std::string& title, const Url&) { titles.push_back(title); };
-  page->onSessionChange = [&] { ++sessionChanges; };
-  server_.html("/fine", "<!doctype html><title>fine</title>");
-  page->load(mustParse(server_.url("/fine")));
-  ASSERT_TRUE(loaded(page, "fine"));
-  EXPECT_FALSE(page->loadError.get());
-  EXPECT_EQ(visits_, std::vector<std::string>{server_.url("/fine")});
-  EXPECT_EQ(page->url.get(), mustParse(server_.url("/fine")));
-  EXPECT_DOUBLE_EQ(page->progress.get(), 1.0);
-  EXPECT_EQ(titles, std::vector<std::string>{"fine"});
-  EXPECT_GE(sessionChanges, 1);
-}
 
 TEST_F(Navigation, AnUntrustedCertificateIsShownWithItsProblem) {
   TestServer secure("127.0.0.1", true);
@@ -134,38 +90,6 @@ TEST_F(Navigation, ALoadThatDoesNotCommitInTimeIsStoppedWithATimeOut) {
   EXPECT_EQ(page->loadError.get()->url, mustParse(server_.url("/slow")));
   EXPECT_TRUE(runUntil([&] { return !page->isLoading.get(); }, 5s)) << "the load was stopped";
   EXPECT_TRUE(visits_.empty());
-}
-
-TEST_F(Navigation, AnAttachmentInCapitalsIsSavedBesideAnExistingFileNeverOverIt) {
-  { std::ofstream(folder_ / "report.txt") << "old"; }
-  Route attachment;
-  attachment.contentType = "text/plain";  // a type the view could show
-  attachment.body = "new";
-  attachment.headers = {{"Content-Disposition", "ATTACHMENT; filename=\"report.txt\""}};
-  server_.route("/report", attachment);
-  server_.html("/", "<title>start</title>");
-
-  auto page = makePage();
-  int closes = 0;
-  page->onClose = [&] { ++closes; };
-  page->load(mustParse(server_.url("/")));
-  ASSERT_TRUE(loaded(page, "start"));
-  page->load(mustParse(server_.url("/report")));
-  ASSERT_TRUE(runUntil([&] { return readFile(folder_ / "report 2.txt") == "new"; }));
-  EXPECT_EQ(readFile(folder_ / "report.txt"), "old");
-  ASSERT_EQ(downloads_.size(), 1u) << "handed to the page";
-  runFor(200ms);
-  EXPECT_FALSE(page->loadError.get()) << "a download is no failure";
-  EXPECT_EQ(page->url.get(), mustParse(server_.url("/")));
-  EXPECT_EQ(closes, 0) << "a tab with history stays";
-
-  // A tab that exists only for the download closes itself.
-  auto only = makePage();
-  int onlyCloses = 0;
-  only->onClose = [&] { ++onlyCloses; };
-  only->load(mustParse(server_.url("/report")));
-  ASSERT_TRUE(runUntil([&] { return onlyCloses == 1; }));
-  EXPECT_TRUE(runUntil([&] { return readFile(folder_ / "report 3.txt") == "new"; }));
 }
 
 class Clicks : public Navigation {
@@ -263,6 +187,142 @@ TEST_F(Clicks, AFramesOwnLinkToAnotherProgramIsDroppedAndAClickedOneAsks) {
   EXPECT_EQ(alerts.asked[0].message, "Open Mail?");
   EXPECT_EQ(apps.opened, std::vector<std::string>{"mailto:someone@shop.example"});
   EXPECT_EQ(page_->title.get(), "framed");
+}
+
+// The HTTPS upgrade on the real engine. The test's own network session sends
+// everything through a proxy that lets public names reach the tests'
+// servers, HTTPS included, with a test certificate the session accepts.
+class HttpsUpgrade : public ::testing::Test {
+ protected:
+  HttpsUpgrade() : secure("127.0.0.1", true), proxy(plain.port(), secure.port()) {
+    ensureGtk();
+    Page::insecureHosts.clear();
+    WebKitNetworkSession* session = webkit_network_session_new_ephemeral();
+    WebKitNetworkProxySettings* settings = webkit_network_proxy_settings_new(proxy.url().c_str(), nullptr);
+    webkit_network_session_set_proxy_settings(session, WEBKIT_NETWORK_PROXY_MODE_CUSTOM, settings);
+    webkit_network_proxy_settings_free(settings);
+    GTlsCertificate* certificate = g_tls_certificate_new_from_pem(kTestCertificatePEM, -1, nullptr);
+    webkit_network_session_allow_tls_certificate_for_host(session, certificate, "public.example");
+    g_object_unref(certificate);
+    store = std::make_shared<WebKitDataStore>(session);
+
+    for (auto* server : {&plain, &secure}) {
+      std::string scheme = server == &secure ? "https" : "http";
+      server->html("/path", "<title>" + scheme + " path</title>");
+      server->html("/back", "<title>" + scheme + " back</title>");
+    }
+    Route back;
+    back.status = 301;
+    back.headers = {{"Location", "http://public.example/back"}};
+    secure.route("/back", back);
+  }
+  ~HttpsUpgrade() override { Page::insecureHosts.clear(); }
+
+  std::shared_ptr<Page> makePage() {
+    ViewConfiguration configuration;
+    configuration.store = store;
+    auto page = std::make_shared<Page>(sharedEngine().makeView(configuration), scheduler);
+    pages.push_back(page);
+    return page;
+  }
+  bool settled(const std::shared_ptr<Page>& page) {
+    return runUntil([&] { return page->loadError.get() || (!page->isLoading.get() && !page->title.get().empty()); });
+  }
+
+  GLibScheduler scheduler;
+  TestServer plain;
+  TestServer secure;
+  TestProxy proxy;
+  std::shared_ptr<WebKitDataStore> store;
+  std::vector<std::shared_ptr<Page>> pages;
+};
+
+TEST_F(HttpsUpgrade, APublicNameGoesOverHttpsWithoutPort80AndWithItsPathAndQuery) {
+  auto page = makePage();
+  page->load(mustParse("HTTP://public.example:80/path?q=1&r=2"));
+  ASSERT_TRUE(settled(page));
+  ASSERT_FALSE(page->loadError.get()) << page->loadError.get()->message;
+  EXPECT_EQ(page->title.get(), "https path");
+  EXPECT_EQ(page->url.get()->str(), "https://public.example/path?q=1&r=2");
+  ASSERT_EQ(secure.requests().size(), 1u);
+  EXPECT_EQ(secure.requests()[0].query, "q=1&r=2");
+  EXPECT_EQ(plain.count("/path"), 0) << "the plain request never left";
+  auto seen = proxy.requests();
+  ASSERT_FALSE(seen.empty());
+  EXPECT_EQ(seen[0], "CONNECT public.example:443");
+}
+
+TEST_F(HttpsUpgrade, BeingSentBackToHttpEndsOnTheErrorAndContinueHoldsForTheRunInEveryTab) {
+  auto page = makePage();
+  page->load(mustParse("http://public.example/back"));
+  ASSERT_TRUE(runUntil([&] { return page->loadError.get().has_value(); }));
+  EXPECT_EQ(page->loadError.get()->message, LoadError::kSentBack);
+  EXPECT_EQ(page->loadError.get()->title(), "Couldn't open public.example securely");
+  ASSERT_TRUE(page->loadError.get()->insecureURL);
+  EXPECT_EQ(plain.count("/back"), 0);
+
+  page->continueInsecurely();
+  ASSERT_TRUE(settled(page));
+  EXPECT_EQ(page->title.get(), "http back");
+  EXPECT_EQ(page->url.get()->str(), "http://public.example/back");
+
+  auto other = makePage();
+  other->load(mustParse("http://public.example/path"));
+  ASSERT_TRUE(settled(other));
+  EXPECT_EQ(other->title.get(), "http path") << "no upgrade for that host this run, in any tab";
+}
+
+// A user types the address of a site that is not there: the window shows
+// the error view in place of the page (read here through accessibility, as
+// a screen reader would), "Try Again" is pressed with the keyboard, the
+// failed address never reaches history, and the next address typed loads.
+using LoadErrorJourney = Journey;
+
+TEST_F(LoadErrorJourney, AClosedPortShowsTheErrorTryAgainByKeyboardAndNoHistory) {
+  auto page = openPage("/alpha.html");
+  int port = TestServer().port();  // closed again at once
+  std::string typed = "127.0.0.1:" + std::to_string(port) + "/nothing-here";
+  key("ctrl+e");
+  type(typed);
+  key("Return");
+  ASSERT_TRUE(waitFor([&] { return page->loadError.get().has_value(); }, 10s));
+  runFor(200ms);
+
+  // What a screen reader finds where the page was.
+  auto* stage = GTK_WIDGET(window->pageStage().gobj());
+  auto headings = withRole(stage, GTK_ACCESSIBLE_ROLE_HEADING);
+  ASSERT_EQ(headings.size(), 1u);
+  EXPECT_STREQ(gtk_label_get_text(GTK_LABEL(headings[0])), "Couldn't open 127.0.0.1");
+  std::vector<std::string> labels;
+  for (auto* button : withRole(stage, GTK_ACCESSIBLE_ROLE_BUTTON))
+    labels.push_back(gtk_button_get_label(GTK_BUTTON(button)));
+  EXPECT_EQ(labels, std::vector<std::string>{"Try Again"}) << "no HTTP offer for a local address";
+  bool explained = false;
+  for (auto* label : withRole(GTK_WIDGET(window->pageStage().errorView().gobj()), GTK_ACCESSIBLE_ROLE_LABEL))
+    explained |= std::string(gtk_label_get_text(GTK_LABEL(label))).find("refused") != std::string::npos;
+  EXPECT_TRUE(explained) << "the engine's message is shown";
+  EXPECT_TRUE(window->pageStage().errorView().retryButton().has_focus()) << "the keyboard is on Try Again";
+
+  int attempts = 0;
+  page->loadError.changed().connect([&] {
+    if (!page->loadError.get()) ++attempts;
+  });
+  key("Return");
+  ASSERT_TRUE(waitFor([&] { return attempts == 1 && page->loadError.get().has_value(); }, 10s))
+      << "tried again and failed again";
+  EXPECT_EQ(page->loadError.get()->url, Url::parse("http://" + typed));
+
+  EXPECT_TRUE(waitFor([&] { return history->find(*Url::parse(url("/alpha.html"))) != nullptr; }));
+  EXPECT_EQ(history->find(*Url::parse("http://" + typed)), nullptr) << "the failed address is no visit";
+  EXPECT_EQ(page->url.get(), Url::parse(url("/alpha.html"))) << "the page behind is unchanged";
+
+  key("ctrl+e");
+  type(url("/beta.html"));
+  key("Return");
+  EXPECT_TRUE(waitFor([&] {
+    return address() == url("/beta.html") && !page->loadError.get() && withRole(stage, GTK_ACCESSIBLE_ROLE_HEADING).empty();
+  })) << "the error goes with the next load";
+  EXPECT_TRUE(waitFor([&] { return history->find(*Url::parse(url("/beta.html"))) != nullptr; }));
 }
 
 }  // namespace

@@ -4,10 +4,13 @@
 // accessible names, and the files written.
 #include <glib.h>
 
+#include <cmath>
+
 #include "app/gtk/desktop_services.h"
 #include "core/app_support.h"
 #include "engine/support/engine_support.h"
 #include "engine/support/journey.h"
+#include "page/site_zoom.h"
 
 namespace quillo::test {
 namespace {
@@ -28,8 +31,13 @@ class PaletteJourney : public Journey {
     key("ctrl+e");
     ASSERT_TRUE(waitFor([&] { return fieldHasFocus() && listShown(); })) << "Ctrl+E opens the palette";
   }
+  // The page shown is the one at `path` (its document, not just the address
+  // asked for: that changes before the page does) and has the keyboard.
   bool onPage(const std::string& path) {
-    return waitFor([&] { return address() == url(path) && pageHasFocus() && !listShown(); });
+    return waitFor([&] {
+      return address() == url(path) && pageHasFocus() && !listShown() &&
+             pageScript(browser->current(), "location.href") == url(path);
+    });
   }
   // Ctrl+E, the typed text, then Down onto the first row: the one titled so.
   void highlight(const std::string& typed, const std::string& title) {
@@ -41,6 +49,7 @@ class PaletteJourney : public Journey {
   }
 
   PagePtr alpha, beta, gamma;
+  SiteZoom zoom;  // outlives the browser, which Journey's TearDown ends
 };
 
 TEST_F(PaletteJourney, ReturnOpensTheHighlightedTabOrSearchesForPlainWords) {
@@ -78,7 +87,6 @@ TEST_F(PaletteJourney, CommandsRunAndScopesKeepTheKeyboard) {
   openPalette();
   key("slash");
   ASSERT_TRUE(waitFor([&] { return fieldText() == "/" && highlightIs("Fill a login from 1Password"); }));
-  EXPECT_EQ(browser->results().size(), 15u);
   key("Return");
   ASSERT_TRUE(waitFor([&] { return browser->scope.get() == PaletteCommand::login; }));
   EXPECT_TRUE(fieldHasFocus()) << "the scope takes the keyboard";
@@ -199,18 +207,23 @@ TEST_F(PaletteJourney, TheFirstKeyAfterCtrlECompletesFromHistory) {
 }
 
 TEST_F(PaletteJourney, FindKeysStepThroughMatchesAndFindingEndsWhenThePaletteOpensForSomethingElse) {
-  // Return, Shift+Return, Ctrl+G and F3 move through the matches.
-  ASSERT_EQ(pageScript(gamma, "document.body.innerHTML += '<p>gamma again</p><p>gamma thrice</p>'; 'ok'"), "ok");
+  // Return, Shift+Return, Ctrl+G and F3 move through the matches, whatever
+  // their case, and round from the last to the first.
+  ASSERT_EQ(pageScript(gamma, "document.body.innerHTML += '<p>GAMMA again</p><p>Gamma thrice</p>'; 'ok'"), "ok");
   key("ctrl+f");
   ASSERT_TRUE(waitFor([&] { return browser->isFinding.get() && fieldHasFocus(); }));
   EXPECT_EQ(caption(), "Find in page · Return for next, Shift+Return for previous");
   type("gamma");
   ASSERT_TRUE(waitFor([&] { return browser->findMatched.get() == std::optional<bool>(true); }));
-  for (auto keys : {"Return", "shift+Return", "ctrl+g", "F3", "shift+F3", "ctrl+shift+g"}) {
+  std::string seen = pageScript(gamma, "getSelection().toString()");
+  for (auto keys : {"Return", "shift+Return", "ctrl+g", "F3", "F3", "shift+F3", "ctrl+shift+g", "shift+F3"}) {
     browser->findMatched = std::nullopt;
     key(keys);
     EXPECT_TRUE(waitFor([&] { return browser->findMatched.get() == std::optional<bool>(true); })) << keys;
+    seen += std::string(" ") + keys + ":" + pageScript(gamma, "getSelection().toString()");
   }
+  EXPECT_EQ(seen, "gamma Return:GAMMA shift+Return:gamma ctrl+g:GAMMA F3:Gamma F3:gamma shift+F3:Gamma "
+                  "ctrl+shift+g:GAMMA shift+F3:gamma");
   EXPECT_TRUE(fieldHasFocus()) << "finding keeps the field";
   type("zz");
   ASSERT_TRUE(waitFor([&] { return browser->findMatched.get() == std::optional<bool>(false); }));
@@ -264,7 +277,8 @@ TEST_F(PaletteJourney, CtrlTabCyclesTheRecentTabsAndTheSessionFileFollows) {
       << readFile(session);
 }
 
-TEST_F(PaletteJourney, BackForwardAndReloadKeys) {
+TEST_F(PaletteJourney, BackForwardReloadRenameAndZoomKeys) {
+  browser->attach(zoom);
   openPalette();
   type(url("/alpha.html"));
   key("Return");
@@ -284,6 +298,24 @@ TEST_F(PaletteJourney, BackForwardAndReloadKeys) {
   key("Return");
   EXPECT_TRUE(waitFor([&] { return gamma->customName.get() == std::optional<std::string>("Reading"); }))
       << "Ctrl+I renames the tab";
+
+  // The zoom keys reach the view and the site's remembered level; Ctrl+0 is
+  // actual size, not a pin.
+  auto zoomBecomes = [&](double level) {
+    return waitFor([&] { return std::abs(gamma->webView().zoom() - level) < 1e-9; }, 5s);
+  };
+  const auto site = *SiteZoom::site(gamma->url.get());
+  key("ctrl+equal");
+  EXPECT_TRUE(zoomBecomes(1.1));
+  key("ctrl+plus");
+  EXPECT_TRUE(zoomBecomes(1.2));
+  EXPECT_DOUBLE_EQ(zoom.level(site, false), 1.2);
+  key("ctrl+minus");
+  EXPECT_TRUE(zoomBecomes(1.1));
+  key("ctrl+0");
+  EXPECT_TRUE(zoomBecomes(1.0));
+  EXPECT_TRUE(zoom.saved().empty());
+  EXPECT_EQ(browser->current(), gamma);
 }
 
 TEST_F(PaletteJourney, AnAddressWithAStrayPercentIsKeptEverywhere) {
@@ -293,8 +325,7 @@ TEST_F(PaletteJourney, AnAddressWithAStrayPercentIsKeptEverywhere) {
   key("Return");
   ASSERT_TRUE(waitFor([&] { return address() == odd && !browser->current()->isLoading.get(); })) << address();
   EXPECT_TRUE(waitFor([&] { return history->find(*Url::parse(odd)) != nullptr; })) << "in history";
-  EXPECT_TRUE(waitFor([&] { return readFile(AppSupport::file("session.json")).find(odd) != std::string::npos; }, 5s))
-      << "in the session, byte for byte";
+  // (The session file keeping it byte for byte is the crash-safety script's.)
 
   key("ctrl+w");
   ASSERT_TRUE(waitFor([&] { return browser->pages->size() == 2; }));

@@ -1,12 +1,15 @@
 // Downloads and camera/microphone requests on the real engine, over the
 // tests' own server: where files land, how downloads end, what is written,
-// and how media requests are decided from the site permissions.
+// and how media requests are decided from the site permissions; and the
+// journeys through their lists in the palette.
 #include <gtest/gtest.h>
 
 #include <fstream>
 
+#include "core/address.h"
 #include "core/app_support.h"
 #include "engine/support/engine_support.h"
+#include "engine/support/journey.h"
 #include "page/webkit/webkit_engine.h"
 #include "page/webkit/webkit_permissions.h"
 #include "scripts/resources.h"
@@ -27,7 +30,6 @@ class DownloadsEngine : public ViewTest {
     std::filesystem::create_directories(folder);
     downloads = std::make_unique<Downloads>(file, folder);
     glue = std::make_unique<WebKitDownloads>(*downloads);
-    server.route("/get", Route{200, "application/octet-stream", body, {{"Content-Disposition", "attachment; filename=\"report.pdf\""}}});
   }
   void TearDown() override {
     ViewTest::TearDown();
@@ -53,29 +55,6 @@ class DownloadsEngine : public ViewTest {
   std::unique_ptr<Downloads> downloads;
   std::unique_ptr<WebKitDownloads> glue;
 };
-
-TEST_F(DownloadsEngine, AnAttachmentTwiceIsSavedUnderTwoNewNamesAndTouchesNoExistingFile) {
-  std::ofstream(folder / "report.pdf") << "keep me";
-  auto view = show("");
-  for (int i = 0; i < 2; ++i) {
-    size_t before = downloads->list().size();
-    view->load(mustParse(server.url("/get")));
-    ASSERT_TRUE(runUntil([&] { return downloads->list().size() > before; })) << "the link became a download";
-    ASSERT_TRUE(ended(downloads->list().front()));
-  }
-  ASSERT_EQ(downloads->list().size(), 2u);
-  EXPECT_EQ(downloads->list()[1]->filename(), "report 2.pdf");
-  EXPECT_EQ(downloads->list()[0]->filename(), "report 3.pdf");
-  EXPECT_EQ(downloads->list()[0]->state(), State::finished);
-  EXPECT_EQ(readFile(folder / "report 2.pdf"), body);
-  EXPECT_EQ(readFile(folder / "report 3.pdf"), body);
-  EXPECT_EQ(readFile(folder / "report.pdf"), "keep me");
-
-  auto saved = AppSupport::read(file).value;
-  ASSERT_EQ(saved.size(), 2u);
-  EXPECT_EQ(saved[0]["isFinished"], true);
-  EXPECT_EQ(saved[0]["source"], server.url("/get"));
-}
 
 TEST_F(DownloadsEngine, ADroppedConnectionFailsWithItsMessage) {
   Route drop;
@@ -109,20 +88,6 @@ TEST_F(DownloadsEngine, RemovingARunningDownloadCancelsItAndLeavesNoFileUnderIts
   EXPECT_TRUE(downloads->list().empty()) << "removed, not turned into a failed item";
   EXPECT_FALSE(std::filesystem::exists(folder / "big.iso"));
   EXPECT_EQ(AppSupport::read(file).value, nlohmann::json::array());
-}
-
-TEST_F(DownloadsEngine, APrivateDownloadIsListedButNeverWritten) {
-  auto privateStore = sharedEngine().makePrivateStore();
-  auto item = downloadWith(privateStore, "/get");
-  ASSERT_TRUE(item);
-  ASSERT_TRUE(ended(item));
-  EXPECT_EQ(item->state(), State::finished);
-  EXPECT_TRUE(item->isPrivate());
-  EXPECT_EQ(downloads->thisSession().size(), 1u);
-  EXPECT_EQ(readFile(folder / "report.pdf"), body) << "the file itself stays";
-  auto saved = AppSupport::read(file);
-  EXPECT_TRUE(saved.status == AppSupport::ReadResult::Status::missing || saved.value == nlohmann::json::array())
-      << saved.value.dump();
 }
 
 // ---- Camera and microphone ----
@@ -251,6 +216,146 @@ TEST_F(MediaRequests, AFrameOfAnotherSiteIsNamedByItsOwnHostOrElseThePageIsNotBl
   EXPECT_EQ(textOf(shownDialog()), "127.0.0.1 wants to use your camera and microphone");
   gtk_dialog_response(GTK_DIALOG(shownDialog()), 1);
   ASSERT_TRUE(runUntil([&] { return !outcome().empty(); }));
+}
+
+// ---- Journeys through the site permissions and downloads lists, checked by
+// the rows on screen and the files written ----
+
+// The browser with its site permissions and downloads, wired as the
+// application wires them.
+class SiteDataJourney : public Journey {
+ protected:
+  void SetUp() override {
+    Journey::SetUp();
+    if (IsSkipped() || HasFatalFailure()) return;
+    std::filesystem::create_directories(folder);
+    permissions = std::make_unique<Permissions>(nullptr, nullptr);
+    usePermissions(permissions.get());
+    downloads = std::make_unique<Downloads>(AppSupport::file(Downloads::kFileName), folder);
+    glue = std::make_unique<WebKitDownloads>(*downloads);
+    browser->attach(*permissions);
+    browser->attach(*downloads);
+    list->setServices({nullptr, permissions.get(), [this] { return downloads->thisSession(); }, nullptr});
+    // A type the view could show, and the disposition in capitals.
+    server.route("/report", Route{200, "text/plain", std::string(50000, 'r'),
+                                  {{"Content-Disposition", "ATTACHMENT; filename=\"report.pdf\""}}});
+  }
+  void TearDown() override {
+    Journey::TearDown();
+    usePermissions(nullptr);
+    glue.reset();
+    downloads.reset();
+    permissions.reset();
+  }
+  void openPalette() {
+    key("ctrl+e");
+    ASSERT_TRUE(waitFor([&] { return fieldHasFocus() && listShown(); })) << "Ctrl+E opens the palette";
+  }
+  void enter(const std::string& command) {
+    openPalette();
+    type(command);
+    key("Return");
+  }
+  // A choice button ("Allow", "Block") of a permission's row on screen.
+  Gtk::Widget* choiceButton(const SitePermission& permission, const std::string& choice) {
+    PaletteRow* row = list->rowFor(PaletteItem(permission).id());
+    if (!row) return nullptr;
+    std::function<GtkWidget*(GtkWidget*)> find = [&](GtkWidget* widget) -> GtkWidget* {
+      for (GtkWidget* child = gtk_widget_get_first_child(widget); child; child = gtk_widget_get_next_sibling(child)) {
+        if (GTK_IS_BUTTON(child) && gtk_widget_get_visible(child))
+          if (const char* label = gtk_button_get_label(GTK_BUTTON(child)); label && std::string(label).ends_with(choice))
+            return child;
+        if (GtkWidget* found = find(child)) return found;
+      }
+      return nullptr;
+    };
+    GtkWidget* found = find(GTK_WIDGET(row->gobj()));
+    return found ? Glib::wrap(found) : nullptr;
+  }
+  nlohmann::json permissionsFile() { return AppSupport::read(std::string_view(Permissions::kFileName)).value; }
+
+  std::filesystem::path folder = home.root() / "Downloads";
+  std::unique_ptr<Permissions> permissions;
+  std::unique_ptr<Downloads> downloads;
+  std::unique_ptr<WebKitDownloads> glue;
+};
+
+TEST_F(SiteDataJourney, ReturnWalksASavedPermissionAndTheFileFollows) {
+  permissions->set(PermissionDecision::allow, {"127.0.0.1", SitePermission::Kind::camera, ""});
+  permissions->answer(PermissionDecision::block, {"other.test", SitePermission::Kind::notifications, ""}, false);
+  openPage("/alpha.html");
+  enter("/permissions");
+  ASSERT_TRUE(waitFor([&] { return rowDescribed("Camera", "● Allow   ○ Block"); }))
+      << "the current site's rows come first, its camera allowed";
+  EXPECT_TRUE(highlightIs("Camera"));
+  EXPECT_TRUE(rowDescribed("Microphone", "○ Allow   ○ Block")) << "a permission never asked for reads Ask";
+  EXPECT_TRUE(rowShown("Notifications, Blocked until Quillo quits")) << "the other site's answer for this run";
+
+  key("Return");
+  ASSERT_TRUE(waitFor([&] { return rowDescribed("Camera", "○ Allow   ● Block"); })) << "Allow walks to Block";
+  EXPECT_TRUE(highlightIs("Camera")) << "the list stays, the row keeps the highlight";
+  EXPECT_EQ(permissionsFile(), nlohmann::json::parse(R"({"127.0.0.1":{"camera":"block"}})"));
+
+  key("Down");
+  ASSERT_TRUE(waitFor([&] { return highlightIs("Microphone"); }));
+  key("Return");
+  key("shift+Delete");  // and straight back to Ask
+  ASSERT_TRUE(waitFor([&] { return rowDescribed("Microphone", "○ Allow   ○ Block"); }));
+  EXPECT_EQ(permissionsFile(), nlohmann::json::parse(R"({"127.0.0.1":{"camera":"block"}})"));
+  EXPECT_TRUE(fieldHasFocus());
+
+  // A click on a row's "Block" chooses it.
+  Gtk::Widget* block = choiceButton({"127.0.0.1", SitePermission::Kind::notifications, ""}, "Block");
+  ASSERT_NE(block, nullptr);
+  click(*block, 4, 4);
+  ASSERT_TRUE(waitFor([&] { return rowDescribed("Notifications", "○ Allow   ● Block"); }));
+  EXPECT_EQ(permissionsFile()["127.0.0.1"]["notifications"], "block");
+}
+
+TEST_F(SiteDataJourney, ADownloadIsSavedBesideAnExistingFileListedAndShiftDeleteRemovesIt) {
+  std::ofstream(folder / "report.pdf") << "keep me";
+  auto page = openPage("/alpha.html");
+  const size_t tabs = browser->pages->size();
+  enter(url("/report"));
+  ASSERT_TRUE(waitFor([&] {
+    return !downloads->list().empty() && downloads->list().front()->state() == DownloadItem::State::finished;
+  })) << "the attachment was saved";
+  EXPECT_EQ(readFile(folder / "report 2.pdf"), std::string(50000, 'r'));
+  EXPECT_EQ(readFile(folder / "report.pdf"), "keep me") << "never over an existing file";
+  EXPECT_TRUE(waitFor([&] {
+    auto saved = AppSupport::read(std::string_view(Downloads::kFileName)).value;
+    return saved.size() == 1 && saved[0]["isFinished"] == true && saved[0]["source"] == url("/report");
+  })) << "and written down";
+  EXPECT_EQ(address(), url("/alpha.html")) << "the page stays";
+  EXPECT_FALSE(page->loadError.get()) << "a download is no failure";
+  EXPECT_EQ(browser->pages->size(), tabs);
+  const std::string row = "report 2.pdf, " + Address::display(Url::parse(url("/report"))) + " · click to show in folder";
+
+  openPalette();
+  EXPECT_TRUE(waitFor([&] { return rowShown(row); })) << "this session's download rests under the tabs";
+  key("Escape");
+
+  enter("/downloads");
+  ASSERT_TRUE(waitFor([&] { return rowShown(row) && highlightIs(row); })) << "the downloads list shows the file";
+  key("shift+Delete");
+  ASSERT_TRUE(waitFor([&] { return !rowShown(row) && downloads->list().empty(); }));
+  EXPECT_EQ(AppSupport::read(std::string_view(Downloads::kFileName)).value, nlohmann::json::array());
+  EXPECT_TRUE(std::filesystem::exists(folder / "report 2.pdf")) << "removing from the list keeps the file";
+  EXPECT_TRUE(fieldHasFocus());
+
+  // A new private tab that only downloads closes itself; the file is saved
+  // and listed for this session, but never written down.
+  key("Escape ctrl+shift+n");
+  ASSERT_TRUE(waitFor([&] { return browser->isComposingPrivateTab.get() && fieldHasFocus(); }));
+  type(url("/report"));
+  key("Return");
+  EXPECT_TRUE(waitFor([&] { return readFile(folder / "report 3.pdf") == std::string(50000, 'r'); }));
+  EXPECT_TRUE(waitFor([&] { return browser->pages->size() == tabs && address() == url("/alpha.html"); }));
+  ASSERT_TRUE(waitFor([&] {
+    return downloads->thisSession().size() == 1 && downloads->list().front()->state() == DownloadItem::State::finished;
+  }));
+  EXPECT_TRUE(downloads->list().front()->isPrivate());
+  EXPECT_EQ(AppSupport::read(std::string_view(Downloads::kFileName)).value, nlohmann::json::array());
 }
 
 }  // namespace
