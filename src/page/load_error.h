@@ -29,6 +29,7 @@ struct LoadError {
       "Over plain HTTP, anyone on your network can see and change what you send and receive.";
   static constexpr const char* kSentBack = "The site sent Quillo back to its insecure address.";
   static constexpr const char* kTimedOut = "The request timed out.";
+  static constexpr const char* kAbandoned = "The connection ended before the page arrived.";
 };
 
 }  // namespace quillo

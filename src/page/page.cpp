@@ -148,6 +148,8 @@ void Page::startLoad(const Url& target) {
 }
 
 void Page::armTimeout(std::optional<Url> target) {
+  abandonedCheck_.cancel();
+  retriedAbandoned_ = false;
   expectedLoad_ = target;
   timeoutURL_ = std::move(target);
   std::weak_ptr<bool> alive = alive_;
@@ -167,6 +169,7 @@ void Page::timedOut() {
 
 void Page::setError(LoadError error) {
   timeout_.cancel();
+  abandonedCheck_.cancel();
   expectedLoad_.reset();
   loadError = std::move(error);
   changed.emit();
@@ -274,6 +277,7 @@ void Page::webViewStateChanged() {
 
 void Page::webViewCommitted() {
   timeout_.cancel();
+  abandonedCheck_.cancel();
   expectedLoad_.reset();
   upgradedFrom.reset();
   if (loadError.get()) loadError = std::nullopt;
@@ -505,12 +509,35 @@ void Page::webViewStartedDownload(std::shared_ptr<WebDownload> download) {
 void Page::record(const LoadFailure& failure) {
   using Kind = LoadFailure::Kind;
   // Replaced, stopped, or turned into a download: nothing went wrong.
+  // Unless it was the browser's own load and nothing took its place: the
+  // engine at times gives up on a site that way (one whose certificate it
+  // does not trust, now and then), which would leave the page blank.
+  if (failure.kind == Kind::cancelled && expectedLoad_ && failure.failingURL &&
+      sameTarget(*failure.failingURL, *expectedLoad_))
+    return loadAbandoned(*failure.failingURL);
   if (failure.kind == Kind::cancelled || failure.kind == Kind::interrupted || failure.kind == Kind::handledElsewhere)
     return;
   std::optional<Url> insecure;
   if (upgradedFrom && navigation::sameHost(upgradedFrom, failure.failingURL)) insecure = upgradedFrom;
   upgradedFrom.reset();
   setError(LoadError{failure.failingURL, failure.message, insecure});
+}
+
+void Page::loadAbandoned(const Url& failing) {
+  // A load that replaces it starts at once; this looks once the engine has
+  // had a moment to start one.
+  abandonedCheck_ = scheduler_.after(std::chrono::milliseconds(200), [this, failing] {
+    if (!webView_ || !expectedLoad_ || !sameTarget(failing, *expectedLoad_) || webView_->isLoading()) return;
+    if (!retriedAbandoned_) {
+      retriedAbandoned_ = true;
+      webView_->load(failing);
+      return;
+    }
+    std::optional<Url> insecure;
+    if (upgradedFrom && navigation::sameHost(upgradedFrom, failing)) insecure = upgradedFrom;
+    upgradedFrom.reset();
+    setError(LoadError{failing, LoadError::kAbandoned, insecure});
+  });
 }
 
 void Page::retryAfterError() {

@@ -210,8 +210,13 @@ class Page : public WebViewEvents, public std::enable_shared_from_this<Page> {
   void timedOut();
   bool navigatesMainFrame(const NavigationAction& action) const;
   void setError(LoadError error);
+  // The engine ended the browser's own load as cancelled with nothing
+  // replacing it: tried once more, then shown, never left blank.
+  void loadAbandoned(const Url& failing);
   // The address of the browser's own load in progress, until it commits.
   std::optional<Url> expectedLoad_;
+  TaskHandle abandonedCheck_;
+  bool retriedAbandoned_ = false;
   std::optional<Url> timeoutURL_;
   TaskHandle timeout_;
   TaskHandle closeTask_;

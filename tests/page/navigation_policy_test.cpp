@@ -170,11 +170,32 @@ TEST_F(PagePolicy, CancellationsAreNeverShownFailuresWithoutAnAddressNameThePage
   page->load(u("https://a.test/"));
   engine.holdCommits = true;
   auto& v = view(*page);
-  for (auto kind : {LoadFailure::Kind::cancelled, LoadFailure::Kind::interrupted, LoadFailure::Kind::handledElsewhere}) {
+  for (auto kind : {LoadFailure::Kind::interrupted, LoadFailure::Kind::handledElsewhere}) {
     page->load(u("https://a.test/next"));
     v.failLoad(failure("https://a.test/next", kind));
+    scheduler.advance(std::chrono::seconds(1));
     EXPECT_FALSE(page->loadError.get());
   }
+  // A cancelled load that a newer one replaced is nothing to show.
+  page->load(u("https://a.test/first"));
+  page->load(u("https://a.test/next"));
+  v.failLoad(failure("https://a.test/first", LoadFailure::Kind::cancelled));
+  scheduler.advance(std::chrono::seconds(1));
+  EXPECT_FALSE(page->loadError.get());
+
+  // One the engine gave up on by itself is tried once more, then shown
+  // rather than left blank until the time-out.
+  page->load(u("https://a.test/next"));
+  const auto loads = v.loads.size();
+  v.failLoad(failure("https://a.test/next", LoadFailure::Kind::cancelled));
+  scheduler.advance(std::chrono::seconds(1));
+  EXPECT_FALSE(page->loadError.get());
+  ASSERT_EQ(v.loads.size(), loads + 1);
+  EXPECT_EQ(v.loads.back().str(), "https://a.test/next");
+  v.failLoad(failure("https://a.test/next", LoadFailure::Kind::cancelled));
+  scheduler.advance(std::chrono::seconds(1));
+  ASSERT_TRUE(page->loadError.get());
+  EXPECT_EQ(page->loadError.get()->message, LoadError::kAbandoned);
   page->load(u("https://a.test/next"));
   v.failLoad(failure(std::nullopt));
   ASSERT_TRUE(page->loadError.get());
