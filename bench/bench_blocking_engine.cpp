@@ -25,7 +25,8 @@ namespace {
 
 bool runUntil(const std::function<bool()>& done, std::chrono::seconds timeout = std::chrono::seconds(300)) {
   auto deadline = std::chrono::steady_clock::now() + timeout;
-  guint tick = g_timeout_add(5, [](gpointer) -> gboolean { return G_SOURCE_CONTINUE; }, nullptr);
+  guint tick = g_timeout_add(
+      5, [](gpointer) -> gboolean { return G_SOURCE_CONTINUE; }, nullptr);
   while (!done() && std::chrono::steady_clock::now() < deadline) g_main_context_iteration(nullptr, TRUE);
   g_source_remove(tick);
   return done();
@@ -76,8 +77,10 @@ int main() {
     double trackers = compile(store, ContentBlocker::identifier, ContentBlocker::rulesJSON());
     std::printf("tracker list compile: %.1f ms\n", trackers);
     // Let the JSON kept beside the lists reach the disk.
-    runUntil([&] { return std::filesystem::exists(folder / "quillo.easyprivacy.digest") &&
-                          std::filesystem::exists(folder / "quillo.trackers.digest"); });
+    runUntil([&] {
+      return std::filesystem::exists(folder / "quillo.easyprivacy.digest") &&
+             std::filesystem::exists(folder / "quillo.trackers.digest");
+    });
   }
 
   // Start-up: a new store finds both lists; BlockLists settles on them.

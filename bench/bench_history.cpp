@@ -1,6 +1,7 @@
 // Loading and saving a full history (100,000 entries), and what typing into
 // the palette costs per keystroke over it.
 #include <malloc.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <chrono>
@@ -10,7 +11,6 @@
 #include <fstream>
 #include <optional>
 #include <string>
-#include <unistd.h>
 #include <vector>
 
 #include "core/app_support.h"

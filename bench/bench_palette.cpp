@@ -7,11 +7,12 @@
 #include <string>
 #include <vector>
 
+#include "browser/browser.h"
 #include "core/app_support.h"
-#include "core/browser.h"
+#include "core/text.h"
 #include "stores/history.h"
-#include "support/fake_web_view.h"
 #include "support/busy_browser.h"
+#include "support/fake_web_view.h"
 #include "support/history_fixture.h"
 #include "support/temp_home.h"
 #include "support/virtual_scheduler.h"

@@ -8,7 +8,7 @@
 #include <random>
 #include <vector>
 
-#include "core/browser.h"
+#include "browser/browser.h"
 #include "support/fake_web_view.h"
 #include "support/temp_home.h"
 #include "support/virtual_scheduler.h"

@@ -170,8 +170,8 @@ void writeSession(const fs::path& home, size_t tabs) {
   for (size_t i = 0; i < tabs; ++i) {
     quillo::Session::Tab tab;
     tab.url = *quillo::Url::parse(i == 0 ? "about:blank"
-                                          : "https://site" + std::to_string(i % 97) + ".example/articles/" +
-                                                std::to_string(i) + "?ref=front-page");
+                                         : "https://site" + std::to_string(i % 97) + ".example/articles/" +
+                                               std::to_string(i) + "?ref=front-page");
     tab.title = "An article of some length, number " + std::to_string(i);
     if (i > 0) {
       std::string blob(900 + random() % 600, '\0');
@@ -228,17 +228,20 @@ int main(int, char** argv) {
   double floorS = median(floorShown), emptyS = median(emptyShown), fullS = median(fullShown);
   double floorR = median(floorReady), emptyR = median(emptyReady), fullR = median(fullReady);
   double oneS = median(oneShown), oneR = median(oneReady);
-  std::printf("start-up: shown: empty %.0f ms, 1 tab %.0f ms, %zu tabs %.0f ms, floor %.0f ms "
-              "(%zu tabs %.2fx empty, %.2fx 1 tab; empty %.2fx floor); "
-              "palette ready: empty %.0f ms, 1 tab %.0f ms, %zu tabs %.0f ms, floor %.0f ms "
-              "(%zu tabs %.2fx empty, %.2fx 1 tab; empty %.2fx floor)\n",
-              emptyS, oneS, kTabs, fullS, floorS, kTabs, fullS / emptyS, fullS / oneS, emptyS / floorS, emptyR, oneR,
-              kTabs, fullR, floorR, kTabs, fullR / emptyR, fullR / oneR, emptyR / floorR);
+  std::printf(
+      "start-up: shown: empty %.0f ms, 1 tab %.0f ms, %zu tabs %.0f ms, floor %.0f ms "
+      "(%zu tabs %.2fx empty, %.2fx 1 tab; empty %.2fx floor); "
+      "palette ready: empty %.0f ms, 1 tab %.0f ms, %zu tabs %.0f ms, floor %.0f ms "
+      "(%zu tabs %.2fx empty, %.2fx 1 tab; empty %.2fx floor)\n",
+      emptyS, oneS, kTabs, fullS, floorS, kTabs, fullS / emptyS, fullS / oneS, emptyS / floorS, emptyR, oneR, kTabs,
+      fullR, floorR, kTabs, fullR / emptyR, fullR / oneR, emptyR / floorR);
   // Against one restored tab, so the one shown view is on both sides.
   double extra = median(fullMB) - median(oneMB);
-  std::printf("memory: %zu restored tabs %+.1f MB of anonymous memory in the UI process over 1 tab (%.1f KB a tab; %.0f MB vs %.0f MB, "
-              "empty session %.0f MB), %.0f web process(es) (%.0f with an empty session)\n",
-              kTabs, extra, extra * 1024.0 / double(kTabs - 1), median(fullMB), median(oneMB), median(emptyMB),
-              median(fullProcesses), median(emptyProcesses));
+  std::printf(
+      "memory: %zu restored tabs %+.1f MB of anonymous memory in the UI process over 1 tab (%.1f KB a tab; %.0f MB vs "
+      "%.0f MB, "
+      "empty session %.0f MB), %.0f web process(es) (%.0f with an empty session)\n",
+      kTabs, extra, extra * 1024.0 / double(kTabs - 1), median(fullMB), median(oneMB), median(emptyMB),
+      median(fullProcesses), median(emptyProcesses));
   return 0;
 }

@@ -34,7 +34,8 @@ class LoadWatcher : public WebViewEvents {
 
 bool iterateUntil(const std::function<bool()>& done, std::chrono::seconds limit = std::chrono::seconds(30)) {
   auto deadline = Clock::now() + limit;
-  guint tick = g_timeout_add(5, [](gpointer) -> gboolean { return G_SOURCE_CONTINUE; }, nullptr);
+  guint tick = g_timeout_add(
+      5, [](gpointer) -> gboolean { return G_SOURCE_CONTINUE; }, nullptr);
   while (!done() && Clock::now() < deadline) g_main_context_iteration(nullptr, TRUE);
   g_source_remove(tick);
   return done();

@@ -11,13 +11,13 @@
 #include <string>
 #include <vector>
 
+#include "browser/browser.h"
 #include "chrome/gtk/browser_window.h"
 #include "core/app_support.h"
-#include "core/browser.h"
 #include "palette/gtk/palette_view.h"
 #include "stores/history.h"
-#include "support/fake_web_view.h"
 #include "support/busy_browser.h"
+#include "support/fake_web_view.h"
 #include "support/history_fixture.h"
 #include "support/temp_home.h"
 
@@ -37,16 +37,21 @@ double ms(gint64 from, gint64 to) { return double(to - from) / 1000.0; }
 // events (a busy loop would steal the CPU the frame needs); never sleeps.
 bool runUntil(const std::function<bool()>& done, int timeoutMs = 5000) {
   bool timedOut = false;
-  guint deadline = g_timeout_add(guint(timeoutMs), +[](gpointer flag) -> gboolean {
-    *static_cast<bool*>(flag) = true;
-    return G_SOURCE_REMOVE;
-  }, &timedOut);
+  guint deadline = g_timeout_add(
+      guint(timeoutMs),
+      +[](gpointer flag) -> gboolean {
+        *static_cast<bool*>(flag) = true;
+        return G_SOURCE_REMOVE;
+      },
+      &timedOut);
   while (!done() && !timedOut) g_main_context_iteration(nullptr, TRUE);
   if (!timedOut) g_source_remove(deadline);
   return done();
 }
 
-void idleFor(int milliseconds) { runUntil([] { return false; }, milliseconds); }
+void idleFor(int milliseconds) {
+  runUntil([] { return false; }, milliseconds);
+}
 
 struct Probe {
   gint64 typed = 0;
@@ -155,10 +160,12 @@ int main() {
   std::vector<double> fullPaints;
   for (int i = 0; i < 20; ++i) {
     auto* widget = GTK_WIDGET(window.gobj());
-    double took = measure([&] {
-      gtk_widget_queue_draw(widget);
-      probe.updated = g_get_monotonic_time();
-    }, nullptr);
+    double took = measure(
+        [&] {
+          gtk_widget_queue_draw(widget);
+          probe.updated = g_get_monotonic_time();
+        },
+        nullptr);
     fullPaints.push_back(took);
   }
 
@@ -166,7 +173,7 @@ int main() {
   for (const auto& query : test::typicalQueries()) {
     // A character at a time, then back out the same way.
     std::vector<size_t> ends;
-      for (const char* p = query.c_str(); *p; p = g_utf8_next_char(p))
+    for (const char* p = query.c_str(); *p; p = g_utf8_next_char(p))
       ends.push_back(size_t(g_utf8_next_char(p) - query.c_str()));
     for (size_t end : ends) {
       typeInto(query.substr(0, end));

@@ -4,12 +4,12 @@
 // QUILLO_REPORT_STARTUP=1, so bench_startup_engine can set the two side by
 // side in one run.
 #include <gtk/gtk.h>
+#include <unistd.h>
 #include <webkit/webkit.h>
 
-#include <ctime>
 #include <cstdio>
+#include <ctime>
 #include <string>
-#include <unistd.h>
 #include <vector>
 
 namespace {
@@ -38,7 +38,9 @@ gint64 processStart() {
 
 gint64 start;
 
-void report(const char* what) { g_printerr("floor: %s %.0f ms after start\n", what, (g_get_monotonic_time() - start) / 1000.0); }
+void report(const char* what) {
+  g_printerr("floor: %s %.0f ms after start\n", what, (g_get_monotonic_time() - start) / 1000.0);
+}
 
 void activate(GtkApplication* app, gpointer) {
   GtkWidget* window = gtk_application_window_new(app);
@@ -54,10 +56,13 @@ void activate(GtkApplication* app, gpointer) {
                      g_idle_add_once(
                          [](gpointer) {
                            report("window shown");
-                           g_idle_add_full(G_PRIORITY_LOW, [](gpointer) {
-                             report("palette ready for typing");
-                             return G_SOURCE_REMOVE;
-                           }, nullptr, nullptr);
+                           g_idle_add_full(
+                               G_PRIORITY_LOW,
+                               [](gpointer) {
+                                 report("palette ready for typing");
+                                 return G_SOURCE_REMOVE;
+                               },
+                               nullptr, nullptr);
                          },
                          nullptr);
                    }),

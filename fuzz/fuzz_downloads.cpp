@@ -1,8 +1,9 @@
 // "downloads.json" as found on disk, read by the store itself: reading never
 // crashes, the list never exceeds its cap, and every item reads as a file.
+#include <unistd.h>
+
 #include <filesystem>
 #include <fstream>
-#include <unistd.h>
 
 #include "fuzz_support.h"
 #include "stores/downloads.h"
@@ -10,7 +11,8 @@
 using namespace quillo;
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-  static const auto folder = std::filesystem::temp_directory_path() / ("quillo-fuzz-downloads-" + std::to_string(getpid()));
+  static const auto folder =
+      std::filesystem::temp_directory_path() / ("quillo-fuzz-downloads-" + std::to_string(getpid()));
   std::error_code error;
   std::filesystem::remove_all(folder, error);
   std::filesystem::create_directories(folder);

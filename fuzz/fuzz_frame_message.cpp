@@ -18,8 +18,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
 
   FuzzedDataProvider input(data, size);
   static const char* kNames[] = {"quilloHover", "quilloForms", "quilloVideo", "quilloNotify"};
-  std::string name = input.ConsumeBool() ? kNames[input.ConsumeIntegralInRange<size_t>(0, 3)]
-                                         : input.ConsumeRandomLengthString(32);
+  std::string name =
+      input.ConsumeBool() ? kNames[input.ConsumeIntegralInRange<size_t>(0, 3)] : input.ConsumeRandomLengthString(32);
   uint64_t frameID = input.ConsumeIntegral<uint64_t>();
   bool isMain = input.ConsumeBool();
   std::string frameURL = input.ConsumeRandomLengthString(256);

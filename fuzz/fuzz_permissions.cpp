@@ -1,8 +1,9 @@
 // "permissions.json" as found on disk, read by the store itself: reading
 // never crashes, and every permission it lists is one it can name and answer.
+#include <unistd.h>
+
 #include <filesystem>
 #include <fstream>
-#include <unistd.h>
 
 #include "fuzz_support.h"
 #include "stores/permissions.h"
@@ -10,7 +11,8 @@
 using namespace quillo;
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-  static const auto folder = std::filesystem::temp_directory_path() / ("quillo-fuzz-permissions-" + std::to_string(getpid()));
+  static const auto folder =
+      std::filesystem::temp_directory_path() / ("quillo-fuzz-permissions-" + std::to_string(getpid()));
   std::error_code error;
   std::filesystem::remove_all(folder, error);
   std::filesystem::create_directories(folder);

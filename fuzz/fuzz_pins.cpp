@@ -1,7 +1,7 @@
 // "pins.json" as found on disk: decoding never crashes and what decodes
 // round-trips.
+#include "browser/pin.h"
 #include "fuzz_support.h"
-#include "palette/pin.h"
 
 using namespace quillo;
 

@@ -1,3 +1,4 @@
+// Helpers the fuzz targets share: a silent log, and stopping the run when an invariant breaks.
 #include "fuzz_support.h"
 
 #include <cstdio>

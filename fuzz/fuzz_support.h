@@ -1,10 +1,10 @@
+// Helpers the fuzz targets share: a silent log, invariant checks that abort, and raw input read as text.
 #pragma once
 #include <cstddef>
 #include <cstdint>
 #include <string_view>
 
-// Shared by the fuzz targets: quiet logging, and a check that stops the run
-// (and so reports the input) when an invariant breaks.
+// A failed check stops the run, and so reports the input.
 namespace quillo::fuzz {
 
 void quietLog();

@@ -1,3 +1,4 @@
+// The program's entry point: --version, --help and --convert-filter-list, else the GTK application.
 #include <glib.h>
 
 #include <cstring>

@@ -1,3 +1,4 @@
+// The program's version string.
 #pragma once
 namespace quillo {
 // The program's version, for the user agent and --version.

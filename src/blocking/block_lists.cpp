@@ -1,3 +1,4 @@
+// Loading the stored block lists at start-up, and refreshing EasyPrivacy: download, convert on a worker, compile.
 #include "blocking/block_lists.h"
 
 #include <glib.h>

@@ -1,3 +1,4 @@
+// The block lists every page gets: the stored ones installed at start-up, EasyPrivacy refreshed weekly.
 #pragma once
 #include <sigc++/signal.h>
 
@@ -29,8 +30,8 @@ class BlockLists {
  public:
   // fetcher: nullptr for HTTP. source: where the EasyPrivacy list lives.
   // The store, settings and scheduler must outlive this object.
-  BlockLists(FilterStore& store, Settings& settings, Scheduler& scheduler, std::unique_ptr<ListFetcher> fetcher = nullptr,
-             std::string source = EasyPrivacy::defaultSource);
+  BlockLists(FilterStore& store, Settings& settings, Scheduler& scheduler,
+             std::unique_ptr<ListFetcher> fetcher = nullptr, std::string source = EasyPrivacy::defaultSource);
   ~BlockLists();
   BlockLists(const BlockLists&) = delete;
   BlockLists& operator=(const BlockLists&) = delete;

@@ -1,3 +1,4 @@
+// The built-in tracker hosts, the block rules made from them, and the check whether a host is one.
 #include "blocking/content_blocker.h"
 
 namespace quillo::ContentBlocker {

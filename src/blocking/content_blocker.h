@@ -1,3 +1,4 @@
+// The built-in tracker list: hosts blocked as third parties even before EasyPrivacy is downloaded.
 #pragma once
 #include <array>
 #include <string>

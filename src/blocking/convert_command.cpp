@@ -1,3 +1,4 @@
+// The --convert-filter-list command: an Adblock filter list written out as content-blocker JSON.
 #include "blocking/convert_command.h"
 
 #include <glib.h>

@@ -1,3 +1,4 @@
+// The --convert-filter-list command: an Adblock filter list written out as content-blocker JSON.
 #pragma once
 #include <iosfwd>
 #include <string>

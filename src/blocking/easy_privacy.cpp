@@ -1,3 +1,4 @@
+// Converting Adblock filter syntax into WebKit content-blocker JSON, and EasyPrivacy's last-update date.
 #include "blocking/easy_privacy.h"
 
 #include <algorithm>
@@ -9,6 +10,7 @@
 #include "blocking/url_filter_check.h"
 #include "core/date.h"
 #include "core/settings.h"
+#include "core/text.h"
 
 namespace quillo::EasyPrivacy {
 
@@ -35,9 +37,10 @@ struct TypeRow {
   unsigned bit;
 };
 constexpr TypeRow kResourceTypes[] = {
-    {"script", kScript},     {"image", kImage},          {"stylesheet", kStyleSheet}, {"font", kFont},
-    {"media", kMedia},       {"subdocument", kDocument}, {"xmlhttprequest", kRaw},    {"ping", kRaw},
-    {"websocket", kRaw},     {"other", kRaw},
+    {"script", kScript},      {"image", kImage}, {"stylesheet", kStyleSheet},
+    {"font", kFont},          {"media", kMedia}, {"subdocument", kDocument},
+    {"xmlhttprequest", kRaw}, {"ping", kRaw},    {"websocket", kRaw},
+    {"other", kRaw},
 };
 
 constexpr std::string_view kAnyHostPrefix = "^[a-z-]+://([^/]*\\.)?";
@@ -53,8 +56,6 @@ constexpr auto kTranslated = [] {
 }();
 
 enum class LoadType { any, thirdParty, firstParty };
-
-char lower(char c) { return (c >= 'A' && c <= 'Z') ? char(c - 'A' + 'a') : c; }
 
 // Characters JSON strings must escape.
 constexpr bool needsJsonEscape(unsigned char c) { return c == '"' || c == '\\' || c < 0x20; }
@@ -304,7 +305,7 @@ class Converter {
   // The name in lower case (it is ASCII by now).
   std::string_view lowered(std::string_view name) {
     scratch_.assign(name);
-    for (char& c : scratch_) c = lower(c);
+    for (char& c : scratch_) c = asciiLower(c);
     return scratch_;
   }
 
@@ -377,11 +378,8 @@ class Converter {
           filter += ".*";
           ++stars;
           break;
-        case '^':
-          filter += kSeparator;
-          break;
-        case '|':
-          return skip(why, Skip::pattern);
+        case '^': filter += kSeparator; break;
+        case '|': return skip(why, Skip::pattern);
         default:  // . + ? ( ) [ ] { } \ $
           filter += '\\';
           filter += char(c);
@@ -462,7 +460,7 @@ Converted convert(std::string_view text, int maxRules) {
   const size_t size = text.size();
   for (size_t i = 0; i <= size; ++i) {
     // Line breaks: \n, \v, \f and \r, so CR LF and lone CR end a line too.
-    if (i < size && static_cast<unsigned char>(text[i] - '\n') > 3) continue;
+    if (i<size&& static_cast<unsigned char>(text[i] - '\n')> 3) continue;
     if (i > start) converter.line(text.substr(start, i - start));
     start = i + 1;
   }

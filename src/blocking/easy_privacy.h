@@ -1,3 +1,4 @@
+// EasyPrivacy: an Adblock-syntax filter list turned into WebKit content-blocker rules, and when to refresh it.
 #pragma once
 #include <array>
 #include <string>
@@ -36,10 +37,10 @@ inline constexpr size_t skipKinds = size_t(Skip::ruleLimit) + 1;
 const char* describe(Skip why);
 
 struct Converted {
-  std::string json;  // the whole rule array, compact
-  int blocking = 0;    // block rules emitted (a line may give two)
-  int exceptions = 0;  // exception rules emitted
-  int skipped = 0;     // rule lines that could not be expressed
+  std::string json;                        // the whole rule array, compact
+  int blocking = 0;                        // block rules emitted (a line may give two)
+  int exceptions = 0;                      // exception rules emitted
+  int skipped = 0;                         // rule lines that could not be expressed
   std::array<int, skipKinds> skippedBy{};  // the same, by reason
 };
 

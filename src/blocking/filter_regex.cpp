@@ -1,3 +1,4 @@
+// Rewriting a filter list's regular-expression rules into url-filters WebKit's content blocker accepts.
 #include "blocking/filter_regex.h"
 
 #include "blocking/url_filter_check.h"
@@ -147,24 +148,17 @@ class Rewriter {
         if (inner.size() == 1) inner[0] = "(" + inner[0] + ")";
         return inner;
       }
-      case '[':
-        return characterClass();
-      case '\\':
-        return escape();
+      case '[': return characterClass();
+      case '\\': return escape();
       case '^':
-      case '$':
-        anchor = true;
-        return {std::string(1, c)};
+      case '$': anchor = true; return {std::string(1, c)};
       case '*':
       case '+':
       case '?':
       case '{':
-      case '}':
-        return fail();
-      case ']':
-        return {"\\]"};
-      default:
-        return {std::string(1, c)};
+      case '}': return fail();
+      case ']': return {"\\]"};
+      default: return {std::string(1, c)};
     }
   }
 
@@ -172,16 +166,11 @@ class Rewriter {
     if (atEnd()) return fail();
     char c = s_[i_++];
     switch (c) {
-      case 'd':
-        return {"[0-9]"};
-      case 'D':
-        return {"[^0-9]"};
-      case 'w':
-        return {"[A-Za-z0-9_]"};
-      case 'W':
-        return {"[^A-Za-z0-9_]"};
-      default:
-        break;
+      case 'd': return {"[0-9]"};
+      case 'D': return {"[^0-9]"};
+      case 'w': return {"[A-Za-z0-9_]"};
+      case 'W': return {"[^A-Za-z0-9_]"};
+      default: break;
     }
     // \b, \s, \1, \x41, \u0041, \n and the like have no equivalent here.
     if (isAlnum(c)) return fail();

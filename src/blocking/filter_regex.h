@@ -1,3 +1,4 @@
+// Rewriting a filter list's regular-expression rules into url-filters WebKit's content blocker accepts.
 #pragma once
 #include <optional>
 #include <string>

@@ -1,3 +1,4 @@
+// Where compiled block lists are kept between runs, and the digest that tells a stale one.
 #pragma once
 #include <functional>
 #include <memory>

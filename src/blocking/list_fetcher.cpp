@@ -1,3 +1,4 @@
+// Downloading filter lists over HTTP(S) with libsoup.
 #include "blocking/list_fetcher.h"
 
 #include <libsoup/soup.h>
@@ -39,8 +40,7 @@ class HttpListFetcher final : public ListFetcher {
     }
     auto* request = new Request{std::move(done), soup_message_new_from_uri("GET", uri)};
     g_uri_unref(uri);
-    soup_session_send_and_read_async(session_, request->message, G_PRIORITY_DEFAULT, cancellable_, &finished,
-                                     request);
+    soup_session_send_and_read_async(session_, request->message, G_PRIORITY_DEFAULT, cancellable_, &finished, request);
   }
 
  private:

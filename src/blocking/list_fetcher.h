@@ -1,3 +1,4 @@
+// Downloading filter lists: the fetcher interface and the HTTP one.
 #pragma once
 #include <functional>
 #include <memory>

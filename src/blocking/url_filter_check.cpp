@@ -1,3 +1,4 @@
+// Checking block rules' url-filters and domains against what WebKit's content blocker accepts.
 #include "blocking/url_filter_check.h"
 
 #include <array>
@@ -19,12 +20,15 @@ bool isAlnum(unsigned char c) { return (c >= '0' && c <= '9') || (c >= 'a' && c 
 
 const char* escapeRejection(unsigned char c) {
   switch (c) {
-    case 'd': case 'D': case 'w': case 'W': case 's': case 'S':
-      return "character class escapes are not supported";
-    case 'b': case 'B':
-      return "word boundaries are not supported";
-    default:
-      break;
+    case 'd':
+    case 'D':
+    case 'w':
+    case 'W':
+    case 's':
+    case 'S': return "character class escapes are not supported";
+    case 'b':
+    case 'B': return "word boundaries are not supported";
+    default: break;
   }
   if (c >= '1' && c <= '9') return "backreferences are not supported";
   if (isAlnum(c)) return "escape sequence is not supported";
@@ -102,21 +106,17 @@ const char* urlFilterRejection(std::string_view f) {
     if (c >= 0x80) return "only ASCII characters are supported";
     if (c == 0) return "NUL character";
     switch (c) {
-      case '^':
-        return "start-of-line anchor must come first";
+      case '^': return "start-of-line anchor must come first";
       case '$':
         if (i + 1 != f.size()) return "end-of-line anchor must come last";
         if (depth) return "end-of-line anchor inside a group";
         ++i;
         haveAtom = false;
         continue;
-      case '|':
-        return "disjunctions are not supported";
+      case '|': return "disjunctions are not supported";
       case '{':
-      case '}':
-        return "counted repetitions are not supported";
-      case ']':
-        return "unbalanced ]";
+      case '}': return "counted repetitions are not supported";
+      case ']': return "unbalanced ]";
       case '(':
         if (i + 1 < f.size() && f[i + 1] == '?') return "lookarounds and special groups are not supported";
         ++depth;

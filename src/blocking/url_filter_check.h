@@ -1,3 +1,4 @@
+// Checking block rules' url-filters and domains against what WebKit's content blocker accepts.
 #pragma once
 #include <string_view>
 

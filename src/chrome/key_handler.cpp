@@ -1,9 +1,10 @@
+// The window's own keys, before the field or page sees them: tab cycling, Escape, and the palette's keys.
 #include "chrome/key_handler.h"
 
 #include <algorithm>
 
-#include "core/browser.h"
-#include "palette/palette_command.h"
+#include "browser/browser.h"
+#include "browser/palette_command.h"
 
 namespace quillo {
 
@@ -43,8 +44,7 @@ bool handleKey(Browser& browser, const KeyPress& p) {
         return true;
       }
       return false;
-    default:
-      break;
+    default: break;
   }
   // The rest act on the palette and only while its field has the keyboard.
   if (!p.inField || editingRow) return false;
@@ -103,8 +103,7 @@ bool handleKey(Browser& browser, const KeyPress& p) {
         return true;
       }
       return false;
-    default:
-      return false;
+    default: return false;
   }
 }
 

@@ -1,3 +1,4 @@
+// The window's own keys, before the field or page sees them: tab cycling, Escape, and the palette's keys.
 #pragma once
 #include <string>
 
@@ -23,6 +24,5 @@ struct KeyPress {
 // Returns true when the key was used. Keys are only taken from the palette's
 // field: a page keeps "/", Ctrl+C and Shift+Delete for its own text fields.
 bool handleKey(Browser& browser, const KeyPress& press);
-
 
 }  // namespace quillo

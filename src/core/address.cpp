@@ -1,9 +1,12 @@
+// Addresses: how typed text becomes a URL or a search, and which hosts are local.
 #include "core/address.h"
 
 #include <glib.h>
 
 #include <array>
 #include <vector>
+
+#include "core/text.h"
 
 namespace quillo::Address {
 namespace {
@@ -19,10 +22,8 @@ bool isBlank(gunichar c) {
   switch (g_unichar_type(c)) {
     case G_UNICODE_SPACE_SEPARATOR:
     case G_UNICODE_LINE_SEPARATOR:
-    case G_UNICODE_PARAGRAPH_SEPARATOR:
-      return true;
-    default:
-      return false;
+    case G_UNICODE_PARAGRAPH_SEPARATOR: return true;
+    default: return false;
   }
 }
 
@@ -77,12 +78,6 @@ std::optional<int> octet(std::string_view piece) {
   return value;
 }
 
-std::string lower(std::string_view text) {
-  std::string result(text);
-  for (auto& c : result) c = g_ascii_tolower(c);
-  return result;
-}
-
 bool endsWith(std::string_view text, std::string_view suffix) {
   return text.size() >= suffix.size() && text.substr(text.size() - suffix.size()) == suffix;
 }
@@ -119,8 +114,7 @@ std::optional<Url> url(std::string_view text) {
   if (host == "localhost") return prefixed("http", trimmed);
   if (isIPv4(host)) return prefixed("http", trimmed);
 
-  if (host.find('.') == std::string_view::npos || host.front() == '.' || host.back() == '.')
-    return searchURL(trimmed);
+  if (host.find('.') == std::string_view::npos || host.front() == '.' || host.back() == '.') return searchURL(trimmed);
   return prefixed("https", trimmed);
 }
 
@@ -143,7 +137,7 @@ bool isIPv4(std::string_view host) {
 
 bool isLocal(const std::optional<Url>& url) {
   if (!url || !url->hasHost()) return false;
-  auto host = lower(url->host());
+  auto host = asciiLower(url->host());
   if (url->scheme() != "http" && url->scheme() != "https") return false;
   if (contains(kLocalNames, host)) return true;
   for (auto suffix : kLocalSuffixes)
@@ -153,16 +147,11 @@ bool isLocal(const std::optional<Url>& url) {
   int a = *octet(parts[0]), b = *octet(parts[1]);
   switch (a) {
     case 10:
-    case 127:
-      return true;
-    case 169:
-      return b == 254;  // link-local
-    case 172:
-      return (b & ~0x0f) == 16;  // 172.16.0.0/12
-    case 192:
-      return b == 168;
-    default:
-      return false;
+    case 127: return true;
+    case 169: return b == 254;           // link-local
+    case 172: return (b & ~0x0f) == 16;  // 172.16.0.0/12
+    case 192: return b == 168;
+    default: return false;
   }
 }
 

@@ -1,3 +1,4 @@
+// Addresses: how typed text becomes a URL or a search, which hosts are local, and the short form shown.
 #pragma once
 #include <optional>
 #include <string>

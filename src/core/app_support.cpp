@@ -1,8 +1,9 @@
+// The app's data, config and cache folders: private modes, atomic writes, and keeping unreadable files aside.
 #include "core/app_support.h"
 
+#include <fcntl.h>
 #include <glib.h>
 #include <glib/gstdio.h>
-#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -46,7 +47,8 @@ void secure(const std::filesystem::path& root) {
   };
   tighten(root);
   std::error_code ec;
-  std::filesystem::recursive_directory_iterator it(root, std::filesystem::directory_options::skip_permission_denied, ec);
+  std::filesystem::recursive_directory_iterator it(root, std::filesystem::directory_options::skip_permission_denied,
+                                                   ec);
   for (; !ec && it != std::filesystem::recursive_directory_iterator(); it.increment(ec)) tighten(it->path());
 }
 

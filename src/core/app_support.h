@@ -1,3 +1,4 @@
+// The app's data, config and cache folders, and the safe ways stores read and write files in them.
 #pragma once
 #include <nlohmann/json.hpp>
 

@@ -1,3 +1,4 @@
+// Stored dates: converting clock times to and from seconds since 1 January 2001.
 #pragma once
 #include <chrono>
 

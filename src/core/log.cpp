@@ -1,3 +1,4 @@
+// The log: one "Quillo: ..." line per message on standard error, or to a test's sink.
 #include "core/log.h"
 
 #include <cstdio>

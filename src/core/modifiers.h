@@ -1,3 +1,4 @@
+// The modifier keys held during a click.
 #pragma once
 
 namespace quillo {

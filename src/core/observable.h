@@ -1,3 +1,4 @@
+// Published values: a value that tells the views that draw it about every assignment.
 #pragma once
 #include <sigc++/signal.h>
 

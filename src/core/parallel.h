@@ -1,3 +1,4 @@
+// Running a large loop in chunks on several threads at once.
 #pragma once
 #include <algorithm>
 #include <cstddef>

@@ -1,3 +1,4 @@
+// How long a debounced save waits, so that constant changes cannot put it off for good.
 #pragma once
 #include <algorithm>
 

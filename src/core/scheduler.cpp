@@ -1,3 +1,4 @@
+// Running posted tasks on the GLib main loop when they come due.
 #include "core/scheduler.h"
 
 #include <glib.h>

@@ -1,3 +1,4 @@
+// The main loop's clock and timers: cancellable posted tasks, and the scheduler that runs them.
 #pragma once
 #include <chrono>
 #include <functional>

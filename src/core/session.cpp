@@ -1,3 +1,4 @@
+// The saved session's on-disk format: encoding, decoding, reading and writing "session.json".
 #include "core/session.h"
 
 #include <glib.h>
@@ -133,8 +134,7 @@ Session Session::read() {
   if (result.status == Status::missing) return {};
   // The next save would overwrite a file we could not make sense of; keep it
   // for the user instead, and bring back the last good one.
-  AppSupport::keepAside(AppSupport::file(kFileName),
-                        result.status == Status::ok ? "not a session" : result.error);
+  AppSupport::keepAside(AppSupport::file(kFileName), result.status == Status::ok ? "not a session" : result.error);
   auto previous = AppSupport::read(kPreviousFileName);
   if (previous.status == Status::ok && previous.value.is_object()) {
     logLine("restored the open tabs from " + std::string(kPreviousFileName));

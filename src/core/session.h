@@ -1,3 +1,4 @@
+// The saved session: the open tabs a restart brings back, and how "session.json" is read and written.
 #pragma once
 #include <nlohmann/json.hpp>
 
@@ -17,10 +18,10 @@ struct Session {
     Url url;
     std::string title;
     std::optional<std::string> customName;
-    std::optional<std::string> pinID;  // the pin's UUID
+    std::optional<std::string> pinID;    // the pin's UUID
     std::optional<size_t> splitPartner;  // index in tabs of the page beside this one
     std::optional<bool> splitIsLeft;
-    std::optional<double> splitRatio;  // share of the width given to the left side
+    std::optional<double> splitRatio;       // share of the width given to the left side
     std::optional<std::string> navigation;  // the web view's back/forward state, raw bytes
 
     bool operator==(const Tab&) const = default;

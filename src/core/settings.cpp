@@ -1,3 +1,4 @@
+// The user's settings: one JSON object in "settings.json", read at start and rewritten on every change.
 #include "core/settings.h"
 
 #include <climits>

@@ -1,3 +1,4 @@
+// The user's settings: one JSON object in "settings.json", read at start and rewritten on every change.
 #pragma once
 #include <nlohmann/json.hpp>
 
@@ -9,7 +10,8 @@ namespace quillo {
 
 // The user's settings: one JSON object in $XDG_CONFIG_HOME/quillo/settings.json,
 // rewritten whole and atomically on every change. Keys: "QuickPinCount",
-// "EasyPrivacyUpdated" (seconds since 2001), "AlwaysAllowedAppLinks".
+// "EasyPrivacyUpdated" (seconds since 2001); "AlwaysAllowedAppLinks" only until
+// the site permissions take it over.
 class Settings {
  public:
   explicit Settings(std::filesystem::path file);

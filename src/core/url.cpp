@@ -1,3 +1,4 @@
+// URL parsing: splitting an address into its parts the way the web engine reads it.
 #include "core/url.h"
 
 #include <glib.h>
@@ -6,15 +7,9 @@
 #include <iterator>
 #include <memory>
 
-namespace quillo {
-namespace {
-std::string lower(std::string s) {
-  for (auto& c : s)
-    if (c >= 'A' && c <= 'Z') c = char(c + ('a' - 'A'));
-  return s;
-}
-}  // namespace
+#include "core/text.h"
 
+namespace quillo {
 Url::Url(const Url& other)
     : text_(other.text_),
       port_(other.port_),
@@ -42,11 +37,19 @@ bool isSpecial(std::string_view scheme) {
 // Characters a host may never hold (the URL rules' forbidden host code points).
 bool forbiddenInHost(char c) {
   switch (c) {
-    case '#': case '/': case ':': case '<': case '>': case '?': case '@':
-    case '[': case '\\': case ']': case '^': case '|':
-      return true;
-    default:
-      return false;
+    case '#':
+    case '/':
+    case ':':
+    case '<':
+    case '>':
+    case '?':
+    case '@':
+    case '[':
+    case '\\':
+    case ']':
+    case '^':
+    case '|': return true;
+    default: return false;
   }
 }
 }  // namespace
@@ -68,16 +71,14 @@ std::optional<Url> Url::parse(std::string_view text) {
                                  text[colon] == '-' || text[colon] == '.'))
     ++colon;
   if (colon >= text.size() || text[colon] != ':') return std::nullopt;
-  const std::string scheme = lower(std::string(text.substr(0, colon)));
+  const std::string scheme = asciiLower(text.substr(0, colon));
   const bool special = isSpecial(scheme);
   auto isEndOfAuthority = [&](char c) { return c == '/' || c == '?' || c == '#' || (special && c == '\\'); };
 
   Url url;
   url.text_ = std::string(text);
   std::string changed;
-  auto place = [&](Part p, size_t at, size_t size) {
-    url.parts_[p] = Place{uint32_t(at), uint32_t(size)};
-  };
+  auto place = [&](Part p, size_t at, size_t size) { url.parts_[p] = Place{uint32_t(at), uint32_t(size)}; };
   auto placeChanged = [&](Part p, const std::string& value) {
     url.parts_[p] = Place{uint32_t(changed.size()), uint32_t(value.size())};
     changed += value;
@@ -122,8 +123,7 @@ std::optional<Url> Url::parse(std::string_view text) {
       }
       for (size_t i = 0; i < host.size(); ++i) {
         if (forbiddenInHost(host[i])) return std::nullopt;
-        if (host[i] == '%' && !(i + 2 < host.size() && isHex(host[i + 1]) && isHex(host[i + 2])))
-          return std::nullopt;
+        if (host[i] == '%' && !(i + 2 < host.size() && isHex(host[i + 1]) && isHex(host[i + 2]))) return std::nullopt;
       }
     }
     if (special && scheme != "file" && host.empty()) return std::nullopt;
@@ -139,7 +139,8 @@ std::optional<Url> Url::parse(std::string_view text) {
     }
     // Hosts compare in lower case; an encoded non-ASCII name reads as itself.
     // Most hosts are already both, and stand as they are in the text.
-    const bool asTyped = std::none_of(host.begin(), host.end(), [](char c) { return c == '%' || (c >= 'A' && c <= 'Z'); });
+    const bool asTyped =
+        std::none_of(host.begin(), host.end(), [](char c) { return c == '%' || (c >= 'A' && c <= 'Z'); });
     if (asTyped) {
       place(kHost, hostAt, host.size());
     } else {
@@ -148,7 +149,7 @@ std::optional<Url> Url::parse(std::string_view text) {
         std::unique_ptr<char, decltype(&g_free)> decoded(g_uri_unescape_string(readable.c_str(), nullptr), g_free);
         if (decoded && g_utf8_validate(decoded.get(), -1, nullptr)) readable = decoded.get();
       }
-      readable = lower(std::move(readable));
+      readable = asciiLower(readable);
       if (readable == host)
         place(kHost, hostAt, host.size());
       else
@@ -161,7 +162,9 @@ std::optional<Url> Url::parse(std::string_view text) {
   size_t question = text.find('?', at);
   if (question != std::string_view::npos && hash != std::string_view::npos && question > hash)
     question = std::string_view::npos;
-  const size_t pathEnd = question != std::string_view::npos ? question : hash != std::string_view::npos ? hash : text.size();
+  const size_t pathEnd = question != std::string_view::npos ? question
+                         : hash != std::string_view::npos   ? hash
+                                                            : text.size();
   place(kPath, at, pathEnd - at);
   if (question != std::string_view::npos) {
     url.hasQuery_ = true;
@@ -223,7 +226,8 @@ std::string Url::filePath() const {
 }
 
 std::optional<Url> Url::fromFilePath(std::string_view absolutePath) {
-  std::unique_ptr<char, decltype(&g_free)> uri(g_filename_to_uri(std::string(absolutePath).c_str(), nullptr, nullptr), g_free);
+  std::unique_ptr<char, decltype(&g_free)> uri(g_filename_to_uri(std::string(absolutePath).c_str(), nullptr, nullptr),
+                                               g_free);
   if (!uri) return std::nullopt;
   return parse(uri.get());
 }

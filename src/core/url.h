@@ -1,3 +1,4 @@
+// URLs: an absolute address kept as given, with its scheme, host, path, query and fragment parsed once.
 #pragma once
 #include <cstdint>
 #include <memory>
@@ -32,9 +33,9 @@ class Url {
   std::string_view pathView() const { return part(kPath); }
   std::string_view queryView() const { return part(kQuery); }
   bool hasQuery() const { return hasQuery_; }
-  int port() const { return port_; }                                  // -1 when none
+  int port() const { return port_; }  // -1 when none
   std::string path() const { return std::string(part(kPath)); }
-  std::string query() const { return std::string(part(kQuery)); }    // without "?"
+  std::string query() const { return std::string(part(kQuery)); }  // without "?"
   std::string fragment() const { return std::string(part(kFragment)); }
   bool hasHost() const { return parts_[kHost].size != 0; }
 

@@ -1,29 +1,24 @@
+// 1Password helpers: finding op, its arguments and errors, reading its answers, and telling which sites match.
 #include "features/one_password.h"
 
 #include <gio/gio.h>
 #include <glib.h>
 #include <libpsl.h>
+#include <nlohmann/json.hpp>
 #include <string.h>
 
 #include <algorithm>
-#include <nlohmann/json.hpp>
 
+#include "core/text.h"
 #include "core/url.h"
-#include "palette/text.h"
 
 namespace quillo::OnePassword {
 
 namespace {
 
-std::string lower(std::string_view text) {
-  std::string out(text);
-  for (auto& c : out) c = char(g_ascii_tolower(c));
-  return out;
-}
-
 // Lower case, without IPv6 brackets and one leading "www.".
 std::string siteForm(std::string_view host) {
-  std::string h = lower(host);
+  std::string h = asciiLower(host);
   if (h.size() > 2 && h.front() == '[' && h.back() == ']') h = h.substr(1, h.size() - 2);
   if (h.rfind("www.", 0) == 0) h.erase(0, 4);
   return h;
@@ -61,7 +56,7 @@ bool isTime(std::string_view word) {
          isDigits(word.substr(3, 2)) && isDigits(word.substr(6, 2));
 }
 
-std::string trimmed(std::string_view text) { return palette::trimWhitespace(text); }
+std::string trimmed(std::string_view text) { return trimWhitespace(text); }
 
 void wipeStrings(nlohmann::json& value) {
   if (value.is_string()) {
@@ -93,8 +88,7 @@ std::string Failure::description() const {
     case Kind::notConnected:
       return "1Password isn't connected to its CLI. Turn on 1Password > Settings > Developer > Integrate with "
              "1Password CLI.";
-    case Kind::op:
-      return message;
+    case Kind::op: return message;
   }
   return message;
 }
@@ -155,7 +149,7 @@ std::string errorText(std::string_view standardError) {
 
 Failure failureFromError(std::string_view standardError) {
   std::string text = errorText(standardError);
-  if (lower(text).find("no accounts configured") != std::string::npos) return {Failure::Kind::notConnected, {}};
+  if (asciiLower(text).find("no accounts configured") != std::string::npos) return {Failure::Kind::notConnected, {}};
   if (text.empty()) return Failure::op(kNoReach);
   return Failure::op(text);
 }
@@ -168,7 +162,7 @@ std::vector<std::string> hostsOf(const std::vector<std::string>& hrefs) {
     auto url = Url::parse(href);
     if (!url || url->host().empty()) url = Url::parse("https://" + href);
     if (!url || url->host().empty()) continue;
-    std::string host = lower(url->host());
+    std::string host = asciiLower(url->host());
     if (std::find(hosts.begin(), hosts.end(), host) == hosts.end()) hosts.push_back(std::move(host));
   }
   return hosts;
@@ -192,7 +186,8 @@ std::optional<std::vector<Login>> decodeLogins(std::string_view json) {
     if (auto urls = item.find("urls"); urls != item.end() && urls->is_array())
       for (const auto& url : *urls)
         if (url.is_object())
-          if (auto href = url.find("href"); href != url.end() && href->is_string()) hrefs.push_back(href->get<std::string>());
+          if (auto href = url.find("href"); href != url.end() && href->is_string())
+            hrefs.push_back(href->get<std::string>());
     login.hosts = hostsOf(hrefs);
     logins.push_back(std::move(login));
   }
@@ -259,13 +254,13 @@ Outcome decodeOneTimeCode(std::string_view output) {
 // ---- Sites ----
 
 bool isIPAddress(std::string_view host) {
-  std::string h = lower(host);
+  std::string h = asciiLower(host);
   if (h.size() > 2 && h.front() == '[' && h.back() == ']') h = h.substr(1, h.size() - 2);
   return !h.empty() && g_hostname_is_ip_address(h.c_str());
 }
 
 std::string registrableDomain(std::string_view host) {
-  std::string h = lower(host);
+  std::string h = asciiLower(host);
   if (isIPAddress(h)) return h;
   const char* domain = psl_registrable_domain(suffixList(), h.c_str());
   return domain ? std::string(domain) : h;

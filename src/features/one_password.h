@@ -1,3 +1,4 @@
+// 1Password helpers: finding op, its arguments and errors, reading its answers, site matching and messages.
 #pragma once
 #include <functional>
 #include <optional>
@@ -5,7 +6,7 @@
 #include <string_view>
 #include <vector>
 
-#include "palette/sources.h"
+#include "core/sources.h"
 
 namespace quillo::OnePassword {
 

@@ -1,11 +1,13 @@
+// The palette's login scope: the site's 1Password logins, filling the chosen one, then watching for a one-time code.
 #include "features/one_password_logins.h"
 
 #include <glib.h>
 
 #include <algorithm>
 
+#include "browser/browser.h"
 #include "core/address.h"
-#include "core/browser.h"
+#include "core/text.h"
 #include "page/page.h"
 
 namespace quillo {
@@ -18,8 +20,7 @@ namespace {
 std::string hostOf(const Page& page) {
   auto url = page.savedURL();
   if (!url) return {};
-  std::string host = url->host();
-  for (auto& c : host) c = char(g_ascii_tolower(c));
+  std::string host = asciiLower(url->host());
   if (host.size() > 2 && host.front() == '[' && host.back() == ']') host = host.substr(1, host.size() - 2);
   return host;
 }
@@ -319,37 +320,37 @@ void OnePasswordLogins::fillOneTimeCode(const Login& login, const std::shared_pt
   browser_.show(kGettingCode);
   std::weak_ptr<bool> alive = alive_;
   std::weak_ptr<Page> weakPage = page;
-  codeCall_ = tool_.run(oneTimeCodeArguments(login.id), [this, alive, weakPage, pageHost, frame,
-                                                         frameHost](Outcome outcome) {
-    if (alive.expired()) return;
-    if (outcome.failure) {
-      browser_.show(outcome.failure->description(), true);
-      return;
-    }
-    auto code = decodeOneTimeCode(*outcome.output);
-    wipe(*outcome.output);
-    if (code.failure) {
-      browser_.show(code.failure->description(), true);
-      return;
-    }
-    auto page = weakPage.lock();
-    const std::string host = page ? hostOf(*page) : std::string();
-    if (!page || host.empty() || !sameSite(host, pageHost)) {
-      wipe(*code.output);
-      browser_.show(kPageChangedCode, true);
-      return;
-    }
-    page->oneTimeCodeField(code.output, frame, frameHost, [this, alive](bool done) {
-      if (alive.expired()) return;
-      if (!done) {
-        browser_.show(kNoCodeField, true);
-        return;
-      }
-      browser_.flash = std::nullopt;
-      browser_.chrome.update();
-    });
-    wipe(*code.output);
-  });
+  codeCall_ =
+      tool_.run(oneTimeCodeArguments(login.id), [this, alive, weakPage, pageHost, frame, frameHost](Outcome outcome) {
+        if (alive.expired()) return;
+        if (outcome.failure) {
+          browser_.show(outcome.failure->description(), true);
+          return;
+        }
+        auto code = decodeOneTimeCode(*outcome.output);
+        wipe(*outcome.output);
+        if (code.failure) {
+          browser_.show(code.failure->description(), true);
+          return;
+        }
+        auto page = weakPage.lock();
+        const std::string host = page ? hostOf(*page) : std::string();
+        if (!page || host.empty() || !sameSite(host, pageHost)) {
+          wipe(*code.output);
+          browser_.show(kPageChangedCode, true);
+          return;
+        }
+        page->oneTimeCodeField(code.output, frame, frameHost, [this, alive](bool done) {
+          if (alive.expired()) return;
+          if (!done) {
+            browser_.show(kNoCodeField, true);
+            return;
+          }
+          browser_.flash = std::nullopt;
+          browser_.chrome.update();
+        });
+        wipe(*code.output);
+      });
 }
 
 }  // namespace quillo

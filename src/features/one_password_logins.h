@@ -1,3 +1,4 @@
+// The palette's login scope: the site's 1Password logins, filling the chosen one, then watching for a one-time code.
 #pragma once
 #include <memory>
 #include <optional>
@@ -5,9 +6,9 @@
 #include <vector>
 
 #include "core/scheduler.h"
+#include "core/sources.h"
 #include "features/one_password.h"
 #include "features/one_password_tool.h"
-#include "palette/sources.h"
 
 namespace quillo {
 
@@ -46,8 +47,8 @@ class OnePasswordLogins final : public LoginSource {
   struct Watch;
   void setNotice(std::optional<std::string> notice);
   void scopeChanged();
-  void filled(const Login& login, const std::shared_ptr<Page>& page, const std::string& pageHost,
-              bool anyFilled, bool hasOneTimeCode);
+  void filled(const Login& login, const std::shared_ptr<Page>& page, const std::string& pageHost, bool anyFilled,
+              bool hasOneTimeCode);
   void watchForOneTimeCode(const Login& login, const std::shared_ptr<Page>& page, const std::string& pageHost);
   void watchRound();
   // Asks each frame in turn whether it shows a code field; calls found with

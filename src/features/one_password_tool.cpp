@@ -1,3 +1,4 @@
+// Running 1Password's op tool on a worker thread, with a time limit, and ending it when the call is cancelled.
 #include "features/one_password_tool.h"
 
 #include <gio/gio.h>
@@ -12,9 +13,9 @@
 namespace quillo::OnePassword {
 
 struct Tool::Call::State {
-  Done done;                         // main thread only
-  TaskHandle timeout;                // main thread only
-  bool timedOut = false;             // main thread only
+  Done done;                          // main thread only
+  TaskHandle timeout;                 // main thread only
+  bool timedOut = false;              // main thread only
   std::atomic<bool> finished{false};  // the worker is done
 
   // Ends the tool from any thread, with whatever it started: its pipes
@@ -99,7 +100,8 @@ Result runToEnd(const std::string& program, const std::vector<std::string>& argu
   GSubprocessLauncher* launcher = g_subprocess_launcher_new(GSubprocessFlags(
       G_SUBPROCESS_FLAGS_STDIN_PIPE | G_SUBPROCESS_FLAGS_STDOUT_PIPE | G_SUBPROCESS_FLAGS_STDERR_PIPE));
   // A group of its own, so stopping it ends what it started too.
-  g_subprocess_launcher_set_child_setup(launcher, [](gpointer) { setpgid(0, 0); }, nullptr, nullptr);
+  g_subprocess_launcher_set_child_setup(
+      launcher, [](gpointer) { setpgid(0, 0); }, nullptr, nullptr);
   GSubprocess* process = g_subprocess_launcher_spawnv(launcher, argv.data(), &error);
   g_object_unref(launcher);
   if (!process) {
@@ -163,10 +165,12 @@ Tool::Call Tool::run(std::vector<std::string> arguments, Done done) {
   auto program = findTool_ ? findTool_() : std::nullopt;
   if (!program) {
     std::weak_ptr<Call::State> weak = state;
-    scheduler_.post([weak] {
-      auto s = weak.lock();
-      if (s && s->done) std::exchange(s->done, nullptr)(Outcome::failed({Failure::Kind::notInstalled, {}}));
-    }).detach();
+    scheduler_
+        .post([weak] {
+          auto s = weak.lock();
+          if (s && s->done) std::exchange(s->done, nullptr)(Outcome::failed({Failure::Kind::notInstalled, {}}));
+        })
+        .detach();
     return Call(state);
   }
 

@@ -1,3 +1,4 @@
+// Running 1Password's op tool on a worker thread, with a time limit, and ending it when the call is cancelled.
 #pragma once
 #include <chrono>
 #include <functional>

@@ -1,3 +1,4 @@
+// Links for other programs ("mailto:"): the desktop program that opens them, and sites' remembered answers.
 #pragma once
 #include <optional>
 #include <string>

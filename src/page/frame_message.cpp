@@ -1,3 +1,4 @@
+// Frame messages: decoding what a page script sent through the web process extension.
 #include "page/frame_message.h"
 
 namespace quillo {

@@ -1,3 +1,4 @@
+// Frame messages: decoding what a page script sent through the web process extension.
 #pragma once
 #include <cstdint>
 #include <string_view>

@@ -1,8 +1,10 @@
+// Frame origins: which origins a view's frames show, and whom a JavaScript dialog names as asking.
 #include "page/frame_origins.h"
 
 #include <algorithm>
 #include <cctype>
 
+#include "core/text.h"
 #include "core/url.h"
 
 namespace quillo {
@@ -10,12 +12,10 @@ namespace quillo {
 std::string FrameOrigins::origin(std::string_view text) {
   auto url = Url::parse(text);
   if (!url) return {};
-  std::string scheme = url->scheme();
-  std::transform(scheme.begin(), scheme.end(), scheme.begin(), [](unsigned char c) { return std::tolower(c); });
+  std::string scheme = asciiLower(url->scheme());
   if (scheme == "about") return {};
   if (!url->hasHost()) return scheme + ":" + std::string(text);  // opaque: only equal to itself
-  std::string host = url->host();
-  std::transform(host.begin(), host.end(), host.begin(), [](unsigned char c) { return std::tolower(c); });
+  std::string host = asciiLower(url->host());
   int port = url->port();
   return scheme + "://" + host + (port >= 0 ? ":" + std::to_string(port) : "");
 }

@@ -1,3 +1,4 @@
+// Frame origins: which origins a view's frames show, and whom a JavaScript dialog names as asking.
 #pragma once
 #include <cstdint>
 #include <map>

@@ -1,11 +1,12 @@
+// Site icons: ranking a page's declared icons, fetching them over the network, and caching one per host.
 #include "page/icon_store.h"
 
 #include <libsoup/soup.h>
-
-#include <algorithm>
 #include <nlohmann/json.hpp>
 
-#include "blocking/content_blocker.h"
+#include <algorithm>
+
+#include "core/text.h"
 #include "page/page.h"
 
 namespace quillo {
@@ -14,11 +15,6 @@ namespace {
 
 constexpr guint kFetchTimeoutSeconds = 10;
 
-std::string lower(std::string text) {
-  std::transform(text.begin(), text.end(), text.begin(), [](unsigned char c) { return char(std::tolower(c)); });
-  return text;
-}
-
 bool endsWith(const std::string& text, const std::string& suffix) {
   return text.size() >= suffix.size() && text.compare(text.size() - suffix.size(), suffix.size(), suffix) == 0;
 }
@@ -26,7 +22,7 @@ bool endsWith(const std::string& text, const std::string& suffix) {
 }  // namespace
 
 bool IconLink::isSVG() const {
-  return type.find("svg") != std::string::npos || sizes == "any" || endsWith(lower(href), ".svg");
+  return type.find("svg") != std::string::npos || sizes == "any" || endsWith(asciiLower(href), ".svg");
 }
 
 int IconLink::size() const {
@@ -35,7 +31,7 @@ int IconLink::size() const {
   while (at < sizes.size()) {
     size_t end = sizes.find(' ', at);
     if (end == std::string::npos) end = sizes.size();
-    std::string entry = lower(sizes.substr(at, end - at));
+    std::string entry = asciiLower(sizes.substr(at, end - at));
     size_t x = entry.find('x');
     if (x != std::string::npos && x > 0 && x + 1 < entry.size()) {
       auto digits = [](const std::string& s) { return std::all_of(s.begin(), s.end(), ::isdigit); };
@@ -93,8 +89,8 @@ std::vector<IconLink> decodeIconLinks(const std::string& json) {
 SoupIconFetcher::SoupIconFetcher() {
   // A session of its own: no cookie jar, no cache, so icon fetches carry
   // nothing of the user's and leave nothing behind.
-  session_ = soup_session_new_with_options("timeout", kFetchTimeoutSeconds, "idle-timeout", kFetchTimeoutSeconds,
-                                           nullptr);
+  session_ =
+      soup_session_new_with_options("timeout", kFetchTimeoutSeconds, "idle-timeout", kFetchTimeoutSeconds, nullptr);
 }
 
 SoupIconFetcher::~SoupIconFetcher() {
@@ -136,8 +132,9 @@ void SoupIconFetcher::fetch(const Url& url, std::function<void(int, Bytes)> done
 
 // ---- IconStore ----
 
-IconStore::IconStore(IconFetcher& fetcher, std::function<bool(const Bytes&)> isImage)
-    : fetcher_(fetcher), isImage_(std::move(isImage)) {}
+IconStore::IconStore(IconFetcher& fetcher, std::function<bool(const Bytes&)> isImage,
+                     std::function<bool(std::string_view)> isTracker)
+    : fetcher_(fetcher), isImage_(std::move(isImage)), isTracker_(std::move(isTracker)) {}
 
 std::optional<Bytes> IconStore::cached(const std::string& host) const {
   auto found = icons_.find(host);
@@ -166,7 +163,7 @@ void IconStore::icon(const std::string& host, const std::vector<Url>& candidates
 void IconStore::tryNext(const std::string& host, std::vector<Url> candidates, size_t index) {
   // Icons served by trackers are never asked for, whoever's page it is.
   while (index < candidates.size() && candidates[index].host() != host &&
-         ContentBlocker::isTracker(lower(candidates[index].host())))
+         isTracker_(asciiLower(candidates[index].host())))
     ++index;
   if (index >= candidates.size()) {
     finish(host, std::nullopt);

@@ -1,13 +1,15 @@
+// Site icons: ranking a page's declared icons, fetching them over the network, and caching one per host.
 #pragma once
 #include <functional>
 #include <map>
 #include <optional>
 #include <set>
 #include <string>
+#include <string_view>
 #include <vector>
 
+#include "core/sources.h"
 #include "core/url.h"
-#include "palette/sources.h"
 
 typedef struct _SoupSession SoupSession;
 
@@ -61,8 +63,10 @@ class SoupIconFetcher final : public IconFetcher {
 // tried again until the next run. Main thread only.
 class IconStore final : public IconSource {
  public:
-  // `isImage` says whether bytes decode as an image the views can draw.
-  IconStore(IconFetcher& fetcher, std::function<bool(const Bytes&)> isImage);
+  // `isImage` says whether bytes decode as an image the views can draw;
+  // `isTracker` whether a host (lower case) serves trackers, never asked.
+  IconStore(IconFetcher& fetcher, std::function<bool(const Bytes&)> isImage,
+            std::function<bool(std::string_view host)> isTracker);
 
   std::optional<Bytes> cached(const std::string& host) const;
   // The host's icon: cached, else the first candidate that gives an image.
@@ -81,6 +85,7 @@ class IconStore final : public IconSource {
 
   IconFetcher& fetcher_;
   std::function<bool(const Bytes&)> isImage_;
+  std::function<bool(std::string_view)> isTracker_;
   std::map<std::string, Bytes> icons_;
   std::set<std::string> misses_;
   // Hosts being fetched, with everyone waiting for them.

@@ -1,3 +1,4 @@
+// Load errors: the title and icon of a failure shown in place of a page.
 #include "page/load_error.h"
 
 #include "core/address.h"
@@ -9,9 +10,7 @@ std::string LoadError::siteName() const {
   return name.empty() ? "the page" : name;
 }
 
-std::string LoadError::title() const {
-  return "Couldn't open " + siteName() + (insecureURL ? " securely" : "");
-}
+std::string LoadError::title() const { return "Couldn't open " + siteName() + (insecureURL ? " securely" : ""); }
 
 std::string LoadError::iconName() const {
   // A broken lock for the failed secure attempt; a cloud with a warning otherwise.

@@ -1,3 +1,4 @@
+// Load errors: the failure shown in place of a page, with its title, message and icon.
 #pragma once
 #include <optional>
 #include <string>

@@ -1,3 +1,4 @@
+// Navigation rules: which schemes the browser loads, upgrading HTTP to HTTPS, and which responses are saved.
 #include "page/navigation_policy.h"
 
 #include <glib.h>
@@ -7,23 +8,14 @@
 #include <system_error>
 
 #include "core/address.h"
+#include "core/text.h"
 
 namespace quillo::navigation {
 
-namespace {
-
-std::string lower(std::string_view text) {
-  std::string out(text);
-  std::transform(out.begin(), out.end(), out.begin(), [](unsigned char c) { return char(g_ascii_tolower(c)); });
-  return out;
-}
-
-}  // namespace
-
 bool isWebScheme(std::string_view scheme) {
-  static constexpr std::array<std::string_view, 7> schemes = {"http", "https", "file", "about",
-                                                              "data", "blob", "javascript"};
-  auto folded = lower(scheme);
+  static constexpr std::array<std::string_view, 7> schemes = {"http", "https", "file",      "about",
+                                                              "data", "blob",  "javascript"};
+  auto folded = asciiLower(scheme);
   return std::find(schemes.begin(), schemes.end(), folded) != schemes.end();
 }
 
@@ -34,13 +26,13 @@ std::string schemeOf(std::string_view address) {
   if (!g_ascii_isalpha(scheme[0])) return {};
   for (char c : scheme)
     if (!g_ascii_isalnum(c) && c != '+' && c != '-' && c != '.') return {};
-  return lower(scheme);
+  return asciiLower(scheme);
 }
 
 std::optional<Url> upgrade(const Url& url, const std::set<std::string>& insecureHosts) {
   if (url.scheme() != "http" || !url.hasHost()) return std::nullopt;
   if (Address::isLocal(url)) return std::nullopt;
-  if (insecureHosts.count(lower(url.host()))) return std::nullopt;
+  if (insecureHosts.count(asciiLower(url.host()))) return std::nullopt;
   // Work on the text so that the path, query and anything escaped in them
   // stay exactly as they were.
   const std::string& text = url.str();
@@ -63,12 +55,12 @@ std::optional<Url> upgrade(const Url& url, const std::set<std::string>& insecure
 
 NavigationPolicy responsePolicy(const NavigationResponse& response) {
   if (!response.canShowMIMEType) return NavigationPolicy::download;
-  return lower(response.contentDisposition).rfind("attachment", 0) == 0 ? NavigationPolicy::download
-                                                                          : NavigationPolicy::allow;
+  return asciiLower(response.contentDisposition).rfind("attachment", 0) == 0 ? NavigationPolicy::download
+                                                                             : NavigationPolicy::allow;
 }
 
 bool sameHost(const std::optional<Url>& a, const std::optional<Url>& b) {
-  return a && b && a->hasHost() && lower(a->host()) == lower(b->host());
+  return a && b && a->hasHost() && asciiLower(a->host()) == asciiLower(b->host());
 }
 
 }  // namespace quillo::navigation

@@ -1,3 +1,4 @@
+// Navigation rules: which schemes the browser loads, upgrading HTTP to HTTPS, and which responses are saved.
 #pragma once
 #include <filesystem>
 #include <optional>
@@ -24,7 +25,6 @@ std::optional<Url> upgrade(const Url& url, const std::set<std::string>& insecure
 // Whether a response is saved rather than shown: an attachment, or a type
 // the engine cannot show.
 NavigationPolicy responsePolicy(const NavigationResponse& response);
-
 
 bool sameHost(const std::optional<Url>& a, const std::optional<Url>& b);
 

@@ -1,14 +1,16 @@
+// The page: loading, restoring and unloading a tab's web view, deciding its navigations, and its load errors.
 #include "page/page.h"
 
 #include <cctype>
 
 #include "core/address.h"
 #include "core/log.h"
+#include "core/sources.h"
+#include "core/text.h"
 #include "page/app_links.h"
 #include "page/icon_store.h"
 #include "page/navigation_policy.h"
 #include "page/site_zoom.h"
-#include "palette/sources.h"
 #include "scripts/resources.h"
 
 namespace quillo {
@@ -16,16 +18,11 @@ namespace quillo {
 std::set<std::string> Page::insecureHosts;
 
 namespace {
-std::string lower(std::string text) {
-  for (auto& c : text) c = char(std::tolower(static_cast<unsigned char>(c)));
-  return text;
-}
-
 // Whether the engine's address for a navigation is the one the browser asked
 // for; the engine may have tidied it (case, a default port).
 bool sameTarget(const Url& a, const Url& b) {
   auto path = [](const Url& u) { return u.path().empty() ? std::string("/") : u.path(); };
-  return lower(a.host()) == lower(b.host()) && path(a) == path(b) && a.query() == b.query();
+  return asciiLower(a.host()) == asciiLower(b.host()) && path(a) == path(b) && a.query() == b.query();
 }
 }  // namespace
 
@@ -87,15 +84,16 @@ void Page::isIdle(std::function<void(bool)> done) {
   if (isUnloaded()) return done(true);
   if (webView_->isPlayingAudio()) return done(false);
   std::weak_ptr<Page> weak = weak_from_this();
-  webView_->evaluateInEveryFrame(std::string(scripts::resource("idle.js")), true,
-                                 [weak, done = std::move(done)](std::vector<nlohmann::json> results, std::string error) {
-                                   if (weak.expired()) return;
-                                   // A page that cannot be asked may hold typing: keep it.
-                                   if (!error.empty()) return done(false);
-                                   for (auto& busy : results)
-                                     if (busy.is_boolean() && busy.get<bool>()) return done(false);
-                                   done(true);
-                                 });
+  webView_->evaluateInEveryFrame(
+      std::string(scripts::resource("idle.js")), true,
+      [weak, done = std::move(done)](std::vector<nlohmann::json> results, std::string error) {
+        if (weak.expired()) return;
+        // A page that cannot be asked may hold typing: keep it.
+        if (!error.empty()) return done(false);
+        for (auto& busy : results)
+          if (busy.is_boolean() && busy.get<bool>()) return done(false);
+        done(true);
+      });
 }
 
 double Page::zoom() const { return webView_ ? webView_->zoom() : keptZoom_; }
@@ -407,7 +405,7 @@ void Page::openInApp(const Url& url, const NavigationAction& action) {
   if (!appLinks) return;
   std::string scheme = url.scheme();
   auto current = webView_->url();
-  std::string site = current && current->hasHost() ? lower(current->host()) : std::string();
+  std::string site = current && current->hasHost() ? asciiLower(current->host()) : std::string();
   std::weak_ptr<bool> alive = alive_;
   auto openIt = [this, alive, url, site, scheme](bool remember) {
     if (alive.expired() || !appLinks) return;
@@ -556,7 +554,7 @@ void Page::retryAfterError() {
 void Page::continueInsecurely() {
   auto error = loadError.get();
   if (!error || !error->insecureURL || !error->insecureURL->hasHost()) return;
-  insecureHosts.insert(lower(error->insecureURL->host()));
+  insecureHosts.insert(asciiLower(error->insecureURL->host()));
   loadError = std::nullopt;
   changed.emit();
   upgradedFrom.reset();

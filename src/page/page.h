@@ -1,3 +1,4 @@
+// The page: one tab around one web view, mirroring its state for the views and deciding its navigations.
 #pragma once
 #include <sigc++/connection.h>
 #include <sigc++/signal.h>
@@ -138,8 +139,8 @@ class Page : public WebViewEvents, public std::enable_shared_from_this<Page> {
     bool username = false;
     bool password = false;
   };
-  void fill(const std::optional<std::string>& username, const std::optional<std::string>& password,
-            uint64_t frame, const std::string& host, std::function<void(FillResult)> done);
+  void fill(const std::optional<std::string>& username, const std::optional<std::string>& password, uint64_t frame,
+            const std::string& host, std::function<void(FillResult)> done);
   // With no code, whether the frame shows a one-time-code field; with one,
   // fills it and answers whether it could.
   void oneTimeCodeField(const std::optional<std::string>& code, uint64_t frame, const std::string& host,

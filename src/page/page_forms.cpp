@@ -2,6 +2,7 @@
 // and the scripts that fill them.
 #include <glib.h>
 
+#include "core/text.h"
 #include "page/page.h"
 #include "scripts/resources.h"
 
@@ -23,13 +24,14 @@ std::string formCall(std::string_view body, const nlohmann::json& arguments) {
 }
 
 std::string lowerHost(const Url& url) {
-  std::string host = url.host();
-  for (auto& c : host) c = char(g_ascii_tolower(c));
+  std::string host = asciiLower(url.host());
   if (host.size() > 2 && host.front() == '[' && host.back() == ']') host = host.substr(1, host.size() - 2);
   return host;
 }
 
-nlohmann::json orNull(const std::optional<std::string>& text) { return text ? nlohmann::json(*text) : nlohmann::json(); }
+nlohmann::json orNull(const std::optional<std::string>& text) {
+  return text ? nlohmann::json(*text) : nlohmann::json();
+}
 
 void wipeScript(std::string& script) {
   std::fill(script.begin(), script.end(), '\0');
@@ -47,8 +49,8 @@ void Page::noteFormFrame(uint64_t frame, const std::string& frameURL, bool hasLo
   formFrames[frame] = FormFrame{frame, lowerHost(*url), hasLogin, hasCode};
 }
 
-void Page::fill(const std::optional<std::string>& username, const std::optional<std::string>& password,
-                uint64_t frame, const std::string& host, std::function<void(FillResult)> done) {
+void Page::fill(const std::optional<std::string>& username, const std::optional<std::string>& password, uint64_t frame,
+                const std::string& host, std::function<void(FillResult)> done) {
   // A page without a view (restored, unloaded) has no form to fill.
   if (!webView_) {
     if (done) done(FillResult{});

@@ -1,3 +1,4 @@
+// Sites asking for the camera, microphone or notifications: answered from saved permissions or by the user.
 #include "page/site_prompts.h"
 
 #include "stores/permissions.h"

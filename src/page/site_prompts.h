@@ -1,10 +1,11 @@
+// Sites asking for the camera, microphone or notifications: answered from saved permissions or by the user.
 #pragma once
 #include <functional>
 #include <optional>
 #include <string>
 #include <vector>
 
-#include "palette/sources.h"
+#include "core/sources.h"
 
 namespace quillo {
 

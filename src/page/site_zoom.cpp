@@ -1,3 +1,4 @@
+// Zoom levels remembered per site: saved in "zoom.json", or kept until quit for private pages.
 #include "page/site_zoom.h"
 
 #include <algorithm>
@@ -5,6 +6,7 @@
 #include <cmath>
 
 #include "core/app_support.h"
+#include "core/text.h"
 
 namespace quillo {
 
@@ -21,11 +23,9 @@ SiteZoom::SiteZoom(std::filesystem::path file) : file_(std::move(file)) { load()
 
 std::optional<std::string> SiteZoom::site(const std::optional<Url>& url) {
   if (!url || !url->hasHost()) return std::nullopt;
-  auto scheme = url->scheme();
-  std::transform(scheme.begin(), scheme.end(), scheme.begin(), [](unsigned char c) { return std::tolower(c); });
+  auto scheme = asciiLower(url->scheme());
   if (scheme != "http" && scheme != "https") return std::nullopt;
-  auto host = url->host();
-  std::transform(host.begin(), host.end(), host.begin(), [](unsigned char c) { return std::tolower(c); });
+  auto host = asciiLower(url->host());
   if (host.rfind("www.", 0) == 0) host.erase(0, 4);
   if (host.empty()) return std::nullopt;
   return host;
@@ -82,8 +82,7 @@ void SiteZoom::save() {
   if (!AppSupport::readyToReplace(file_, fileUnreadable_, kFileName)) return;
   nlohmann::json object = nlohmann::json::object();
   for (auto& [site, level] : saved_) object[site] = level;
-  AppSupport::writeAtomically(file_, object.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace),
-                               kFileName);
+  AppSupport::writeAtomically(file_, object.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace), kFileName);
 }
 
 }  // namespace quillo

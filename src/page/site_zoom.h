@@ -1,3 +1,4 @@
+// Zoom levels remembered per site: saved in "zoom.json", or kept until quit for private pages.
 #pragma once
 #include <nlohmann/json.hpp>
 #include <sigc++/signal.h>

@@ -1,3 +1,4 @@
+// The user agent string: putting the Safari token sites expect at its end.
 #include "page/user_agent.h"
 
 namespace quillo {

@@ -1,3 +1,4 @@
+// The user agent string: putting the Safari token sites expect at its end.
 #pragma once
 #include <string>
 #include <string_view>

@@ -1,3 +1,4 @@
+// The web view port: what a page sees of its web view, the engine that makes views, and their data stores.
 #pragma once
 #include <nlohmann/json.hpp>
 
@@ -202,8 +203,9 @@ class WebViewPort {
   // Runs a script in every frame of the page and calls back with each
   // frame's JSON result (main frame first), or an error text when the page
   // could not be asked.
-  virtual void evaluateInEveryFrame(const std::string& script, bool isolated,
-                                    std::function<void(std::vector<nlohmann::json> results, std::string error)> done) = 0;
+  virtual void evaluateInEveryFrame(
+      const std::string& script, bool isolated,
+      std::function<void(std::vector<nlohmann::json> results, std::string error)> done) = 0;
 
   virtual void focus() = 0;
   // Shows the desktop's print dialog for the page.

@@ -1,13 +1,14 @@
+// The palette's list: the rows, headings, pin grid and notices the views draw, rebuilt from the browser.
 #include "palette/palette_list.h"
 
 #include <algorithm>
 #include <unordered_set>
 
-#include "chrome/key_label.h"
+#include "browser/browser.h"
+#include "browser/split.h"
 #include "core/address.h"
-#include "core/browser.h"
-#include "core/split.h"
-#include "palette/text.h"
+#include "core/key_label.h"
+#include "core/text.h"
 
 namespace quillo {
 
@@ -28,37 +29,25 @@ std::optional<int> Entry::resultIndex() const {
 PaletteItemID Entry::id() const {
   switch (kind()) {
     case Kind::item:
-    case Kind::sectionStart:
-      return item()->id();
-    case Kind::pinGrid:
-      return std::string("pin-grid");
-    case Kind::notice:
-      return std::string("notice");
-    case Kind::splitGroup:
-      return PaletteItem::idOf(*as<SplitGroup>()->left);
-    case Kind::download:
-      return static_cast<const void*>(as<Download>()->item.get());
-    case Kind::quickDivider:
-      return std::string("quick-divider");
-    case Kind::divider:
-      return "divider-" + std::to_string(as<Divider>()->which);
+    case Kind::sectionStart: return item()->id();
+    case Kind::pinGrid: return std::string("pin-grid");
+    case Kind::notice: return std::string("notice");
+    case Kind::splitGroup: return PaletteItem::idOf(*as<SplitGroup>()->left);
+    case Kind::download: return static_cast<const void*>(as<Download>()->item.get());
+    case Kind::quickDivider: return std::string("quick-divider");
+    case Kind::divider: return "divider-" + std::to_string(as<Divider>()->which);
   }
   return std::string();
 }
 
 std::optional<std::string> PaletteList::heading(const PaletteItem& item) {
   switch (item.kind()) {
-    case PaletteItem::Kind::pin:
-      return "Pins";
-    case PaletteItem::Kind::tab:
-      return "Tabs";
-    case PaletteItem::Kind::history:
-      return "History";
-    case PaletteItem::Kind::permission:
-      return item.permission()->host;
+    case PaletteItem::Kind::pin: return "Pins";
+    case PaletteItem::Kind::tab: return "Tabs";
+    case PaletteItem::Kind::history: return "History";
+    case PaletteItem::Kind::permission: return item.permission()->host;
     case PaletteItem::Kind::login:
-    case PaletteItem::Kind::download:
-      return std::nullopt;
+    case PaletteItem::Kind::download: return std::nullopt;
     case PaletteItem::Kind::command:
       switch (*item.command()) {
         case PaletteCommand::login:
@@ -67,18 +56,15 @@ std::optional<std::string> PaletteList::heading(const PaletteItem& item) {
         case PaletteCommand::unsplit:
         case PaletteCommand::mute:
         case PaletteCommand::pictureInPicture:
-        case PaletteCommand::reader:
-          return "This page";
+        case PaletteCommand::reader: return "This page";
         case PaletteCommand::reopen:
-        case PaletteCommand::privateTab:
-          return "Tabs";
+        case PaletteCommand::privateTab: return "Tabs";
         case PaletteCommand::pins:
         case PaletteCommand::history:
         case PaletteCommand::downloads:
         case PaletteCommand::clearHistory:
         case PaletteCommand::makeDefault:
-        case PaletteCommand::exit:
-          return "Quillo";
+        case PaletteCommand::exit: return "Quillo";
       }
   }
   return std::nullopt;
@@ -97,15 +83,13 @@ std::string PaletteList::quickDividerText(int numbered) {
 std::optional<std::string> PaletteList::emptyNotice(const Browser& browser, const Extras& extras) {
   auto scope = browser.scope.get();
   if (!scope) return std::nullopt;
-  const bool typed = !palette::trimSpaces(browser.query.get()).empty();
+  const bool typed = !trimSpaces(browser.query.get()).empty();
   switch (*scope) {
     case PaletteCommand::permissions:
       return typed ? "No sites match" : "No site has asked for anything yet · open a site to set its permissions";
-    case PaletteCommand::downloads:
-      return typed ? "No downloads match" : "Nothing downloaded yet";
+    case PaletteCommand::downloads: return typed ? "No downloads match" : "Nothing downloaded yet";
     // An empty list must still say why it is empty.
-    case PaletteCommand::history:
-      return typed ? "No history matches" : "Nothing in history yet";
+    case PaletteCommand::history: return typed ? "No history matches" : "Nothing in history yet";
     case PaletteCommand::pins:
       return typed ? "No pins match" : "No pins yet · " + keyLabel(kCtrl, "D") + " pins the page you are on";
     case PaletteCommand::login: {
@@ -115,8 +99,7 @@ std::optional<std::string> PaletteList::emptyNotice(const Browser& browser, cons
       if (!url || url->host().empty()) return "Open a site first, then use /login there.";
       return "No logins in 1Password for " + Address::display(url);
     }
-    default:
-      return std::nullopt;
+    default: return std::nullopt;
   }
 }
 
@@ -130,7 +113,7 @@ void addResults(const Browser& browser, const PaletteList::Extras& extras, std::
   }
   // Managing pins with nothing typed: the line between numbered and the rest.
   std::optional<size_t> dividerAt;
-  if (browser.isManagingPins() && palette::trimSpaces(browser.query.get()).empty())
+  if (browser.isManagingPins() && trimSpaces(browser.query.get()).empty())
     dividerAt = std::min(size_t(std::max(browser.quickPinCount.get(), 0)), results.size());
 
   out.reserve(results.size() + 2);

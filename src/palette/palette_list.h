@@ -1,3 +1,4 @@
+// The palette's list: the rows, headings, pin grid and notices the views draw, rebuilt from the browser.
 #pragma once
 #include <optional>
 #include <string>
@@ -5,9 +6,9 @@
 #include <variant>
 #include <vector>
 
-#include "palette/palette_item.h"
-#include "palette/pin.h"
-#include "palette/sources.h"
+#include "browser/palette_item.h"
+#include "browser/pin.h"
+#include "core/sources.h"
 
 namespace quillo {
 
@@ -56,8 +57,8 @@ class PaletteList {
     };
     using Value = std::variant<Item, SectionStart, PinGrid, Notice, SplitGroup, Download, QuickDivider, Divider>;
 
-    template <class T, class = std::enable_if_t<std::is_constructible_v<Value, T&&> &&
-                                                !std::is_same_v<std::decay_t<T>, Entry>>>
+    template <class T,
+              class = std::enable_if_t<std::is_constructible_v<Value, T&&> && !std::is_same_v<std::decay_t<T>, Entry>>>
     Entry(T&& value) : value_(std::forward<T>(value)) {}  // NOLINT(google-explicit-constructor)
 
     Kind kind() const { return Kind(value_.index()); }

@@ -1,3 +1,4 @@
+// The page scripts and templates built into the program, looked up by file name.
 #pragma once
 #include <string_view>
 

@@ -1,3 +1,4 @@
+// The downloads list: where each file goes, how far it got, how it ended, and "downloads.json".
 #include "stores/downloads.h"
 
 #include <fcntl.h>
@@ -275,8 +276,7 @@ void Downloads::save() {
     if (item->state_ == Item::State::failed && !item->failure_.empty()) record["failure"] = item->failure_;
     records.push_back(std::move(record));
   }
-  AppSupport::writeAtomically(file_, records.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace),
-                              kFileName);
+  AppSupport::writeAtomically(file_, records.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace), kFileName);
 }
 
 }  // namespace quillo

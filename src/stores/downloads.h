@@ -1,3 +1,4 @@
+// The downloads list: where each file goes, how far it got, how it ended, and "downloads.json".
 #pragma once
 #include <chrono>
 #include <filesystem>
@@ -7,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "palette/sources.h"
+#include "core/sources.h"
 
 namespace quillo {
 

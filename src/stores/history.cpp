@@ -1,3 +1,4 @@
+// The history store: recording visits, loading and saving on worker threads, and searching for the palette.
 #include "stores/history.h"
 
 #include <glib.h>
@@ -12,6 +13,7 @@
 #include "core/log.h"
 #include "core/parallel.h"
 #include "core/save_delay.h"
+#include "core/text.h"
 #include "stores/serial_queue.h"
 
 namespace quillo {
@@ -173,8 +175,8 @@ void History::recordVisit(const Url& url) {
   if (url.scheme() != "http" && url.scheme() != "https") return;
   double when = now();
   const HistoryEntry* record = records_.find(url.str());
-  auto visited = record ? std::make_shared<HistoryEntry>(*record)
-                        : std::make_shared<HistoryEntry>(HistoryEntry{url, {}, 0, when});
+  auto visited =
+      record ? std::make_shared<HistoryEntry>(*record) : std::make_shared<HistoryEntry>(HistoryEntry{url, {}, 0, when});
   visited->visits = addVisits(visited->visits, 1);
   visited->lastVisited = when;
   // Same URL and title: the haystack stays as it is.
@@ -203,9 +205,7 @@ void History::clear() {
   didChange();
 }
 
-const HistoryEntry* History::find(const Url& url) const {
-  return records_.find(url.str());
-}
+const HistoryEntry* History::find(const Url& url) const { return records_.find(url.str()); }
 
 // --- Saving ---------------------------------------------------------------
 

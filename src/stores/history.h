@@ -1,3 +1,4 @@
+// The history store: every visited web address, kept in "history.json" and searched for the palette.
 #pragma once
 #include <sigc++/signal.h>
 

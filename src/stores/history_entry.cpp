@@ -1,3 +1,4 @@
+// The history store's on-disk format: encoding and decoding "history.json".
 #include "stores/history_entry.h"
 
 #include <glib.h>
@@ -8,55 +9,15 @@
 #include <charconv>
 #include <cmath>
 #include <cstring>
-#include <thread>
 #include <memory>
 #include <span>
+#include <thread>
 
 #include "core/parallel.h"
+#include "core/text.h"
 
 namespace quillo {
 namespace {
-
-bool isAscii(std::string_view text) {
-  for (unsigned char c : text)
-    if (c >= 0x80) return false;
-  return true;
-}
-
-// GLib counts a NUL byte as invalid UTF-8, but JSON carries one ("\u0000")
-// and it must come back as it went: each run between NULs is checked alone.
-template <class Piece>
-void eachRunBetweenNuls(std::string_view text, Piece piece) {
-  for (std::size_t start = 0;;) {
-    auto nul = text.find('\0', start);
-    piece(text.substr(start, nul == std::string_view::npos ? std::string_view::npos : nul - start));
-    if (nul == std::string_view::npos) return;
-    start = nul + 1;
-  }
-}
-
-bool isValidUtf8(std::string_view text) {
-  bool valid = true;
-  eachRunBetweenNuls(text, [&](std::string_view run) {
-    valid = valid && (run.empty() || g_utf8_validate(run.data(), gssize(run.size()), nullptr));
-  });
-  return valid;
-}
-
-// Text as valid UTF-8: broken sequences become U+FFFD; NULs stay.
-std::string validUtf8(std::string_view text) {
-  if (isAscii(text) || isValidUtf8(text)) return std::string(text);
-  std::string out;
-  bool first = true;
-  eachRunBetweenNuls(text, [&](std::string_view run) {
-    if (!first) out += '\0';
-    first = false;
-    if (run.empty()) return;
-    std::unique_ptr<char, decltype(&g_free)> fixed(g_utf8_make_valid(run.data(), gssize(run.size())), g_free);
-    out += fixed.get();
-  });
-  return out;
-}
 
 void appendJsonString(std::string& out, std::string_view raw) {
   static constexpr char hex[] = "0123456789abcdef";
@@ -100,18 +61,6 @@ void appendNumber(std::string& out, T value) {
 }
 
 }  // namespace
-
-std::string foldCase(std::string_view text) {
-  if (isAscii(text)) {
-    std::string out(text);
-    for (auto& c : out)
-      if (c >= 'A' && c <= 'Z') c = char(c + ('a' - 'A'));
-    return out;
-  }
-  std::string valid = validUtf8(text);
-  std::unique_ptr<char, decltype(&g_free)> lowered(g_utf8_strdown(valid.data(), gssize(valid.size())), g_free);
-  return std::string(lowered.get());
-}
 
 namespace {
 void appendEntry(std::string& out, const HistoryEntry& e) {
@@ -338,9 +287,10 @@ std::optional<std::size_t> decodeWhole(std::string_view json, const Take& take) 
   elements.reserve(array.size());
   for (dom::element element : array) elements.push_back(element);
   std::atomic<bool> failed{false};
-  const std::size_t chunks = inChunks(elements.size(), 10000, [&](std::size_t chunk, std::size_t begin, std::size_t end) {
-    takeEntries(std::span(elements).subspan(begin, end - begin), chunk, take, failed);
-  });
+  const std::size_t chunks =
+      inChunks(elements.size(), 10000, [&](std::size_t chunk, std::size_t begin, std::size_t end) {
+        takeEntries(std::span(elements).subspan(begin, end - begin), chunk, take, failed);
+      });
   if (failed) return std::nullopt;
   return chunks;
 }
@@ -404,9 +354,8 @@ namespace {
 
 std::optional<std::vector<HistoryEntry>> decodeCommonForm(std::string_view text) {
   std::vector<std::vector<HistoryEntry>> chunks(kMaxChunks);
-  auto count = decodeWhole(text, [&](std::size_t chunk, HistoryEntry&& entry) {
-    chunks[chunk].push_back(std::move(entry));
-  });
+  auto count =
+      decodeWhole(text, [&](std::size_t chunk, HistoryEntry&& entry) { chunks[chunk].push_back(std::move(entry)); });
   if (!count) return std::nullopt;
   std::vector<HistoryEntry> entries = std::move(chunks[0]);
   for (std::size_t c = 1; c < *count; ++c)

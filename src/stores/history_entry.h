@@ -1,3 +1,4 @@
+// The history store's on-disk format: encoding and decoding "history.json".
 #pragma once
 #include <chrono>
 #include <cstdint>
@@ -17,9 +18,9 @@ namespace quillo {
 // One remembered address. Identified by its URL.
 struct HistoryEntry {
   Url url;
-  std::string title;      // empty until the page reports one
-  int64_t visits = 0;     // at least 1 once recorded
-  double lastVisited = 0; // seconds since 1 January 2001 UTC, as stored
+  std::string title;       // empty until the page reports one
+  int64_t visits = 0;      // at least 1 once recorded
+  double lastVisited = 0;  // seconds since 1 January 2001 UTC, as stored
 
   std::chrono::system_clock::time_point lastVisitedTime() const { return fromReferenceSeconds(lastVisited); }
   const std::string& id() const { return url.str(); }
@@ -45,10 +46,5 @@ std::optional<std::vector<HistoryEntry>> decodeHistory(std::string_view json);
 // some entries, which the caller drops before asking decodeHistory.
 std::optional<std::size_t> decodeHistoryChunks(std::string_view json,
                                                const std::function<void(std::size_t, HistoryEntry&&)>& take);
-
-// Case folding shared by the stored haystacks and the typed queries, so
-// both sides fold alike. ASCII takes a fast path; other text is folded by
-// Unicode rules.
-std::string foldCase(std::string_view text);
 
 }  // namespace quillo

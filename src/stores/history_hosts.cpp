@@ -1,3 +1,4 @@
+// The history's hosts, kept sorted and scored for inline completion of typed hosts and paths.
 #include "stores/history_hosts.h"
 
 #include <algorithm>
@@ -7,6 +8,7 @@
 #include <utility>
 
 #include "core/parallel.h"
+#include "core/text.h"
 #include "stores/history_records.h"
 
 namespace quillo {

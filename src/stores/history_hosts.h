@@ -1,3 +1,4 @@
+// The history's hosts, kept sorted and scored for inline completion of typed hosts and paths.
 #pragma once
 #include <cstddef>
 #include <cstdint>

@@ -1,3 +1,4 @@
+// The history in memory: records, bitmaps and indexes that keep a search on every keystroke fast.
 #include "stores/history_records.h"
 
 #include <functional>
@@ -6,6 +7,7 @@
 #include <thread>
 
 #include "core/parallel.h"
+#include "core/text.h"
 
 namespace quillo {
 namespace {
@@ -643,9 +645,8 @@ bool HistoryRecords::keepMostRecent(std::size_t limit) {
   for (const auto& s : stats_) times.push_back(s.lastVisited);
   std::nth_element(times.begin(), times.begin() + std::ptrdiff_t(limit - 1), times.end(), std::greater<>());
   const double cutoff = times[limit - 1];
-  std::size_t newer = std::size_t(std::count_if(stats_.begin(), stats_.end(), [&](const Stats& s) {
-    return s.lastVisited > cutoff;
-  }));
+  std::size_t newer =
+      std::size_t(std::count_if(stats_.begin(), stats_.end(), [&](const Stats& s) { return s.lastVisited > cutoff; }));
   std::size_t tiesKept = limit - newer;
 
   std::vector<uint32_t> newPosition(n, HistoryHosts::kDropped);

@@ -1,3 +1,4 @@
+// The history in memory: records, bitmaps and indexes that keep a search on every keystroke fast.
 #pragma once
 #include <algorithm>
 #include <array>
@@ -206,8 +207,8 @@ class HistoryRecords {
   std::vector<Stats> stats_;
   std::vector<Cold> cold_;
   std::vector<uint32_t> slots_;
-  std::string haystacks_;   // all haystacks (and changed paths), back to back
-  std::size_t wasted_ = 0;  // bytes of haystacks_ no record uses any more
+  std::string haystacks_;         // all haystacks (and changed paths), back to back
+  std::size_t wasted_ = 0;        // bytes of haystacks_ no record uses any more
   std::size_t unusualTimes_ = 0;  // records whose last visit is not a finite number
   bool holdCompaction_ = false;   // while putAll still points into the buffer
   bool holdReleased_ = false;

@@ -1,3 +1,4 @@
+// Site permissions: the user's answers to sites, saved in "permissions.json" or kept until quit.
 #include "stores/permissions.h"
 
 #include <gio/gio.h>
@@ -7,15 +8,11 @@
 
 #include "core/app_support.h"
 #include "core/settings.h"
+#include "core/text.h"
 
 namespace quillo {
 
 namespace {
-
-std::string lower(std::string text) {
-  std::transform(text.begin(), text.end(), text.begin(), [](unsigned char c) { return std::tolower(c); });
-  return text;
-}
 
 const char* encode(PermissionDecision decision) { return decision == PermissionDecision::allow ? "allow" : "block"; }
 
@@ -26,7 +23,7 @@ std::optional<PermissionDecision> decode(const nlohmann::json& value) {
 }
 
 SitePermission appPermission(const std::string& site, const std::string& scheme) {
-  return SitePermission{site, SitePermission::Kind::app, lower(scheme)};
+  return SitePermission{site, SitePermission::Kind::app, asciiLower(scheme)};
 }
 
 }  // namespace
@@ -58,7 +55,8 @@ std::optional<SitePermission> Permissions::parse(const std::string& host, const 
   if (key == "camera") return SitePermission{host, SitePermission::Kind::camera, ""};
   if (key == "microphone") return SitePermission{host, SitePermission::Kind::microphone, ""};
   if (key == "notifications") return SitePermission{host, SitePermission::Kind::notifications, ""};
-  if (key.size() > 4 && key.rfind("app:", 0) == 0) return SitePermission{host, SitePermission::Kind::app, key.substr(4)};
+  if (key.size() > 4 && key.rfind("app:", 0) == 0)
+    return SitePermission{host, SitePermission::Kind::app, key.substr(4)};
   return std::nullopt;
 }
 
@@ -172,7 +170,7 @@ void Permissions::importLegacyAppLinks(Settings& settings) {
       const std::string text = entry.get<std::string>();
       auto space = text.find(' ');
       if (space == std::string::npos || space == 0 || space + 1 >= text.size()) continue;
-      saved_[text.substr(0, space)]["app:" + lower(text.substr(space + 1))] = PermissionDecision::allow;
+      saved_[text.substr(0, space)]["app:" + asciiLower(text.substr(space + 1))] = PermissionDecision::allow;
     }
   settings.remove(kLegacyAppLinksKey);
   save();

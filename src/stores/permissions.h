@@ -1,3 +1,4 @@
+// Site permissions: the user's answers to sites, saved in "permissions.json" or kept until quit.
 #pragma once
 #include <filesystem>
 #include <functional>
@@ -6,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "palette/sources.h"
+#include "core/sources.h"
 
 namespace quillo {
 

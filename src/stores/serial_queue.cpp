@@ -1,3 +1,4 @@
+// A serial queue: one worker thread that runs jobs one at a time, in order.
 #include "stores/serial_queue.h"
 
 #include <pthread.h>
@@ -8,7 +9,9 @@
 
 namespace quillo {
 
-SerialQueue::SerialQueue(std::string name) : name_(std::move(name)) { thread_ = std::thread([this] { run(); }); }
+SerialQueue::SerialQueue(std::string name) : name_(std::move(name)) {
+  thread_ = std::thread([this] { run(); });
+}
 
 SerialQueue::~SerialQueue() {
   {

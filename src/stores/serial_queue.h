@@ -1,3 +1,4 @@
+// A serial queue: one worker thread that runs jobs one at a time, in order.
 #pragma once
 #include <condition_variable>
 #include <deque>

@@ -1,12 +1,14 @@
+// The block lists' start-up from the store and the EasyPrivacy update cycle, on a fake store and download.
+#include "blocking/block_lists.h"
+
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
-#include "blocking/block_lists.h"
 #include "blocking/content_blocker.h"
 #include "blocking/easy_privacy.h"
 #include "core/date.h"
 #include "core/settings.h"
-#include "fake_filter_store.h"
+#include "support/fake_filter_store.h"
 #include "support/temp_home.h"
 #include "support/virtual_scheduler.h"
 
@@ -14,56 +16,43 @@ namespace quillo {
 namespace {
 
 using namespace std::chrono_literals;
+using Ids = std::vector<std::string>;
 
-const char* kList =
-    "! EasyPrivacy for tests\n"
-    "||tracker.test^\n"
-    "/pixel.gif$image\n"
-    "@@||cdn.test^$script\n";
+const char* kList = "! EasyPrivacy for tests\n||tracker.test^\n/pixel.gif$image\n@@||cdn.test^$script\n";
 
 class BlockListsTest : public ::testing::Test {
  protected:
-  BlockListsTest() {
-    // Whole seconds, so ages come out exact.
-    scheduler_.setWallNow(std::chrono::system_clock::time_point(std::chrono::seconds(1'700'000'000)));
-  }
+  // Whole seconds, so ages come out exact.
+  BlockListsTest() { scheduler_.setWallNow(std::chrono::system_clock::time_point(1'700'000'000s)); }
 
   BlockLists& make() {
     lists_ = std::make_unique<BlockLists>(store_, settings_, scheduler_, std::make_unique<test::FakeFetcher>(fetch_),
                                           "https://lists.test/easyprivacy.txt");
-    lists_->installed().connect([this](const std::shared_ptr<ContentFilter>& filter) {
-      installedIds_.push_back(filter->identifier());
-    });
+    lists_->installed().connect([this](const auto& filter) { installedIds_.push_back(filter->identifier()); });
+    lists_->isSettled.changed().connect([this] { ++settledChanges_; });
     return *lists_;
   }
   // Both lists as an earlier run left them, started and settled.
   BlockLists& startStored() {
-    storeBoth();
-    BlockLists& lists = make();
-    lists.start();
-    scheduler_.runUntilIdle();
-    return lists;
-  }
-
-  void storeBoth() {
     store_.put(ContentBlocker::identifier, ContentBlocker::rulesJSON());
     store_.put(EasyPrivacy::identifier, "[stored]");
+    make().start();
+    scheduler_.runUntilIdle();
+    return *lists_;
   }
   void updatedAgo(std::chrono::seconds age) {
     settings_.set(EasyPrivacy::updatedKey, toReferenceSeconds(scheduler_.wallNow() - age));
   }
   bool isStale() const { return EasyPrivacy::isStale(settings_, scheduler_.wallNow()); }
-  std::vector<std::string> ids() const {
-    std::vector<std::string> out;
+  Ids ids() const {
+    Ids out;
     for (const auto& list : lists_->lists()) out.push_back(list->identifier());
     return out;
   }
   // Answers the pending download, then lets the conversion and compile run.
   void answer(FetchResult result, bool expectConversion) {
     ASSERT_TRUE(fetch_->pending);
-    auto done = std::move(fetch_->pending);
-    fetch_->pending = nullptr;
-    done(std::move(result));
+    std::exchange(fetch_->pending, nullptr)(std::move(result));
     if (expectConversion) scheduler_.waitForWorkers(1);
     scheduler_.runUntilIdle();
   }
@@ -75,23 +64,16 @@ class BlockListsTest : public ::testing::Test {
   std::shared_ptr<test::FakeFetcher::State> fetch_ = std::make_shared<test::FakeFetcher::State>();
   Settings settings_{home_.root() / "settings.json"};
   std::unique_ptr<BlockLists> lists_;
-  std::vector<std::string> installedIds_;
+  Ids installedIds_;
+  int settledChanges_ = 0;
 };
 
 TEST_F(BlockListsTest, StoredListsAreInstalledInOrderWithoutCompiling) {
-  storeBoth();
   updatedAgo(1h);
-  BlockLists& lists = make();
-  int settledChanges = 0;
-  lists.isSettled.changed().connect([&] { ++settledChanges; });
-
-  lists.start();
-  EXPECT_FALSE(lists.isSettled) << "pages wait until the store answered";
-  scheduler_.runUntilIdle();
-
+  BlockLists& lists = startStored();
   EXPECT_TRUE(lists.isSettled);
-  EXPECT_EQ(settledChanges, 1);
-  EXPECT_EQ(ids(), (std::vector<std::string>{"quillo.trackers", "quillo.easyprivacy"}));
+  EXPECT_EQ(settledChanges_, 1);
+  EXPECT_EQ(ids(), (Ids{"quillo.trackers", "quillo.easyprivacy"}));
   EXPECT_EQ(installedIds_, ids());
   EXPECT_TRUE(store_.compiled.empty());
   EXPECT_TRUE(fetch_->urls.empty()) << "a fresh installed list is not downloaded again";
@@ -105,16 +87,15 @@ TEST_F(BlockListsTest, TrackerListIsCompiledWhenMadeFromOtherRulesAndNothingIsFe
   lists.updateEasyPrivacyIfStale();
   scheduler_.runUntilIdle();
   EXPECT_TRUE(fetch_->urls.empty());
-  EXPECT_FALSE(lists.isSettled);
+  EXPECT_FALSE(lists.isSettled) << "pages wait until the store answered";
 
   store_.release();
   scheduler_.runUntilIdle();
   EXPECT_TRUE(lists.isSettled);
-  EXPECT_EQ(store_.compiled, (std::vector<std::string>{"quillo.trackers"}));
+  EXPECT_EQ(store_.compiled, Ids{"quillo.trackers"});
   EXPECT_EQ(store_.stored["quillo.trackers"]->json, ContentBlocker::rulesJSON());
-  EXPECT_EQ(ids(), (std::vector<std::string>{"quillo.trackers"}));
-  EXPECT_EQ(fetch_->urls, (std::vector<std::string>{"https://lists.test/easyprivacy.txt"}))
-      << "no stored EasyPrivacy: fetched right after settling";
+  EXPECT_EQ(ids(), Ids{"quillo.trackers"});
+  EXPECT_EQ(fetch_->urls, Ids{"https://lists.test/easyprivacy.txt"}) << "no stored EasyPrivacy: fetched after settling";
 
   // A failed compile still settles, and says why.
   store_.stored.clear();
@@ -132,7 +113,7 @@ TEST_F(BlockListsTest, UpdateWhenStaleByTheUpdateDateOrNotInstalled) {
   EXPECT_TRUE(isStale()) << "not a date";
   updatedAgo(0s);
   EXPECT_FALSE(isStale());
-  updatedAgo(std::chrono::seconds(604800));
+  updatedAgo(604800s);
   BlockLists& lists = startStored();
   EXPECT_TRUE(fetch_->urls.empty()) << "exactly 7 days is fresh";
 
@@ -152,7 +133,7 @@ TEST_F(BlockListsTest, UpdateWhenStaleByTheUpdateDateOrNotInstalled) {
 }
 
 TEST_F(BlockListsTest, OneUpdateAtATimeFailuresKeepTheOldListAndTheDateSuccessReplacesBoth) {
-  updatedAgo(std::chrono::hours(24 * 30));
+  updatedAgo(24h * 30);
   double date = *settings_.number(EasyPrivacy::updatedKey);
   BlockLists& lists = startStored();
   auto old = lists.lists().back();
@@ -184,7 +165,7 @@ TEST_F(BlockListsTest, OneUpdateAtATimeFailuresKeepTheOldListAndTheDateSuccessRe
   store_.compileError.clear();
   lists.updateEasyPrivacyIfStale();
   answer({true, kList, {}}, true);
-  EXPECT_EQ(ids(), (std::vector<std::string>{"quillo.trackers", "quillo.easyprivacy"})) << "replaced, not added";
+  EXPECT_EQ(ids(), (Ids{"quillo.trackers", "quillo.easyprivacy"})) << "replaced, not added";
   EXPECT_NE(lists.lists().back(), old);
   EXPECT_EQ(installedIds_.back(), "quillo.easyprivacy");
   EXPECT_EQ(settings_.number(EasyPrivacy::updatedKey), toReferenceSeconds(scheduler_.wallNow()));

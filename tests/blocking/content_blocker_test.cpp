@@ -1,10 +1,12 @@
+// The built-in tracker list, which hosts count as trackers, and which url-filters WebKit's content blocker takes.
+#include "blocking/content_blocker.h"
+
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
 #include <regex>
 #include <set>
 
-#include "blocking/content_blocker.h"
 #include "blocking/url_filter_check.h"
 
 namespace quillo {
@@ -13,33 +15,26 @@ namespace {
 using nlohmann::json;
 
 TEST(ContentBlocker, OneThirdPartyBlockRulePerDomainInOrderThatCatchesTheHostAndItsSubdomainsOnly) {
-  std::set<std::string_view> unique(ContentBlocker::domains.begin(), ContentBlocker::domains.end());
-  EXPECT_EQ(unique.size(), 42u);
-
+  const auto& domains = ContentBlocker::domains;
+  EXPECT_EQ(std::set<std::string_view>(domains.begin(), domains.end()).size(), 42u);
   std::string text = ContentBlocker::rulesJSON();
   EXPECT_EQ(text.find('\n'), std::string::npos) << "compact";
   json rules = json::parse(text);
-  ASSERT_EQ(rules.size(), ContentBlocker::domains.size());
+  ASSERT_EQ(rules.size(), domains.size());
   std::regex doubleclick;
   for (size_t i = 0; i < rules.size(); ++i) {
-    std::string escaped;
-    for (char c : ContentBlocker::domains[i]) {
-      if (c == '.') escaped += '\\';
-      escaped += c;
-    }
-    const json& trigger = rules[i]["trigger"];
-    EXPECT_EQ(trigger["url-filter"], "^https?://([^/]+\\.)?" + escaped + "[:/]");
-    EXPECT_EQ(trigger["load-type"], json({"third-party"}));
-    EXPECT_EQ(rules[i]["action"], json({{"type", "block"}}));
-    const std::string filter = trigger["url-filter"];
+    const std::string filter =
+        "^https?://([^/]+\\.)?" + std::regex_replace(std::string(domains[i]), std::regex("\\."), "\\.") + "[:/]";
+    EXPECT_EQ(rules[i], (json{{"trigger", {{"url-filter", filter}, {"load-type", {"third-party"}}}},
+                              {"action", {{"type", "block"}}}}));
     EXPECT_EQ(urlFilterRejection(filter), nullptr);
-    if (ContentBlocker::domains[i] == "doubleclick.net") doubleclick = std::regex(filter, std::regex::icase);
+    if (domains[i] == "doubleclick.net") doubleclick = std::regex(filter, std::regex::icase);
   }
 
-  // The host and its subdomains are trackers, nothing else. WebKit matches
-  // url-filters case-insensitively against the whole URL.
-  for (const char* url : {"https://doubleclick.net/x.js", "http://ad.doubleclick.net:8080/p", "https://a.b.doubleclick.net/",
-                          "HTTPS://DoubleClick.net/"}) {
+  // The host and its subdomains are trackers, nothing else. WebKit matches url-filters case-insensitively against
+  // the whole URL.
+  for (const char* url : {"https://doubleclick.net/x.js", "http://ad.doubleclick.net:8080/p",
+                          "https://a.b.doubleclick.net/", "HTTPS://DoubleClick.net/"}) {
     EXPECT_TRUE(std::regex_search(url, doubleclick)) << url;
   }
   for (const char* url : {"https://doubleclick.network/x", "https://notdoubleclick.net/", "https://doubleclick.net",
@@ -53,6 +48,39 @@ TEST(ContentBlocker, OneThirdPartyBlockRulePerDomainInOrderThatCatchesTheHostAnd
   // Only the listed service of segment.io; a name ends at a dot.
   for (const char* host : {"segment.io", "notdoubleclick.net", "doubleclick.net.example.com", "example.com", ""}) {
     EXPECT_FALSE(ContentBlocker::isTracker(host)) << host;
+  }
+}
+
+TEST(UrlFilterCheck, AcceptsWhatWebKitCompilesOnly) {
+  for (const char* filter :
+       {"abc", "^https?://([^/]+\\.)?doubleclick\\.net[:/]", "^[a-z-]+://([^/]*\\.)?tracker\\.test[^a-zA-Z0-9_.%-]",
+        "^https://a\\.test/x$", "\\.\\+\\?\\(\\)\\[\\]\\{\\}\\\\\\$x", ".*\\.js", "(ab)+c?", "[-a]x", "a\tb"}) {
+    EXPECT_EQ(urlFilterRejection(filter), nullptr) << filter;
+  }
+  // And refuses what it rejects.
+  for (const char* filter : {
+           "(ads|track)",                            // disjunction
+           "a{2,3}",                                 // counted repetition
+           "\\d+",        "\\w",    "\\s", "[\\d]",  // class escapes
+           "\\bword",                                // word boundary
+           "(a)\\1",                                 // backreference
+           "(?i)foo",     "(?=a)b",                  // special groups
+           "a^b",                                    // start anchor not first
+           "a$b",         "(a$)",                    // end anchor not last
+           "*a",          "^+a",    "a**",           // nothing to repeat
+           "(ab",         "ab)",    "[ab", "[]",    "a]", "\\", "caf\xc3\xa9", "",
+       }) {
+    EXPECT_NE(urlFilterRejection(filter), nullptr) << filter;
+  }
+  EXPECT_NE(urlFilterRejection(std::string("ab\0cd", 5)), nullptr) << "NUL reads as an end-of-line anchor";
+  // Domains must be lower-case ASCII.
+  for (const char* domain : {"*site.test", "*", "xn--bcher-kva.test"}) {
+    EXPECT_TRUE(isAcceptableDomain(domain)) << domain;
+  }
+  for (const char* domain : {"", "*Site.test",
+                             "*b\xc3\xbc"
+                             "cher.test"}) {
+    EXPECT_FALSE(isAcceptableDomain(domain)) << domain;
   }
 }
 

@@ -1,11 +1,16 @@
+// EasyPrivacy's Adblock syntax turned into WebKit content-blocker rules, and the command converting a list file.
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
 #include <algorithm>
+#include <array>
+#include <filesystem>
 #include <fstream>
+#include <numeric>
 #include <set>
 #include <sstream>
 
+#include "blocking/convert_command.h"
 #include "blocking/easy_privacy.h"
 
 namespace quillo {
@@ -16,19 +21,19 @@ using nlohmann::json;
 const std::string kAnyHost = R"(^[a-z-]+://([^/]*\.)?)";
 const std::string kSeparator = "[^a-zA-Z0-9_.%-]";
 
+// A whole rule: `trigger` with the url-filter added.
+json rule(const std::string& filter, const char* action, json trigger = json::object()) {
+  trigger["url-filter"] = filter;
+  return {{"trigger", trigger}, {"action", {{"type", action}}}};
+}
+
 json rules(std::string_view text) { return json::parse(EasyPrivacy::convert(text).json); }
 
 // The one rule a single line gives; fails the test when there is none.
 json ruleFor(std::string_view line) {
-  auto converted = EasyPrivacy::convert(line);
-  json all = json::parse(converted.json);
+  json all = rules(line);
   EXPECT_EQ(all.size(), 1u) << line;
   return all.empty() ? json() : all[0];
-}
-
-std::string filterFor(std::string_view line) {
-  json rule = ruleFor(line);
-  return rule.is_null() ? std::string() : rule["trigger"]["url-filter"].get<std::string>();
 }
 
 // Why a single line was skipped; fails the test when it was not.
@@ -43,13 +48,12 @@ std::string skipReason(std::string_view line) {
 }
 
 // The url-filters of all rules, in output order.
-std::vector<std::string> filters(std::string_view text) {
+std::vector<std::string> filtersOf(const json& all) {
   std::vector<std::string> out;
-  for (const auto& rule : rules(text)) out.push_back(rule["trigger"]["url-filter"]);
+  for (const auto& rule : all) out.push_back(rule["trigger"]["url-filter"]);
   return out;
 }
-
-json typesFor(std::string_view line) { return ruleFor(line)["trigger"]["resource-type"]; }
+std::vector<std::string> filters(std::string_view text) { return filtersOf(rules(text)); }
 
 // Every resource type a rule can name, sorted, without the given ones.
 json allTypesBut(const std::set<std::string>& left) {
@@ -61,9 +65,7 @@ json allTypesBut(const std::set<std::string>& left) {
 }
 
 TEST(EasyPrivacyPatterns, ABareRuleBlocksItsEscapedAndAnchoredPattern) {
-  EXPECT_EQ(ruleFor("||tracker.test^"),
-            (json{{"trigger", {{"url-filter", kAnyHost + R"(tracker\.test)" + kSeparator}}},
-                  {"action", {{"type", "block"}}}}));
+  EXPECT_EQ(ruleFor("||tracker.test^"), rule(kAnyHost + R"(tracker\.test)" + kSeparator, "block"));
   const std::pair<const char*, std::string> cases[] = {
       {"|https://a.test/x|", R"(^https://a\.test/x$)"},
       {"|https://a.test/x", R"(^https://a\.test/x)"},
@@ -91,13 +93,14 @@ TEST(EasyPrivacyPatterns, ABareRuleBlocksItsEscapedAndAnchoredPattern) {
       {R"(/a.*?b\.js/)", R"(a.*b\.js)"},  // lazy or greedy, the same addresses match
       {"/(?:ab)+cd/", "(ab)+cd"},
   };
-  for (const auto& [line, filter] : cases) EXPECT_EQ(filterFor(line), filter) << line;
+  for (const auto& [line, filter] : cases) EXPECT_EQ(filters(line), std::vector<std::string>{filter}) << line;
 }
 
 TEST(EasyPrivacySkips, WhatWebKitCannotExpressIsSkippedWithItsReason) {
   const std::pair<std::string, std::vector<std::string_view>> cases[] = {
       {"element hiding",
-       {"example.com##.ad", "example.com#@#.ad", "example.com#?#div:has(.ad)", "example.com#$#abort-on-property-read x"}},
+       {"example.com##.ad", "example.com#@#.ad", "example.com#?#div:has(.ad)",
+        "example.com#$#abort-on-property-read x"}},
       // A | anywhere but at the ends; non-ASCII; NUL, which WebKit reads as an end-of-line anchor.
       {"inexpressible pattern",
        {"abc|def", "||a.test|b", "|||abc", "||", "|", "|||", "/zähler.js", std::string_view("ab\0cd", 5)}},
@@ -116,31 +119,21 @@ TEST(EasyPrivacySkips, WhatWebKitCannotExpressIsSkippedWithItsReason) {
       {"non-ASCII domain", {"/t.js$domain=bücher.test"}},
       {"regular expression",
        {R"(/track\s+/)", "/track(?=er)/", R"(/(ab)x\1/)", R"(/\btrack/)", "/(ab|cd)+x/", "/(ab|cd)?x/", "/ab{2,1}c/",
-        "/abc{/", "/ab{x}/", "/a{100}bc/", "/abc^d/", "/abc$d/", "/(abc/", "/abc)/", R"(/[\s]abc/)", "/abc|/",
-        "/(a|b)(c|d)(e|f)(g|h)xyz/", "//", R"(/\u0041bc/)", "/*abc/"}},
+        "/abc{/", "/ab{x}/", "/a{100}bc/"}},
+      {"regular expression",
+       {"/abc^d/", "/abc$d/", "/(abc/", "/abc)/", R"(/[\s]abc/)", "/abc|/", "/(a|b)(c|d)(e|f)(g|h)xyz/", "//",
+        R"(/\u0041bc/)", "/*abc/"}},
   };
   for (const auto& [reason, lines] : cases) {
     for (std::string_view line : lines) EXPECT_EQ(skipReason(line), reason) << line;
   }
 }
 
-TEST(EasyPrivacyLines, CommentsHeaderAndBlankLinesDoNotCountSpacesAreTrimmedAnyBreakEndsALine) {
-  auto converted =
-      EasyPrivacy::convert("[Adblock Plus 2.0]\n! Title: test\nexample.com##.ad\n   \t \n\n  ||tracker.test^  \n");
-  EXPECT_EQ(converted.skipped, 1) << "element hiding counts; comments, header and blank lines do not";
-  EXPECT_EQ(converted.blocking, 1);
-  EXPECT_EQ(converted.exceptions, 0);
-  EXPECT_EQ(json::parse(converted.json)[0]["trigger"]["url-filter"], kAnyHost + R"(tracker\.test)" + kSeparator)
-      << "spaces and tabs are trimmed";
-
-  EXPECT_EQ(filters("/one.js\r\n/two.js\r/three.js\n/four.js"),
-            (std::vector<std::string>{R"(/one\.js)", R"(/two\.js)", R"(/three\.js)", R"(/four\.js)"}))
-      << "any line break ends a line, and none is left in a pattern";
-}
-
 TEST(EasyPrivacyOptions, LastLoadTypeWinsResourceTypesMappedSortedAndNegatedOnesTakenFromTheRest) {
-  for (auto [line, load] : {std::pair{"/t.js$third-party", "third-party"}, {"/t.js$3p", "third-party"},
-                            {"/t.js$~third-party", "first-party"}, {"/t.js$1p", "first-party"},
+  for (auto [line, load] : {std::pair{"/t.js$third-party", "third-party"},
+                            {"/t.js$3p", "third-party"},
+                            {"/t.js$~third-party", "first-party"},
+                            {"/t.js$1p", "first-party"},
                             {"/t.js$third-party,first-party", "first-party"},
                             {"/t.js$first-party,3p", "third-party"}}) {
     EXPECT_EQ(ruleFor(line)["trigger"]["load-type"], json({load})) << line;
@@ -162,21 +155,18 @@ TEST(EasyPrivacyOptions, LastLoadTypeWinsResourceTypesMappedSortedAndNegatedOnes
       {"/t.js$~script,image", {"image"}},  // order does not matter
       {"/t.js$image,xmlhttprequest,~ping", {"image"}},
   };
-  for (const auto& [line, types] : cases) EXPECT_EQ(typesFor(line), types) << line;
+  for (const auto& [line, types] : cases) EXPECT_EQ(ruleFor(line)["trigger"]["resource-type"], types) << line;
 
-  EXPECT_EQ(ruleFor("||eloqua.com^$~stylesheet,third-party")["trigger"],
-            (json{{"url-filter", kAnyHost + R"(eloqua\.com)" + kSeparator},
-                  {"resource-type", allTypesBut({"style-sheet"})},
-                  {"load-type", {"third-party"}}}));
+  EXPECT_EQ(ruleFor("||eloqua.com^$~stylesheet,third-party"),
+            rule(kAnyHost + R"(eloqua\.com)" + kSeparator, "block",
+                 {{"resource-type", allTypesBut({"style-sheet"})}, {"load-type", {"third-party"}}}));
 }
 
 TEST(EasyPrivacyOrder, BlocksThenExceptionsThenImportantBlocksWithSeparatorTwinsAndAlternatives) {
   const std::pair<const char*, std::vector<std::string>> cases[] = {
       // A separator ending a path may also be the end of the address: two rules.
-      {"||apester.com/event^", {kAnyHost + R"(apester\.com/event)" + kSeparator, kAnyHost + R"(apester\.com/event$)"}},
       {"/pixel^|", {"/pixel" + kSeparator + "$", "/pixel$"}},
       {"abc^", {"abc" + kSeparator, "abc$"}},
-      {"/track^id=", {"/track" + kSeparator + "id="}},  // not at the end
       // Each alternative of an expression is a rule of its own.
       {R"(/track\.js|^https:\/\/px\./)", {R"(track\.js)", R"(^https://px\.)"}},
       {"/(a|b)x(c|d)yz/", {"axcyz", "axdyz", "bxcyz", "bxdyz"}},
@@ -192,16 +182,12 @@ TEST(EasyPrivacyOrder, BlocksThenExceptionsThenImportantBlocksWithSeparatorTwins
   };
   for (const auto& [text, expected] : cases) EXPECT_EQ(filters(text), expected) << text;
 
-  auto twins = EasyPrivacy::convert("||apester.com/event^\n@@||cdn.test/ok^\n");
-  EXPECT_EQ(twins.blocking, 2) << "counted as the two rules they are";
-  EXPECT_EQ(twins.exceptions, 2);
-  EXPECT_EQ(filters("||geotargetly-api-*.com^").size(), 2u) << "a wildcard can reach into the path";
-  EXPECT_EQ(filters("|http://a.test/x^").size(), 2u);
-  // After a bare host one rule does: the address always goes on with "/" or ":".
-  for (const char* line : {"||tracker.test^", "||fb_servpub-a.akamaihd.net^", "||t.test:8080^", "||[::]^$third-party",
-                           "||tracker.test^|"}) {
-    EXPECT_EQ(filters(line).size(), 1u) << line;
-  }
+  // A wildcard can reach into the path; after a bare host one rule does: the address always goes on with "/" or ":".
+  const std::pair<const char*, size_t> counts[] = {{"||geotargetly-api-*.com^", 2}, {"|http://a.test/x^", 2},
+                                                   {"||tracker.test^", 1},          {"||fb_servpub-a.akamaihd.net^", 1},
+                                                   {"||t.test:8080^", 1},           {"||[::]^$third-party", 1},
+                                                   {"||tracker.test^|", 1}};
+  for (const auto& [line, count] : counts) EXPECT_EQ(filters(line).size(), count) << line;
   json all = rules("/frontend-metrics^$image,third-party,domain=a.test");
   ASSERT_EQ(all.size(), 2u);
   all[0]["trigger"].erase("url-filter");
@@ -211,66 +197,66 @@ TEST(EasyPrivacyOrder, BlocksThenExceptionsThenImportantBlocksWithSeparatorTwins
 }
 
 TEST(EasyPrivacyOptions, EveryRuleALineBecomesKeepsItsOptionsAndDomainsAreLowerCase) {
-  json all = rules(
-      R"(/^https?:\/\/tmx\.(td|tdbank)\.com\/[a-z0-9]{2,3}\.js.*/$script,domain=mbna.ca|td.com|tdbank.com)");
+  json all =
+      rules(R"(/^https?:\/\/tmx\.(td|tdbank)\.com\/[a-z0-9]{2,3}\.js.*/$script,domain=mbna.ca|td.com|tdbank.com)");
   ASSERT_EQ(all.size(), 2u);
   EXPECT_EQ(all[0]["trigger"]["url-filter"], R"(^https?://tmx\.td\.com/[a-z0-9][a-z0-9][a-z0-9]?\.js.*)");
-  EXPECT_EQ(all[1]["trigger"], (json{{"url-filter", R"(^https?://tmx\.tdbank\.com/[a-z0-9][a-z0-9][a-z0-9]?\.js.*)"},
-                                     {"resource-type", {"script"}},
-                                     {"if-domain", {"*mbna.ca", "*td.com", "*tdbank.com"}}}));
+  EXPECT_EQ(all[1], rule(R"(^https?://tmx\.tdbank\.com/[a-z0-9][a-z0-9][a-z0-9]?\.js.*)", "block",
+                         {{"resource-type", {"script"}}, {"if-domain", {"*mbna.ca", "*td.com", "*tdbank.com"}}}));
 
   // An important block goes after the exceptions, so that none can cancel it; an exception keeps its domains.
   all = rules("||clarity.ms/tag/$script,domain=phileweb.com,important\n@@||cdn.test^$script,domain=site.test\n");
   ASSERT_EQ(all.size(), 2u);
-  EXPECT_EQ(all[0], (json{{"trigger",
-                           {{"url-filter", kAnyHost + R"(cdn\.test)" + kSeparator},
-                            {"resource-type", {"script"}},
-                            {"if-domain", {"*site.test"}}}},
-                          {"action", {{"type", "ignore-previous-rules"}}}}));
-  EXPECT_EQ(all[1], (json{{"trigger",
-                           {{"url-filter", kAnyHost + R"(clarity\.ms/tag/)"},
-                            {"resource-type", {"script"}},
-                            {"if-domain", {"*phileweb.com"}}}},
-                          {"action", {{"type", "block"}}}}));
+  EXPECT_EQ(all[0], rule(kAnyHost + R"(cdn\.test)" + kSeparator, "ignore-previous-rules",
+                         {{"resource-type", {"script"}}, {"if-domain", {"*site.test"}}}));
+  EXPECT_EQ(all[1], rule(kAnyHost + R"(clarity\.ms/tag/)", "block",
+                         {{"resource-type", {"script"}}, {"if-domain", {"*phileweb.com"}}}));
 
-  EXPECT_EQ(ruleFor("/t.js$domain=A.test|b.TEST")["trigger"],
-            (json{{"url-filter", R"(/t\.js)"}, {"if-domain", {"*a.test", "*b.test"}}}));
-  EXPECT_EQ(ruleFor("/t.js$domain=~a.test||~b.test|")["trigger"],
-            (json{{"url-filter", R"(/t\.js)"}, {"unless-domain", {"*a.test", "*b.test"}}}))
+  EXPECT_EQ(ruleFor("/t.js$domain=A.test|b.TEST"), rule(R"(/t\.js)", "block", {{"if-domain", {"*a.test", "*b.test"}}}));
+  EXPECT_EQ(ruleFor("/t.js$domain=~a.test||~b.test|"),
+            rule(R"(/t\.js)", "block", {{"unless-domain", {"*a.test", "*b.test"}}}))
       << "empty pieces are dropped";
   // Quotes and control characters stay valid JSON.
   all = rules("/a\"b.js\n/t\tab.js$domain=q\"x.test");
-  ASSERT_EQ(all.size(), 2u);
-  EXPECT_EQ(all[0]["trigger"]["url-filter"], R"(/a"b\.js)");
-  EXPECT_EQ(all[1]["trigger"]["url-filter"], "/t\tab\\.js");
+  EXPECT_EQ(filtersOf(all), (std::vector<std::string>{R"(/a"b\.js)", "/t\tab\\.js"}));
   EXPECT_EQ(all[1]["trigger"]["if-domain"], json({"*q\"x.test"}));
 }
 
-TEST(EasyPrivacyCounts, CountsEmptyInputAndTheRuleLimitWhichDropsTrailingBlocksAndKeepsExceptions) {
-  auto empty = EasyPrivacy::convert("");
-  EXPECT_EQ(empty.json, "[]");
-  EXPECT_EQ(empty.blocking + empty.exceptions + empty.skipped, 0);
-
-  auto limited = EasyPrivacy::convert("/b1.\n/b2.\n/b3.\n@@/e1.\n@@/e2.\n", 3);
-  EXPECT_EQ(limited.blocking, 1);
-  EXPECT_EQ(limited.exceptions, 2);
-  EXPECT_EQ(limited.skipped, 2);
-  json all = json::parse(limited.json);
-  ASSERT_EQ(all.size(), 3u);
-  EXPECT_EQ(all[0]["trigger"]["url-filter"], R"(/b1\.)");
-  EXPECT_EQ(all[1]["trigger"]["url-filter"], R"(/e1\.)");
-
-  auto exceptionsOnly = EasyPrivacy::convert("/b1.\n@@/e1.\n@@/e2.\n", 1);
-  EXPECT_EQ(json::parse(exceptionsOnly.json).size(), 1u);
-  EXPECT_EQ(exceptionsOnly.blocking, 0);
-
-  // Important blocks are kept before ordinary ones, exceptions before both.
-  auto withImportant = EasyPrivacy::convert("/b1.\n/i1.$important\n@@/e1.\n/i2.$important\n", 2);
-  EXPECT_EQ(withImportant.blocking, 1);
-  EXPECT_EQ(withImportant.exceptions, 1);
-  EXPECT_EQ(withImportant.skipped, 2);
-  EXPECT_EQ(withImportant.skippedBy[size_t(EasyPrivacy::Skip::ruleLimit)], 2);
-  EXPECT_EQ(json::parse(withImportant.json).size(), 2u);
+TEST(EasyPrivacyCounts, LinesAndRulesAreCountedAndTheRuleLimitDropsTrailingBlocksFirst) {
+  // Counts are blocking, exceptions, skipped, and of those skipped over the limit.
+  struct Case {
+    std::string text;
+    std::array<int, 4> counts;
+    std::vector<std::string> filters;
+    int limit = EasyPrivacy::maxRules;
+  };
+  const Case cases[] = {
+      {"", {0, 0, 0, 0}, {}},
+      // Element hiding counts as skipped; comments, the header and blank lines do not; spaces and tabs are trimmed.
+      {"[Adblock Plus 2.0]\n! Title: test\nexample.com##.ad\n   \t \n\n  ||tracker.test^  \n",
+       {1, 0, 1, 0},
+       {kAnyHost + R"(tracker\.test)" + kSeparator}},
+      // Any line break ends a line, and none is left in a pattern.
+      {"/one.js\r\n/two.js\r/three.js\n/four.js",
+       {4, 0, 0, 0},
+       {R"(/one\.js)", R"(/two\.js)", R"(/three\.js)", R"(/four\.js)"}},
+      // Separator twins count as the two rules they are.
+      {"||apester.com/event^\n@@||cdn.test/ok^\n",
+       {2, 2, 0, 0},
+       {kAnyHost + R"(apester\.com/event)" + kSeparator, kAnyHost + R"(apester\.com/event$)",
+        kAnyHost + R"(cdn\.test/ok)" + kSeparator, kAnyHost + R"(cdn\.test/ok$)"}},
+      // Past the limit, exceptions are kept first, then important blocks, then the first ordinary ones.
+      {"/b1.\n/b2.\n/b3.\n@@/e1.\n@@/e2.\n", {1, 2, 2, 2}, {R"(/b1\.)", R"(/e1\.)", R"(/e2\.)"}, 3},
+      {"/b1.\n@@/e1.\n@@/e2.\n", {0, 1, 2, 2}, {R"(/e1\.)"}, 1},
+      {"/b1.\n/i1.$important\n@@/e1.\n/i2.$important\n", {1, 1, 2, 2}, {R"(/e1\.)", R"(/i1\.)"}, 2},
+  };
+  for (const auto& c : cases) {
+    auto converted = EasyPrivacy::convert(c.text, c.limit);
+    std::array<int, 4> counts{converted.blocking, converted.exceptions, converted.skipped,
+                              converted.skippedBy[size_t(EasyPrivacy::Skip::ruleLimit)]};
+    EXPECT_EQ(counts, c.counts) << c.text;
+    EXPECT_EQ(filtersOf(json::parse(converted.json)), c.filters) << c.text;
+  }
 }
 
 // The real list, when this checkout has it.
@@ -286,9 +272,7 @@ TEST(EasyPrivacyRealList, ConvertsMostRulesInTheirOrder) {
   EXPECT_GT(converted.blocking, int(lines / 2));
   EXPECT_GT(converted.exceptions, 100);
   EXPECT_LT(converted.skipped, int(lines / 20));
-  int byReason = 0;
-  for (int n : converted.skippedBy) byReason += n;
-  EXPECT_EQ(byReason, converted.skipped);
+  EXPECT_EQ(std::accumulate(converted.skippedBy.begin(), converted.skippedBy.end(), 0), converted.skipped);
   EXPECT_LE(converted.blocking + converted.exceptions, EasyPrivacy::maxRules);
 
   // Whether WebKit takes every rule is for the engine tests, which compile this list; here: blocks, then
@@ -301,6 +285,29 @@ TEST(EasyPrivacyRealList, ConvertsMostRulesInTheirOrder) {
     bool exception = i >= firstException && i < firstException + size_t(converted.exceptions);
     ASSERT_EQ(all[i]["action"]["type"], exception ? "ignore-previous-rules" : "block") << i;
   }
+}
+
+TEST(ConvertCommand, WritesJsonAndOneCountsLineEvenForBrokenUtf8OrFailsWithAMessage) {
+  const auto folder = std::filesystem::temp_directory_path() / ("quillo-convert-" + std::to_string(::getpid()));
+  std::filesystem::create_directories(folder);
+  std::ofstream(folder / "list.txt", std::ios::binary)
+      << "[Adblock Plus 2.0]\n||a.test^\n@@||a.test/ok\n/x.js$popup\n/z\xe4hler.js\n";
+  std::ostringstream out, err;
+  EXPECT_EQ(convertFilterListCommand((folder / "list.txt").string(), out, err), 0);
+  EXPECT_EQ(nlohmann::json::parse(out.str()).size(), 2u);
+  EXPECT_EQ(err.str(), "blocking 1, exceptions 1, skipped 2\n");
+
+  for (const auto& path : {(folder / "missing.txt").string(), folder.string()}) {
+    std::ostringstream none, message;
+    EXPECT_EQ(convertFilterListCommand(path, none, message), 1) << path;
+    EXPECT_NE(message.str().find("couldn't read the filter list"), std::string::npos) << message.str();
+    EXPECT_TRUE(none.str().empty());
+    if (path.ends_with("missing.txt")) {
+      EXPECT_NE(message.str().find("missing.txt"), std::string::npos) << message.str();
+    }
+  }
+  EXPECT_NE(convertFilterListCommand("", out, err), 0);
+  std::filesystem::remove_all(folder);
 }
 
 }  // namespace

@@ -9,7 +9,7 @@
 #include "blocking/easy_privacy.h"
 #include "core/date.h"
 #include "core/settings.h"
-#include "fake_filter_store.h"
+#include "support/fake_filter_store.h"
 #include "support/temp_home.h"
 #include "support/test_server.h"
 
@@ -22,7 +22,8 @@ using namespace std::chrono_literals;
 // sure the condition is looked at even when nothing else happens.
 bool runUntil(const std::function<bool()>& done, std::chrono::milliseconds timeout = 15s) {
   auto deadline = std::chrono::steady_clock::now() + timeout;
-  guint tick = g_timeout_add(20, [](gpointer) -> gboolean { return G_SOURCE_CONTINUE; }, nullptr);
+  guint tick = g_timeout_add(
+      20, [](gpointer) -> gboolean { return G_SOURCE_CONTINUE; }, nullptr);
   while (!done() && std::chrono::steady_clock::now() < deadline) g_main_context_iteration(nullptr, TRUE);
   g_source_remove(tick);
   return done();
@@ -64,10 +65,9 @@ class ListUpdateTest : public ::testing::Test {
 };
 
 TEST_F(ListUpdateTest, FailuresKeepTheOldListAndAnOkAnswerInstallsTheNewOneIntoOpenPages) {
-  test::Route notFound;
+  test::Route notFound, dropped, ok;
   notFound.status = 404;
   notFound.body = "no such list";
-  test::Route dropped;
   dropped.drop = true;
   for (const auto& [route, logged] : {std::pair{notFound, "bad server response: 404"}, {dropped, ""}}) {
     SCOPED_TRACE(logged);
@@ -80,14 +80,13 @@ TEST_F(ListUpdateTest, FailuresKeepTheOldListAndAnOkAnswerInstallsTheNewOneIntoO
     EXPECT_TRUE(isStale());
     EXPECT_EQ(installed_.size(), 2u) << "only the start-up installs";
   }
-  // Only HTTP is fetched.
   lists_ = std::make_unique<BlockLists>(store_, settings_, scheduler_, nullptr, "file:///etc/passwd");
   lists_->start();
   ASSERT_TRUE(runUntil([&] { return lists_->isSettled.get() && !lists_->isUpdating(); }));
-  EXPECT_TRUE(log_.has("Quillo: couldn't update EasyPrivacy: bad address file:///etc/passwd"));
+  EXPECT_TRUE(log_.has("Quillo: couldn't update EasyPrivacy: bad address file:///etc/passwd"))
+      << "only HTTP is fetched";
 
   const std::string list = "! test list\n||tracker.test^$third-party\n@@||tracker.test/ok.js\n";
-  test::Route ok;
   ok.contentType = "text/plain";
   ok.body = list;
   server_.route("/easyprivacy.txt", ok);

@@ -1,26 +1,29 @@
-// The window's own keys: which reach the palette and which pass on. The
-// journeys press the keys that act (Ctrl+`, "/", Down, Escape, Tab,
-// Backspace, Ctrl+C, Shift+Delete); these are the ones that must not.
+// The window's own keys that must pass on to the field or the page (the journeys press those that act).
 #include "chrome/key_handler.h"
-#include "palette/palette_fixture.h"
+
+#include "support/browser_test.h"
 
 namespace quillo::test {
 namespace {
 
 using Key = KeyPress::Key;
 
-class KeyHandling : public PaletteTest {
+class KeyHandling : public BrowserTest {
  protected:
   KeyHandling() {
     for (auto* address : {"https://alpha.example/", "https://beta.example/", "https://gamma.example/"}) open(address);
   }
-  static KeyPress field(Key key, bool empty = true) {
+  // A key pressed in the field (empty or not) or in the page; Ctrl is only ever held over selected text.
+  static KeyPress press(Key key, bool inField, bool empty, bool shift = false, bool ctrl = false) {
     KeyPress p;
     p.key = key;
-    p.inField = true;
+    p.inField = inField;
     p.fieldEmpty = empty;
+    p.shift = shift;
+    p.ctrl = p.fieldHasSelection = ctrl;
     return p;
   }
+  static KeyPress field(Key key, bool empty = true) { return press(key, true, empty); }
 };
 
 TEST_F(KeyHandling, KeysOutOfPlaceOrWithOtherModifiersPassOn) {
@@ -30,26 +33,15 @@ TEST_F(KeyHandling, KeysOutOfPlaceOrWithOtherModifiersPassOn) {
   ASSERT_TRUE(handleKey(*browser, field(Key::down, false)));
   ASSERT_TRUE(browser->results().at(0).pin());
 
-  auto plainGrave = field(Key::grave);
-  auto slashInText = field(Key::slash, false);
-  auto slashInPage = field(Key::slash);
-  slashInPage.inField = false;
-  auto shiftDown = field(Key::down, false);
-  shiftDown.shift = true;
-  auto copyFieldSelection = field(Key::c, false);
-  copyFieldSelection.ctrl = copyFieldSelection.fieldHasSelection = true;
-  auto removeInPage = field(Key::del);
-  removeInPage.shift = true;
-  removeInPage.inField = false;
-  for (auto [what, press] : std::initializer_list<std::pair<const char*, KeyPress>>{
-           {"a plain grave is typed", plainGrave},
-           {"a slash inside an address is a path", slashInText},
-           {"the page keeps its slash", slashInPage},
-           {"Shift+Down extends the field's selection", shiftDown},
-           {"the field copies its own selection", copyFieldSelection},
-           {"the page keeps Shift+Delete", removeInPage},
+  for (auto [what, key] : std::initializer_list<std::pair<const char*, KeyPress>>{
+           {"a plain grave is typed", press(Key::grave, true, true)},
+           {"a slash inside an address is a path", press(Key::slash, true, false)},
+           {"the page keeps its slash", press(Key::slash, false, true)},
+           {"Shift+Down extends the field's selection", press(Key::down, true, false, true)},
+           {"the field copies its own selection", press(Key::c, true, false, false, true)},
+           {"the page keeps Shift+Delete", press(Key::del, false, true, true)},
        })
-    EXPECT_FALSE(handleKey(*browser, press)) << what;
+    EXPECT_FALSE(handleKey(*browser, key)) << what;
   EXPECT_EQ(browser->current(), current);
   EXPECT_EQ(browser->query.get(), "gamma");
   EXPECT_EQ(browser->highlightIndex(), 0);

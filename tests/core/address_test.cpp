@@ -1,6 +1,7 @@
-#include <gtest/gtest.h>
-
+// Address rules: what typed text becomes, the search address, local addresses and what the field shows.
 #include "core/address.h"
+
+#include <gtest/gtest.h>
 
 namespace quillo {
 namespace {
@@ -19,11 +20,7 @@ std::optional<Url> u(const char* text) { return Url::parse(text); }
 // What a user types, or a program hands over on the command line, keeps its
 // bytes when it is an address, and becomes a search only when it is words.
 TEST(AddressURL, TypedTextBecomesNothingASearchOrTheAddressAsTyped) {
-  struct Case {
-    const char* typed;
-    const char* becomes;
-  };
-  for (auto [typed, becomes] : std::initializer_list<Case>{
+  for (auto [typed, becomes] : std::initializer_list<std::pair<const char*, const char*>>{
            // Blank text, Unicode spaces included.
            {"", "(none)"},
            {"   \n\t  ", "(none)"},
@@ -73,12 +70,10 @@ TEST(AddressURL, TypedTextBecomesNothingASearchOrTheAddressAsTyped) {
 
 TEST(AddressSearchURL, OneQueryItemCarryingTheTextUnchanged) {
   auto url = Address::searchURL("a+b&c=d #1 ü%");
-  EXPECT_EQ(url.scheme(), "https");
-  EXPECT_EQ(url.host(), "duckduckgo.com");
-  EXPECT_EQ(url.path(), "/");
+  EXPECT_TRUE(url.str().starts_with("https://duckduckgo.com/?q=")) << url.str();
   EXPECT_EQ(url.queryItem("q"), "a+b&c=d #1 ü%");
-  EXPECT_EQ(url.query().find('&'), std::string::npos);  // the text's & is escaped, not a second item
-  EXPECT_TRUE(url.fragment().empty());
+  // The text's & and # are escaped: no second item, no fragment.
+  EXPECT_EQ(url.str().find_first_of("&#"), std::string::npos) << url.str();
   EXPECT_EQ(Address::searchURL("").queryItem("q"), "");
 }
 
@@ -86,17 +81,17 @@ TEST(AddressIsIPv4, FourDecimalPartsUpTo255WithEmptyPiecesSkipped) {
   // Leading zeros are still decimal.
   for (const char* text : {"192.168.0.1", "0.0.0.0", "255.255.255.255", "010.001.0.1", "192.168.0.1.", ".192.168.0.1"})
     EXPECT_TRUE(Address::isIPv4(text)) << text;
-  for (const char* text : {"256.1.1.1", "1.2.3", "1.2.3.4.5", "1.2.3.x", "1.2.3.-4", "1.2.3.99999999999999999999", "",
-                           "10.0..1"})
+  for (const char* text :
+       {"256.1.1.1", "1.2.3", "1.2.3.4.5", "1.2.3.x", "1.2.3.-4", "1.2.3.99999999999999999999", "", "10.0..1"})
     EXPECT_FALSE(Address::isIPv4(text)) << text;
 }
 
 TEST(AddressIsLocal, LocalNamesAndPrivateOrLinkLocalRangesOverHttpOnly) {
   EXPECT_FALSE(Address::isLocal(std::nullopt));
-  for (const char* local : {"http://printer.local/status", "https://app.test", "http://dev.localhost:8080",
-                            "http://LOCALHOST:8080", "http://[::1]:8080/", "http://0.0.0.0", "http://10.1.2.3",
-                            "http://127.0.0.1:8000", "http://172.16.0.1", "https://172.31.0.1", "http://169.254.1.1",
-                            "http://192.168.1.1"})
+  for (const char* local :
+       {"http://printer.local/status", "https://app.test", "http://dev.localhost:8080", "http://LOCALHOST:8080",
+        "http://[::1]:8080/", "http://0.0.0.0", "http://10.1.2.3", "http://127.0.0.1:8000", "http://172.16.0.1",
+        "https://172.31.0.1", "http://169.254.1.1", "http://192.168.1.1"})
     EXPECT_TRUE(Address::isLocal(u(local))) << local;
   for (const char* other : {"http://example.local.com", "https://example.com", "http://notlocal", "http://172.32.0.1",
                             "http://172.15.0.1", "http://169.253.1.1", "http://192.169.1.1", "http://8.8.8.8",

@@ -1,5 +1,6 @@
-// The session file: its format, what survives bad input, and the copy kept
-// from the save before.
+// The session file: its format, what survives bad input, and the copy kept from the save before.
+#include "core/session.h"
+
 #include <gtest/gtest.h>
 
 #include <filesystem>
@@ -8,8 +9,7 @@
 
 #include "core/app_support.h"
 #include "core/date.h"
-#include "core/log.h"
-#include "core/session.h"
+#include "support/fake_filter_store.h"
 #include "support/temp_home.h"
 
 namespace quillo {
@@ -60,36 +60,26 @@ TEST(SessionJSON, EveryFieldIsWrittenUnderItsFileKeyAbsentOnesLeftOutAndReadBack
   EXPECT_EQ(decoded.tabs[2].navigation, "") << "empty is kept as empty";
 }
 
-TEST(SessionJSON, NothingUsableGivesAnEmptySessionWithoutThrowing) {
+// Nothing usable gives an empty session; wrong types and malformed blobs of optional fields are dropped.
+TEST(SessionJSON, BadInputIsDroppedWithoutThrowing) {
   for (const char* text : {"", "{", "null", "[1,2]", "\"session\"", "42", "{\"tabs\":", "\xff\xfe\x00garbage",
                            "{\"tabs\":{}}", "{\"tabs\":\"x\",\"recent\":[0]}", "{\"recent\":[0,1]}"}) {
-    Session decoded;
+    Session decoded{{tab("https://stale.example/")}, {0}};
     EXPECT_NO_THROW(decoded = Session::fromText(text)) << text;
-    EXPECT_TRUE(decoded.tabs.empty()) << text;
-    EXPECT_TRUE(decoded.recent.empty()) << text;
+    EXPECT_EQ(decoded, Session()) << text;
   }
-}
 
-TEST(SessionJSON, WrongTypesAndMalformedBlobsOfOptionalFieldsAreDropped) {
-  auto decoded = Session::fromText(R"({"tabs":[{
+  EXPECT_EQ(Session::fromText(R"({"tabs":[{
       "url": "https://example.com", "title": 7, "customName": ["x"], "pinID": "not-a-uuid",
       "splitPartner": "0", "splitIsLeft": "yes", "splitRatio": "half", "navigation": "not base64!"
-    }], "recent": [0]})");
-  ASSERT_EQ(decoded.tabs.size(), 1u);
-  EXPECT_EQ(decoded.tabs[0], tab("https://example.com"));
-  EXPECT_EQ(decoded.recent, std::vector<size_t>{0});
-
+    }], "recent": [0]})"),
+            (Session{{tab("https://example.com")}, {0}}));
   for (const char* blob : {"aGVsbG8", "aGVs=G8=", "aGVsbG8==", "a===", "aGVs bG8="}) {
     json file = {{"tabs", {{{"url", "https://a.com"}, {"title", "A"}, {"navigation", blob}}}}, {"recent", {0}}};
-    decoded = Session::fromJSON(file);
-    ASSERT_EQ(decoded.tabs.size(), 1u) << blob;
-    EXPECT_FALSE(decoded.tabs[0].navigation) << "malformed: dropped " << blob;
+    EXPECT_EQ(Session::fromJSON(file), (Session{{tab("https://a.com", "A")}, {0}})) << "malformed: dropped " << blob;
   }
-
-  decoded = Session::fromText(R"({"tabs":[{"url":"https://a.com"}]})");
-  ASSERT_EQ(decoded.tabs.size(), 1u);
-  EXPECT_EQ(decoded.tabs[0].title, "");  // a missing title is an empty one
-  EXPECT_TRUE(decoded.recent.empty());
+  // A missing title is an empty one.
+  EXPECT_EQ(Session::fromText(R"({"tabs":[{"url":"https://a.com"}]})"), (Session{{tab("https://a.com")}, {}}));
 }
 
 TEST(SessionJSON, DroppedTabsTakeTheirIndicesWithThem) {
@@ -103,44 +93,29 @@ TEST(SessionJSON, DroppedTabsTakeTheirIndicesWithThem) {
       {"url": "https://e.com", "title": "E", "splitPartner": 0.0, "splitIsLeft": false},
       "not a tab"
     ], "recent": [4, 1, 2, 0, 3, 99, -1, "2", 2.5, 2.0]})");
-  ASSERT_EQ(decoded.tabs.size(), 3u);
-  EXPECT_EQ(decoded.tabs[0].title, "A");
-  EXPECT_EQ(decoded.tabs[1].title, "C");
-  EXPECT_EQ(decoded.tabs[2].title, "E");
-  EXPECT_EQ(decoded.tabs[0].splitPartner, 2u);
-  EXPECT_FALSE(decoded.tabs[1].splitPartner);  // its partner was dropped
-  EXPECT_EQ(decoded.tabs[2].splitPartner, 0u);
+  std::vector<std::pair<std::string, std::optional<size_t>>> kept;
+  for (const auto& tab : decoded.tabs) kept.emplace_back(tab.title, tab.splitPartner);
+  // C's partner was dropped.
+  EXPECT_EQ(kept, (decltype(kept){{"A", 2}, {"C", std::nullopt}, {"E", 0}}));
   EXPECT_EQ(decoded.recent, (std::vector<size_t>{2, 1, 0, 1}));
 }
 
-class SessionFile : public ::testing::Test {
- protected:
-  void SetUp() override {
-    oldSink_ = setLogSink([this](const std::string& line) { log_.push_back(line); });
-  }
-  void TearDown() override { setLogSink(oldSink_); }
-  std::filesystem::path sessionFile() const { return AppSupport::file("session.json"); }
-
+TEST(SessionFile, ABadFileIsKeptAsideAndTheTabsComeFromTheSaveBeforeIt) {
   test::TempHome home;
-  LogSink oldSink_;
-  std::vector<std::string> log_;
-};
-
-TEST_F(SessionFile, ABadFileIsKeptAsideAndTheTabsComeFromTheSaveBeforeIt) {
+  test::CapturedLog log;
+  const auto sessionFile = AppSupport::file("session.json");
   EXPECT_TRUE(Session::read().tabs.empty());  // no file yet
-  EXPECT_TRUE(log_.empty());
-  std::filesystem::create_directories(sessionFile().parent_path());
-  std::ofstream(sessionFile()) << "{\"tabs\": [";
+  EXPECT_TRUE(log.lines.empty());
+  std::filesystem::create_directories(sessionFile.parent_path());
+  std::ofstream(sessionFile) << "{\"tabs\": [";
   EXPECT_EQ(Session::read(), Session()) << "unreadable, and nothing saved before it";
-  EXPECT_FALSE(std::filesystem::exists(sessionFile()));
+  EXPECT_FALSE(std::filesystem::exists(sessionFile));
   EXPECT_TRUE(std::filesystem::exists(home.data("session.json.unreadable")));
-  ASSERT_EQ(log_.size(), 1u);
-  log_.clear();
+  ASSERT_EQ(log.lines.size(), 1u);
+  log.lines.clear();
 
   Session first = fullSession();
-  Session second;
-  second.tabs.push_back(first.tabs[0]);
-  second.recent = {0};
+  Session second{{first.tabs[0]}, {0}};
   ASSERT_TRUE(first.save());
   EXPECT_EQ(Session::read(), first);
   EXPECT_FALSE(std::filesystem::exists(AppSupport::file(Session::kPreviousFileName))) << "nothing to keep yet";
@@ -149,20 +124,20 @@ TEST_F(SessionFile, ABadFileIsKeptAsideAndTheTabsComeFromTheSaveBeforeIt) {
 
   // A torn file comes back from the save before (the crash test tears one);
   // an empty file counts as unreadable too, and the earlier kept copy stays.
-  std::ofstream(sessionFile(), std::ios::trunc).flush();
+  std::ofstream(sessionFile, std::ios::trunc).flush();
   EXPECT_EQ(Session::read(), first);
   EXPECT_TRUE(std::filesystem::exists(home.data("session.json.unreadable.2")));
   EXPECT_TRUE(std::filesystem::exists(home.data("session.json.unreadable")));
-  ASSERT_EQ(log_.size(), 2u);
-  EXPECT_EQ(log_[1], "Quillo: restored the open tabs from session.json.previous");
+  ASSERT_EQ(log.lines.size(), 2u);
+  EXPECT_EQ(log.lines[1], "Quillo: restored the open tabs from session.json.previous");
 
   // A bad file is never kept as the previous one.
-  std::ofstream(sessionFile(), std::ios::trunc) << "[1, 2";
+  std::ofstream(sessionFile, std::ios::trunc) << "[1, 2";
   ASSERT_TRUE(second.save());
   EXPECT_EQ(Session::fromJSON(AppSupport::read(Session::kPreviousFileName).value), first);
 
   // Both unreadable: an empty window.
-  std::ofstream(sessionFile(), std::ios::trunc) << "{";
+  std::ofstream(sessionFile, std::ios::trunc) << "{";
   std::ofstream(AppSupport::file(Session::kPreviousFileName), std::ios::trunc) << "{";
   EXPECT_EQ(Session::read(), Session());
 }

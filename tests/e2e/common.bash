@@ -1,8 +1,5 @@
-# What every end-to-end script shares; sourced, never run on its own.
-# Gives: $work (a scratch folder removed at exit, with every job killed),
-# serve SCRIPT ARGS… (starts a Python test server that writes its port to
-# its last argument, and waits for it), wait_for SECONDS COMMAND…, and
-# running (whether a Quillo answers on the session bus).
+# What the end-to-end scripts share: $work (removed at exit, every job killed), serve SCRIPT ARGS… (a Python server
+# that writes its port to its last argument), wait_for SECONDS COMMAND…, running (a Quillo answers on the bus).
 work=$(mktemp -d)
 trap 'kill -9 $(jobs -p) 2>/dev/null || true; rm -rf "$work"' EXIT
 

@@ -1,11 +1,6 @@
 #!/usr/bin/env bash
-# Kills the real browser (kill -9) at random moments while tabs open and
-# pages are visited, and checks after each kill that every file it keeps
-# still parses and that it lost no more than the last moments of changes.
-# Then quits normally, starts again and sees the current tab load, then
-# damages session.json and sees the tabs come back from the copy of the
-# save before. Runs under tools/with-display.
-#   QUILLO_CRASH_ROUNDS (default 4), QUILLO_CRASH_RANDOM (default: from the clock)
+# Kills the browser at random moments while tabs open: every file still parses and only the last moments are lost;
+# then a damaged session.json comes back from the save before. QUILLO_CRASH_ROUNDS (4), QUILLO_CRASH_RANDOM (clock).
 set -euo pipefail
 quillo=$1
 rounds=${QUILLO_CRASH_ROUNDS:-4}
@@ -34,12 +29,8 @@ base="http://127.0.0.1:$(cat "$work/port")"
 gone() { ! running; }
 now() { date +%s.%N; }
 
-# Every file kept must parse; tabs opened and visits made long enough before
-# the kill must be in it. Loss bounds: the session is written 1 s after the
-# last change and at most 2 s after the first unsaved one; history 2 s and
-# 4 s. Each bound gets a second of slack for a machine under load.
-# What an earlier round found saved must still be there: restoring and
-# saving again never drops a tab or a visit.
+# The session is written 1 s after the last change (2 s at most), history 2 s (4 s); each bound gets a second of
+# slack. What an earlier round found saved must still be there.
 check() {  # check KILL_TIME
   python3 - "$data" "$work/opened" "$1" "$XDG_CONFIG_HOME/quillo" "$work/kept" <<'PY'
 import json, os, sys
@@ -88,7 +79,6 @@ for round in $(seq "$rounds"); do
   : > "$work/opened"  # this round's tabs; the last moments before a kill may be lost
   "$quillo" 2>>"$work/log" & pid=$!
   wait_for 60 running
-  # Open a few tabs at random intervals, then kill at a random moment.
   for _ in $(seq $((1 + RANDOM % 3))); do
     n=$((n + 1))
     url="$base/r$round/t$n"

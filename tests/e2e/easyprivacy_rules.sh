@@ -1,18 +1,13 @@
 #!/usr/bin/env bash
-# Starts the real browser, lets it fetch and install a filter list from a
-# loopback server, opens a page by typing its address into the palette and
-# sees which of the page's requests the list stopped: a "~script" rule lets
-# the tracker's script through but not its image, and a rule ending in "^"
-# stops the address that ends right there or at its query, but not a longer
-# path.
-# Runs under tools/with-display (private D-Bus, Xvfb, temporary XDG folders).
+# The browser fetches and installs a filter list, a page typed into the palette loads, and the list stopped what it
+# should: a "~script" rule lets the tracker's script through but not its image; a rule ending in "^" stops the
+# address that ends there or at its query, not a longer path.
 set -euo pipefail
 quillo=$1
 source "$(dirname "$0")/common.bash"
 session="$XDG_DATA_HOME/quillo/session.json"
 
-# The page on 127.0.0.1, a tracker on 127.0.0.2 and another on 127.0.0.3:
-# three sites to WebKit. Every server logs "HOST PATH" for each request.
+# The page on 127.0.0.1, trackers on 127.0.0.2 and .3: three sites to WebKit. Each request is logged "HOST PATH".
 cat > "$work/server.py" <<'PY'
 import http.server, sys, threading
 log_path, port_path = sys.argv[1], sys.argv[2]
@@ -84,7 +79,6 @@ wait_for 60 session_has "script loaded, image blocked, event blocked, query bloc
 kill -TERM $browser
 wait $browser
 
-# What reached the servers agrees with what the page saw.
 requested "127.0.0.1 /page.html"
 requested "127.0.0.2 /t.js" || { echo "the tracker's script was blocked"; exit 1; }
 if requested "127.0.0.2 /t.gif"; then echo "the tracker's image was not blocked"; exit 1; fi

@@ -1,12 +1,7 @@
 #!/usr/bin/env bash
-# A private tab, driven by real key presses, stores a cookie, local and
-# session storage, an IndexedDB record and a cached file, and is zoomed.
-# After quit no file under the data, config or cache folders holds any
-# trace of it, and session.json, history.json and zoom.json know nothing of
-# the site. The same page in a normal tab does leave traces the search
-# finds, so the search is known to look where the engine writes. Last,
-# nothing under those folders may be readable by other accounts, including
-# files an older version left readable. Runs under tools/with-display.
+# A private tab stores cookies, storage, IndexedDB and a cached file, and is zoomed: after quit no file holds a trace
+# of it. The same in a normal tab does, so the search looks where the engine writes. No file is readable by others,
+# including files an older version left readable.
 set -euo pipefail
 quillo=$1
 source "$(dirname "$0")/common.bash"
@@ -81,16 +76,14 @@ for root in sys.argv[2:]:
 PY
 }
 
-# One run: open the page in a new tab of the given kind (keys), zoom it,
-# quit with Ctrl+Q.
-visit() {  # visit MARK NEW_TAB_KEYS
+visit() {  # visit MARK NEW_TAB_KEYS: open the page in a new tab of that kind by keys, zoom it, quit with Ctrl+Q
   local mark=$1 newtab=$2
   "$quillo" & pid=$!
   wait_for 60 running
   wait_for 10 xdotool search --name . >/dev/null
   xdotool mousemove 200 200
+  # The browser handles the keys in order, the palette opening first.
   keys "$newtab"
-  sleep 0.3  # the palette opens on the next frame
   xdotool type --delay 5 "http://127.0.0.1:$port/$mark/page.html"
   keys Return
   wait_for 30 requested "/$mark/done"

@@ -1,5 +1,4 @@
-// Content blocking in the real engine: compiling, the store, and what a page
-// can and cannot load.
+// Content blocking in the real engine: compiling, the store, and what a page can and cannot load.
 #include <gtest/gtest.h>
 #include <webkit/webkit.h>
 
@@ -14,7 +13,6 @@
 #include "core/log.h"
 #include "engine/support/engine_support.h"
 #include "page/webkit/webkit_engine.h"
-#include "support/test_server.h"
 
 namespace quillo::test {
 namespace {
@@ -37,7 +35,6 @@ Compiled compileAndWait(FilterStore& store, const std::string& identifier, const
   return *result;
 }
 
-// What the store holds under identifier (answered or not).
 std::optional<FilterStore::Stored> loadAndWait(FilterStore& store, const std::string& identifier) {
   auto result = std::make_shared<std::optional<FilterStore::Stored>>();
   store.load(identifier, [result](FilterStore::Stored stored) { *result = std::move(stored); });
@@ -59,7 +56,6 @@ TEST(BlockingStore, CompiledListsAreFoundAgainWithTheirDigestAndRemadeWhenUnread
     auto compiled = compileAndWait(store, ContentBlocker::identifier, json);
     ASSERT_TRUE(compiled.filter) << compiled.error;
     EXPECT_EQ(compiled.filter->identifier(), "quillo.trackers");
-    // The JSON and its digest are written beside it off the main thread.
     ASSERT_TRUE(runUntil([&] { return std::filesystem::exists(folder / "quillo.trackers.digest"); }));
   }
   WebKitFilterStore store(folder);
@@ -93,14 +89,12 @@ TEST(BlockingStore, CompiledListsAreFoundAgainWithTheirDigestAndRemadeWhenUnread
   EXPECT_EQ(loaded->sourceDigest, sourceDigest(json));
   EXPECT_GT(std::filesystem::file_size(compiledFile), 100u) << "compiled again from its JSON";
 
-  // And once more without any compiled file at all.
   std::filesystem::remove(compiledFile);
   loaded = loadAndWait(upgraded, ContentBlocker::identifier);
   EXPECT_TRUE(loaded && loaded->filter);
   EXPECT_TRUE(std::filesystem::exists(compiledFile));
 }
 
-// A view whose one filter is a list compiled in a store folder of the test's own.
 class BlockingEngine : public ::testing::Test {
  protected:
   void viewWithList(std::shared_ptr<DataStore> store, const std::string& identifier, const std::string& json) {
@@ -110,7 +104,7 @@ class BlockingEngine : public ::testing::Test {
     view = sharedEngine().makeView({std::move(store), {filter}, {}});
     view->setEvents(&events);
   }
-  // Loads a page made by loadsPage() and reads what it could load.
+  // What a page made by loadsPage() could load.
   nlohmann::json probe(const std::string& url) {
     if (!loadAndWait(*view, events, mustParse(url))) return {};
     if (!runUntil([&] { return view->title() != "waiting" && !view->title().empty(); })) return {};
@@ -131,28 +125,23 @@ TEST_F(BlockingEngine, RealEasyPrivacyListCompiles) {
   auto converted = EasyPrivacy::convert(text.str());
   ASSERT_GT(converted.blocking, 0);
 
-  // A large list on a busy machine: WebKit compiles it on its own thread.
+  // A large list on a busy machine.
   auto compiled = compileAndWait(filters, EasyPrivacy::identifier, converted.json, 120s);
   ASSERT_TRUE(compiled.answered);
   EXPECT_TRUE(compiled.filter) << compiled.error;
   EXPECT_TRUE(compiled.error.empty()) << compiled.error;
 }
 
-// A 1x1 transparent GIF.
-const std::string kGif("GIF89a\x01\x00\x01\x00\x80\x00\x00\x00\x00\x00\xff\xff\xff\x21\xf9\x04\x01\x00\x00\x00\x00\x2c\x00"
-                       "\x00\x00\x00\x01\x00\x01\x00\x00\x02\x02\x44\x01\x00\x3b",
-                       43);
-
-// A page that loads each {key, "script" or "img", address} and puts what
-// happened into its title, e.g. {"a":"blocked","b":"loaded"}.
+// A page that loads each {key, "script" or "img", address} and says in its title what happened: {"a":"blocked"}.
 struct Load {
   std::string key, tag, url;
 };
 std::string loadsPage(const std::vector<Load>& loads) {
-  std::string page = "<!doctype html><title>waiting</title><script>var seen = {};"
-                     "function done(key, what) { seen[key] = what;"
-                     "  if (Object.keys(seen).length == " + std::to_string(loads.size()) +
-                     ") document.title = JSON.stringify(seen); }</script>";
+  std::string page =
+      "<!doctype html><title>waiting</title><script>var seen = {};"
+      "function done(key, what) { seen[key] = what;"
+      "  if (Object.keys(seen).length == " +
+      std::to_string(loads.size()) + ") document.title = JSON.stringify(seen); }</script>";
   for (const auto& load : loads) {
     page += "<" + load.tag + " src='" + load.url + "' onload=\"done('" + load.key + "','loaded')\" onerror=\"done('" +
             load.key + "','blocked')\">" + (load.tag == "script" ? "</script>" : "");
@@ -160,7 +149,6 @@ std::string loadsPage(const std::vector<Load>& loads) {
   return page;
 }
 
-// A script and an image from each of two hosts: {"ts":…,"ti":…,"ns":…,"ni":…}.
 std::string probePage(const std::string& trackerOrigin, const std::string& neutralOrigin) {
   return loadsPage({{"ts", "script", trackerOrigin + "/t.js"},
                     {"ti", "img", trackerOrigin + "/t.gif"},
@@ -170,10 +158,10 @@ std::string probePage(const std::string& trackerOrigin, const std::string& neutr
 
 void serveProbeResources(TestServer& server, const std::vector<std::string>& images = {"/t.gif", "/n.gif"}) {
   for (const char* path : {"/t.js", "/n.js"}) server.route(path, Route{200, "text/javascript", "var ok = 1;", {}});
-  for (const auto& path : images) server.route(path, Route{200, "image/gif", kGif, {}});
+  for (const auto& path : images) server.route(path, Route{200, "image/gif", kTinyGif, {}});
 }
 
-// A private store whose requests, for any host, all reach `server`.
+// A private store whose requests, for any host, reach `server`.
 std::shared_ptr<DataStore> storeThroughProxy(const TestServer& server) {
   auto store = sharedEngine().makePrivateStore();
   WebKitNetworkProxySettings* proxy = webkit_network_proxy_settings_new(server.url("").c_str(), nullptr);
@@ -185,13 +173,11 @@ std::shared_ptr<DataStore> storeThroughProxy(const TestServer& server) {
 
 int requestsTo(const TestServer& server, const std::string& host, const std::string& path = {}) {
   int n = 0;
-  for (const auto& request : server.requests())
-    n += request.host == host && (path.empty() || request.path == path);
+  for (const auto& request : server.requests()) n += request.host == host && (path.empty() || request.path == path);
   return n;
 }
 
 TEST_F(BlockingEngine, BuiltInTrackerListBlocksThirdPartiesOnly) {
-  // Real tracker names through a proxy: every host reaches the test server.
   TestServer server;
   serveProbeResources(server);
   server.html("/page.html", probePage("http://ad.doubleclick.net", "http://cdn.neutral.test"));
@@ -214,7 +200,6 @@ TEST_F(BlockingEngine, BuiltInTrackerListBlocksThirdPartiesOnly) {
   EXPECT_EQ(requestsTo(server, "doubleclick.net", "/t.gif"), 1);
 }
 
-// (A rule ending in "^" is the EasyPrivacy script's.)
 TEST_F(BlockingEngine, ARewrittenExpressionBlocksBothAlternativesAndNothingElse) {
   TestServer server;
   serveProbeResources(server, {"/ab.gif", "/abc.gif", "/abcd.gif", "/abcde.gif"});
@@ -227,11 +212,10 @@ TEST_F(BlockingEngine, ARewrittenExpressionBlocksBothAlternativesAndNothingElse)
   ASSERT_EQ(converted.skipped, 0);
   ASSERT_EQ(converted.blocking, 2) << "one rule for each alternative";
   ASSERT_NO_FATAL_FAILURE(viewWithList(storeThroughProxy(server), EasyPrivacy::identifier, converted.json));
-  EXPECT_EQ(probe("http://site.test/tmx.html"), nlohmann::json({{"td3", "blocked"},
-                                                               {"bank4", "blocked"},
-                                                               {"short", "loaded"},
-                                                               {"long", "loaded"},
-                                                               {"other", "loaded"}}))
+  EXPECT_EQ(
+      probe("http://site.test/tmx.html"),
+      nlohmann::json(
+          {{"td3", "blocked"}, {"bank4", "blocked"}, {"short", "loaded"}, {"long", "loaded"}, {"other", "loaded"}}))
       << "three or four letters";
 }
 

@@ -1,27 +1,31 @@
+// Frames and the web process extension: messages, evaluation in either world and any frame, windows a site opens,
+// and site icons.
 #include <gtest/gtest.h>
-#include <gtk/gtk.h>
 
+#include "blocking/content_blocker.h"
 #include "engine/support/engine_support.h"
 #include "page/gtk/icon_decoding.h"
 #include "page/icon_store.h"
 #include "page/page.h"
 #include "page/webkit/webkit_engine.h"
 #include "scripts/resources.h"
-#include "support/test_server.h"
 
 namespace quillo::test {
 namespace {
 
-// A top page on 127.0.0.1 with a link and a cross-origin frame on 127.0.0.2
-// that has a link of its own. The frame hovers its link when the top page
-// asks it to (a cross-origin frame can't be scripted from the top).
+// A top page with a link and a cross-origin frame with a link of its own, which it hovers when the top page asks (a
+// cross-origin frame can't be scripted from the top).
 class FramesTest : public ::testing::Test {
  protected:
   void SetUp() override {
-    top_.html("/top", "<!doctype html><title>top</title><a id=link href='/target'>top link</a>"
-                      "<iframe src='" + other_.url("/frame") + "'></iframe>"
-                      "<script>addEventListener('message', e => { if (e.data === 'frame ready') "
-                      "document.title = 'ready'; });</script>");
+    top_.html("/top",
+              "<!doctype html><title>top</title><script>window.pageSecret = 42;</script>"
+              "<a id=link href='/target'>top link</a>"
+              "<iframe src='" +
+                  other_.url("/frame") +
+                  "'></iframe>"
+                  "<script>addEventListener('message', e => { if (e.data === 'frame ready') "
+                  "document.title = 'ready'; });</script>");
     other_.html("/frame",
                 "<!doctype html><title>framed</title><a id=link href='/inner'>inner link</a>"
                 "<script>addEventListener('message', e => { if (e.data === 'hover') "
@@ -47,9 +51,10 @@ TEST_F(FramesTest, TheHoverScriptReportsLinksFromTheMainFrameAndACrossOriginFram
   RecordingEvents events;
   auto view = loadTop(events, {hoverScript()});
 
-  // (The main frame's hovering, by a real pointer, is the split journeys'.)
-  ASSERT_TRUE(evaluateAndWait(*view, "document.getElementById('link').dispatchEvent("
-                                     "new MouseEvent('mouseover', {bubbles: true}))").result);
+  ASSERT_TRUE(evaluateAndWait(*view,
+                              "document.getElementById('link').dispatchEvent("
+                              "new MouseEvent('mouseover', {bubbles: true}))")
+                  .result);
   ASSERT_TRUE(runUntil([&] { return events.messagesNamed("quilloHover").size() == 1; }));
   auto hover = events.messagesNamed("quilloHover")[0];
   EXPECT_EQ(hover.payload, top_.url("/target"));
@@ -66,11 +71,11 @@ TEST_F(FramesTest, TheHoverScriptReportsLinksFromTheMainFrameAndACrossOriginFram
   EXPECT_NE(framed.frameID, hover.frameID);
 }
 
-TEST_F(FramesTest, EvaluatesInAChosenSubframeThroughTheExtensionAndNoPageWorldSeesOurScripts) {
+TEST_F(FramesTest, EvaluatesInEitherWorldOfAnyFrameAndNoPageWorldSeesOurScripts) {
   RecordingEvents events;
   // Every frame introduces itself, so the test learns the frame ids.
-  UserScript hello{"var quilloSecret = 1; quillo.post('hello', {url: location.href, top: window === top})", true,
-                   false, true};
+  UserScript hello{"var quilloSecret = 1; quillo.post('hello', {url: location.href, top: window === top})", true, false,
+                   true};
   auto view = loadTop(events, {hello, hoverScript()});
   ASSERT_TRUE(runUntil([&] { return events.messagesNamed("hello").size() == 2; }));
   uint64_t frameID = 0;
@@ -82,6 +87,14 @@ TEST_F(FramesTest, EvaluatesInAChosenSubframeThroughTheExtensionAndNoPageWorldSe
   }
   ASSERT_NE(frameID, 0u);
 
+  EXPECT_EQ(evaluateText(*view, "({sum: 1 + 2, list: [pageSecret]})"), R"({"list":[42],"sum":3})");
+  // The browser's world shares the DOM but not the page's globals.
+  EXPECT_EQ(evaluateText(*view, "[typeof pageSecret, document.title]", 0, true), R"(["undefined","ready"])");
+  EXPECT_EQ(evaluateAndWait(*view, "undefined").result, nlohmann::json(nullptr));
+  auto failed = evaluateAndWait(*view, "throw new Error('boom')");
+  EXPECT_FALSE(failed.result);
+  EXPECT_FALSE(failed.error.empty());
+
   // The page world can neither see nor call our scripts and handlers.
   const std::string probe =
       "[typeof quillo, typeof quilloSecret, 'quillo' in window,"
@@ -92,26 +105,28 @@ TEST_F(FramesTest, EvaluatesInAChosenSubframeThroughTheExtensionAndNoPageWorldSe
     ASSERT_TRUE(seen.result) << seen.error;
     EXPECT_EQ(*seen.result, (nlohmann::json{"undefined", "undefined", false, 0, "ReferenceError"})) << frame;
   }
-  EXPECT_EQ(*evaluateAndWait(*view, "[typeof quillo.post, typeof quilloSecret]", 0, true).result,
-            (nlohmann::json{"function", "number"}));
+  EXPECT_EQ(evaluateText(*view, "[typeof quillo.post, typeof quilloSecret]", 0, true), R"(["function","number"])");
 
-  auto title = evaluateAndWait(*view, "document.title", frameID, false);
-  ASSERT_TRUE(title.result) << title.error;
-  EXPECT_EQ(*title.result, "framed");
-  auto world = evaluateAndWait(*view, "[typeof quillo.post, location.origin]", frameID, true);
-  ASSERT_TRUE(world.result) << world.error;
-  EXPECT_EQ(*world.result, (nlohmann::json{"function", other_.url("")}));
+  EXPECT_EQ(evaluateText(*view, "document.title", frameID), "framed");
+  EXPECT_EQ(evaluateText(*view, "[typeof quillo.post, location.origin]", frameID, true),
+            nlohmann::json({"function", other_.url("")}).dump());
   // Writes land in the frame's own page world.
-  ASSERT_TRUE(evaluateAndWait(*view, "window.filled = 'by the browser'; null", frameID, false).result);
-  EXPECT_EQ(*evaluateAndWait(*view, "window.filled", frameID, false).result, "by the browser");
+  ASSERT_TRUE(evaluateAndWait(*view, "window.filled = 'by the browser'; null", frameID).result);
+  EXPECT_EQ(evaluateText(*view, "window.filled", frameID), "by the browser");
 
-  auto thrown = evaluateAndWait(*view, "throw new Error('boom')", frameID, false);
+  auto thrown = evaluateAndWait(*view, "throw new Error('boom')", frameID);
   EXPECT_FALSE(thrown.result);
   EXPECT_NE(thrown.error.find("boom"), std::string::npos) << thrown.error;
-  auto unknown = evaluateAndWait(*view, "1", 987654321, false);
+  auto unknown = evaluateAndWait(*view, "1", 987654321);
   EXPECT_FALSE(unknown.result);
   EXPECT_FALSE(unknown.error.empty());
   EXPECT_TRUE(events.messagesNamed("forged").empty());
+
+  // Answers for a view that is gone are dropped.
+  auto late = evaluateLater(*view, "1");
+  view.reset();
+  runFor(std::chrono::milliseconds(300));
+  EXPECT_FALSE(late->answered);
 }
 
 TEST_F(FramesTest, ASitesWindowReachesThePortWorkingAndSharingTheStore) {
@@ -130,7 +145,7 @@ TEST_F(FramesTest, ASitesWindowReachesThePortWorkingAndSharingTheStore) {
   EXPECT_EQ(child.store(), store);
   ASSERT_TRUE(runUntil([&] { return child.title() == "Child" && !child.isLoading(); }));
   EXPECT_EQ(child.url()->str(), top_.url("/child"));
-  EXPECT_EQ(*evaluateAndWait(child, "document.querySelector('p').textContent").result, "child");
+  EXPECT_EQ(evaluateText(child, "document.querySelector('p').textContent"), "child");
 
   // A window the site opened may close itself.
   ASSERT_TRUE(evaluateAndWait(child, "window.close(); null").result);
@@ -144,34 +159,9 @@ TEST_F(FramesTest, ASitesWindowReachesThePortWorkingAndSharingTheStore) {
   EXPECT_TRUE(loadAndWait(*view, events, mustParse(top_.url("/child"))));
 }
 
-// ---- Site icons: the icon-link script in the page and fetches through the
-// icon store's own session ----
-
-// A PNG of one colour and size, as the server sends it.
-std::string png(int size) {
-  std::vector<uint8_t> pixels(size_t(size * size * 4), 0xc0);
-  GBytes* data = g_bytes_new(pixels.data(), pixels.size());
-  GdkTexture* texture = gdk_memory_texture_new(size, size, GDK_MEMORY_R8G8B8A8, data, size_t(size) * 4);
-  g_bytes_unref(data);
-  GBytes* encoded = gdk_texture_save_to_png_bytes(texture);
-  g_object_unref(texture);
-  gsize length = 0;
-  auto* bytes = static_cast<const char*>(g_bytes_get_data(encoded, &length));
-  std::string out(bytes, length);
-  g_bytes_unref(encoded);
-  return out;
-}
-
-Route image(int size) {
-  Route route;
-  route.contentType = "image/png";
-  route.body = png(size);
-  return route;
-}
-
 class SiteIcons : public ::testing::Test {
  protected:
-  SiteIcons() : store(fetcher, decodesAsImage) { ensureGtk(); }
+  SiteIcons() : store(fetcher, decodesAsImage, ContentBlocker::isTracker) { ensureGtk(); }
   std::shared_ptr<Page> open(const std::string& address) {
     ViewConfiguration configuration;
     configuration.scripts.push_back(UserScript{std::string(scripts::resource("hover.js")), true, true, true});
@@ -188,24 +178,22 @@ class SiteIcons : public ::testing::Test {
   std::vector<std::shared_ptr<Page>> pages;
 };
 
-// (The whole ranking and the "/favicon.ico" fallback are the icon store's
-// unit tests'; here the page's links, their sizes and real answers.)
+// The page's icon links and real answers; the whole ranking is the icon store's unit tests'.
 TEST_F(SiteIcons, TheSmallestIconOfAtLeast32IsTriedFirstAndMissingOrBrokenOnesAreSkipped) {
-  server.html("/", "<title>icons</title>"
-                   "<link rel=icon href=/16.png sizes=16x16>"
-                   "<link rel='apple-touch-icon' href=/180.png sizes=180x180>"
-                   "<link rel='shortcut icon' href=/32.png sizes=32x32>");
-  server.route("/16.png", image(16));
-  Route broken = image(180);
-  broken.body = "<html>not an image</html>";
-  server.route("/180.png", broken);  // /32.png is missing: 404
+  server.html("/",
+              "<title>icons</title>"
+              "<link rel=icon href=/16.png sizes=16x16>"
+              "<link rel='apple-touch-icon' href=/180.png sizes=180x180>"
+              "<link rel='shortcut icon' href=/32.png sizes=32x32>");
+  server.route("/16.png", Route{200, "image/gif", kTinyGif});
+  server.route("/180.png", Route{200, "image/png", "<html>not an image</html>"});  // /32.png is missing: 404
   auto page = open(server.url("/"));
   ASSERT_TRUE(runUntil([&] { return page->icon.get().has_value(); }));
   EXPECT_EQ(server.count("/32.png"), 1);
   EXPECT_EQ(server.count("/180.png"), 1) << "then the larger";
   EXPECT_EQ(server.count("/16.png"), 1) << "then the smaller";
   EXPECT_EQ(server.count("/favicon.ico"), 0);
-  EXPECT_EQ(page->icon.get()->size(), image(16).body.size());
+  EXPECT_EQ(page->icon.get()->size(), kTinyGif.size());
 }
 
 }  // namespace

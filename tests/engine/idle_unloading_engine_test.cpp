@@ -1,16 +1,13 @@
-// Idle unloading on the real engine: typing in a cross-origin frame keeps a
-// page, an unloaded page gives up its web process and comes back with its
-// back/forward list when shown again.
+// Idle unloading on the real engine: typing in a cross-origin frame keeps a page, an unloaded page gives up its web
+// process and comes back with its back/forward list; and a restart.
 #include <gtest/gtest.h>
 #include <unistd.h>
 
 #include <filesystem>
-#include <fstream>
 #include <map>
 #include <set>
 
 #include "core/session.h"
-#include "engine/support/engine_support.h"
 #include "engine/support/journey.h"
 
 namespace quillo::test {
@@ -18,34 +15,26 @@ namespace {
 
 using namespace std::chrono_literals;
 
-// Web processes started for this test program: descendants of this process
-// (through the sandbox's helpers) named WebKitWebProcess.
+// Live web processes descended from this program (through the sandbox's helpers).
 std::set<int> webProcesses() {
   std::map<int, int> parentOf;
-  std::set<int> web;
+  std::set<int> web, ours;
   for (auto& entry : std::filesystem::directory_iterator("/proc")) {
     auto name = entry.path().filename().string();
     if (name.find_first_not_of("0123456789") != std::string::npos) continue;
-    std::ifstream stat(entry.path() / "stat");
-    std::string text((std::istreambuf_iterator<char>(stat)), {});
-    auto close = text.rfind(')');
-    auto open = text.find('(');
-    if (close == std::string::npos || open == std::string::npos) continue;
-    int pid = std::stoi(name);
-    std::string command = text.substr(open + 1, close - open - 1);
+    std::string text = readFile(entry.path() / "stat");
+    auto open = text.find('('), close = text.rfind(')');
     int parent = 0;
     char state = 0;
-    if (sscanf(text.c_str() + close + 2, "%c %d", &state, &parent) != 2 || state == 'Z') continue;
-    parentOf[pid] = parent;
-    if (command.rfind("WebKitWebProces", 0) == 0) web.insert(pid);
+    if (open == std::string::npos || close == std::string::npos ||
+        sscanf(text.c_str() + close + 2, "%c %d", &state, &parent) != 2 || state == 'Z')
+      continue;
+    parentOf[std::stoi(name)] = parent;
+    if (text.compare(open + 1, 15, "WebKitWebProces") == 0) web.insert(std::stoi(name));
   }
-  std::set<int> ours;
   for (int pid : web)
     for (int p = pid; p > 1; p = parentOf.count(p) ? parentOf[p] : 0)
-      if (p == getpid()) {
-        ours.insert(pid);
-        break;
-      }
+      if (p == getpid()) ours.insert(pid);
   return ours;
 }
 
@@ -61,22 +50,22 @@ class IdleJourney : public Journey {
   void SetUp() override {
     Journey::SetUp();
     if (IsSkipped()) return;
-    framed.html("/form", "<!doctype html><title>inner</title><form><input id=name value='preset'>"
-                         "<input type=checkbox id=box><textarea id=notes>kept</textarea></form>"
-                         "<script>addEventListener('message', e => { if (e.data === 'focus') "
-                         "document.getElementById('name').focus(); });</script>");
-    server.html("/outer", "<!doctype html><title>Outer page</title><iframe src='" + framed.url("/form") + "'></iframe>");
+    framed.html("/form",
+                "<!doctype html><title>inner</title><form><input id=name value='preset'>"
+                "<input type=checkbox id=box><textarea id=notes>kept</textarea></form>"
+                "<script>addEventListener('message', e => { if (e.data === 'focus') "
+                "document.getElementById('name').focus(); });</script>");
+    server.html("/outer",
+                "<!doctype html><title>Outer page</title><iframe src='" + framed.url("/form") + "'></iframe>");
     server.html("/one", "<!doctype html><title>One</title><p>one</p>");
     server.html("/two", "<!doctype html><title>Two</title><p>two</p>");
   }
-  // Makes the page look shown two hours ago.
   void ageHidden(const PagePtr& page) { page->lastShown = std::chrono::system_clock::now() - 2h; }
   // What a script answers in each frame of the page, the main one first.
   std::vector<nlohmann::json> inEveryFrame(const PagePtr& page, const std::string& script) {
     std::optional<std::vector<nlohmann::json>> values;
-    page->webView().evaluateInEveryFrame(script, false, [&](std::vector<nlohmann::json> results, std::string) {
-      values = std::move(results);
-    });
+    page->webView().evaluateInEveryFrame(
+        script, false, [&](std::vector<nlohmann::json> results, std::string) { values = std::move(results); });
     waitFor([&] { return values.has_value(); });
     return values.value_or(std::vector<nlohmann::json>{});
   }
@@ -94,7 +83,6 @@ TEST_F(IdleJourney, TypingIntoAFrameKeepsThePageAndDefaultsDoNot) {
   auto outer = openPage("/outer");
   ASSERT_TRUE(waitFor([&] { return pageScript(outer, "frames.length") == "1"; }));
   auto plain = openPage("/one");
-  // Back to the framed page; its field gets the keyboard and real keys.
   key("ctrl+grave");
   ASSERT_TRUE(waitFor([&] { return browser->current() == outer && pageHasFocus(); }));
   ASSERT_EQ(askIdle(outer), std::optional<bool>(true)) << "a form holding only its defaults";
@@ -106,7 +94,6 @@ TEST_F(IdleJourney, TypingIntoAFrameKeepsThePageAndDefaultsDoNot) {
   key("ctrl+grave");
   ASSERT_TRUE(waitFor([&] { return browser->current() == plain; }));
 
-  // The keys reached the field inside the frame, which every-frame scripts see.
   auto values = inEveryFrame(outer, "document.getElementById('name') && document.getElementById('name').value");
   ASSERT_EQ(values.size(), 2u);
   ASSERT_TRUE(values[1].is_string());
@@ -136,13 +123,11 @@ TEST_F(IdleJourney, UnloadedPagesLetTheirProcessesGoAndComeBackWithTheirHistory)
   ASSERT_TRUE(waitFor([&] { return page->isUnloaded() && second->isUnloaded(); }));
   EXPECT_EQ(page->liveView(), nullptr);
   EXPECT_FALSE(current->isUnloaded());
-  // WebKit may keep one emptied process as a spare for the next page; the
-  // other two pages' processes cannot both stay.
+  // WebKit may keep one emptied process as a spare; the two pages' processes cannot both stay.
   EXPECT_TRUE(waitFor([&] { return anyGone(before); }, 20s))
       << webProcesses().size() << " web processes, " << before.size() << " before";
   EXPECT_EQ(page->displayTitle(), "Two");
 
-  // Shown again with the keys: the second address, with the first behind it.
   browser->select(second);
   browser->select(current);
   key("ctrl+shift+grave");
@@ -154,9 +139,7 @@ TEST_F(IdleJourney, UnloadedPagesLetTheirProcessesGoAndComeBackWithTheirHistory)
   EXPECT_TRUE(waitFor([&] { return page->canGoForward.get(); }));
 }
 
-
-// Starting with a saved session: the page comes up with the keyboard and no
-// list flashes over it; keys typed before it is made stay in the field.
+// Keys typed before the restored page is made stay in the field.
 TEST_F(IdleJourney, ARestartShowsThePageAloneAndKeepsWhatWasTypedFirst) {
   openPage("/one");
   openPage("/two");

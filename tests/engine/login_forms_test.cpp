@@ -1,18 +1,12 @@
-// Logins filled by the real engine: the form scripts in the main frame and
-// in a cross-origin frame (through the web process extension), with the
-// tests' stand-in for the 1Password tool; and the journey that fills one by
-// keys in the real window.
+// Logins filled by the real engine, in the main frame and cross-origin frames, with the stand-in for 1Password's tool.
 #include <gtest/gtest.h>
-#include <gtk/gtk.h>
 
-#include "core/browser.h"
-#include "engine/support/engine_support.h"
+#include "browser/browser.h"
 #include "engine/support/journey.h"
 #include "features/one_password_logins.h"
 #include "page/webkit/webkit_engine.h"
 #include "palette/gtk/palette_view.h"
 #include "support/fake_op.h"
-#include "support/test_server.h"
 
 namespace quillo::test {
 namespace {
@@ -23,12 +17,9 @@ constexpr const char* kLoginForm =
     "<form action='/signed-in'><input id=user name=username><input id=pass type=password>"
     "<button>Sign in</button></form>";
 
-Login loginNamed(const std::string& id, const std::string& title, const std::string& host) {
-  return Login{id, title, std::nullopt, {host}};
-}
-const Login kAdmin = loginNamed("ad2k7q4wm3x8pv6nz5rj2cb4te", "Admin panel", "127.0.0.1");
-const Login kFramed = loginNamed("fr3q7x2mk5w8pv4nz6rj2cb4ya", "Framed shop", "127.0.0.2");
-const Login kCamera = loginNamed("cm5x8q2wk3p7vz4nr6jt2db4ua", "Camera", "127.0.0.1");
+const Login kAdmin{"ad2k7q4wm3x8pv6nz5rj2cb4te", "Admin panel", std::nullopt, {"127.0.0.1"}};
+const Login kFramed{"fr3q7x2mk5w8pv4nz6rj2cb4ya", "Framed shop", std::nullopt, {"127.0.0.2"}};
+const Login kCamera{"cm5x8q2wk3p7vz4nr6jt2db4ua", "Camera", std::nullopt, {"127.0.0.1"}};
 
 class LoginForms : public ::testing::Test {
  protected:
@@ -52,20 +43,18 @@ class LoginForms : public ::testing::Test {
 
   // A field's value as the page itself sees it, in a frame (0: the main one).
   std::string value(const PagePtr& page, const std::string& id, uint64_t frame = 0) {
-    auto answer = evaluateAndWait(page->webView(), "document.getElementById('" + id + "').value", frame, false);
-    return answer.result && answer.result->is_string() ? answer.result->get<std::string>() : "<" + answer.error + ">";
+    return evaluateText(page->webView(), "document.getElementById('" + id + "').value", frame);
   }
   std::string flash() const { return browser.flash.get().value_or(""); }
 
   uint64_t loginFrame(const PagePtr& page) {
+    uint64_t found = 0;
     EXPECT_TRUE(runUntil([&] {
       for (const auto& [id, frame] : page->formFrames)
-        if (frame.hasLogin) return true;
-      return false;
+        if (frame.hasLogin) found = id;
+      return found != 0;
     })) << "the frame reported its form";
-    for (const auto& [id, frame] : page->formFrames)
-      if (frame.hasLogin) return id;
-    return 0;
+    return found;
   }
 
   FakeOp op;
@@ -115,14 +104,15 @@ TEST_F(LoginForms, SkipsASearchBoxBeforeTheFormAndSaysSoWhenThereIsNoForm) {
 }
 
 TEST_F(LoginForms, FindsANamedCodeFieldAndSixSingleCharacterBoxes) {
-  top.html("/named", "<!doctype html><title>Code</title><input id=code autocomplete=one-time-code name=c>"
-                     "<input type=email id=mail>");
-  top.html("/boxes", "<!doctype html><title>Code</title><input id=find type=search>" +
-                         [] {
-                           std::string boxes;
-                           for (int i = 0; i < 6; ++i) boxes += "<input maxlength=1 id=b" + std::to_string(i) + ">";
-                           return boxes;
-                         }());
+  top.html("/named",
+           "<!doctype html><title>Code</title><input id=code autocomplete=one-time-code name=c>"
+           "<input type=email id=mail>");
+  top.html(
+      "/boxes", "<!doctype html><title>Code</title><input id=find type=search>" + [] {
+        std::string boxes;
+        for (int i = 0; i < 6; ++i) boxes += "<input maxlength=1 id=b" + std::to_string(i) + ">";
+        return boxes;
+      }());
   top.html("/three", "<!doctype html><title>Code</title><input maxlength=1><input maxlength=1><input maxlength=1>");
 
   auto ask = [&](const PagePtr& page, std::optional<std::string> code) {
@@ -151,19 +141,15 @@ TEST_F(LoginForms, FindsANamedCodeFieldAndSixSingleCharacterBoxes) {
   EXPECT_EQ(value(boxes, "find"), "");
 }
 
-// Filling a login the way a user does, by keys in the real window: the
-// login scope lists the site's logins from the tests' stand-in for the
-// 1Password tool, and Return fills the highlighted one into the page as
-// typing would.
+// Filling a login by keys in the real window.
 class LoginJourney : public Journey {
  protected:
   void SetUp() override {
     Journey::SetUp();
     if (IsSkipped() || HasFatalFailure()) return;
     server.html("/login",
-                "<!doctype html><title>Router sign-in</title><style>body{font:16px sans-serif;margin:40px}"
-                "input{display:block;margin:8px 0;padding:6px;width:280px}</style><h1>Router</h1>"
-                "<form action='/in'><label>User <input id=user name=username></label>"
+                "<!doctype html><title>Router sign-in</title><form action='/in'><label>User <input id=user "
+                "name=username></label>"
                 "<label>Password <input id=pass type=password name=password></label><button>Sign in</button></form>"
                 "<script>window.seen = []; document.addEventListener('input', e => seen.push(e.target.id));"
                 "document.addEventListener('change', e => seen.push('change:' + e.target.id));</script>");
@@ -172,10 +158,7 @@ class LoginJourney : public Journey {
     PaletteView::Services services;
     services.loginNotice = [this] { return logins->notice(); };
     list->setServices(services);
-    page = browser->makePage(false);
-    page->load(*Url::parse(server.url("/login")));
-    browser->add(page, true);
-    ASSERT_TRUE(waitFor([&] { return !page->isLoading.get() && page->title.get() == "Router sign-in"; }));
+    page = openPage("/login");
   }
   void TearDown() override {
     page.reset();
@@ -184,9 +167,8 @@ class LoginJourney : public Journey {
   }
 
   std::string field(const std::string& id) { return pageScript(page, "document.getElementById('" + id + "').value"); }
-  // Ctrl+E, "/login", Return: the scope opens with the keyboard in the field.
   void openLoginScope() {
-    key("ctrl+e");
+    openPalette();
     type("/login");
     ASSERT_TRUE(waitFor([&] { return browser->query.get() == "/login"; })) << browser->query.get();
     key("Return");
@@ -226,8 +208,7 @@ TEST_F(LoginJourney, DownAndReturnFillTheSecondLoginIntoThePage) {
 TEST_F(LoginJourney, TheToolsTroubleIsTheScopesNotice) {
   op.fail("[ERROR] account is not signed in\n");
   openLoginScope();
-  ASSERT_TRUE(waitFor([&] { return listShows("[ERROR] account is not signed in"); }))
-      << logins->notice().value_or("");
+  ASSERT_TRUE(waitFor([&] { return listShows("[ERROR] account is not signed in"); })) << logins->notice().value_or("");
   key("Escape");
   EXPECT_TRUE(waitFor([&] { return !browser->scope.get(); }));
 }

@@ -1,12 +1,11 @@
-// What pages must not reach (the user's files, the name of the site they
-// are framed in), and the dialogs a page raises, answered as a user would.
-#include <glib.h>
+// What pages must not reach (the user's files, the name of the site framing them), and the dialogs a page raises.
 #include <gtest/gtest.h>
 
 #include <filesystem>
 #include <fstream>
 
 #include "engine/support/engine_support.h"
+#include "support/temp_home.h"
 
 namespace quillo::test {
 namespace {
@@ -15,11 +14,10 @@ using namespace std::chrono_literals;
 
 class PageBoundaries : public ViewTest {
  protected:
-  // The heading of the dialog `script` (run in the top page) raises; the
-  // dialog is then answered.
+  // The heading of the dialog `script` raises, which is then answered.
   std::string dialogHeading(WebViewPort& view, const std::string& script) {
     evaluateLater(view, script);
-    if (!runUntil([] { return shownDialog() != nullptr; })) return "no dialog";
+    if (!awaitDialog()) return "no dialog";
     std::string text = textOf(shownDialog());
     gtk_dialog_response(GTK_DIALOG(shownDialog()), GTK_RESPONSE_OK);
     runUntil([] { return shownDialog() == nullptr; });
@@ -31,34 +29,26 @@ class PageBoundaries : public ViewTest {
 
 class LocalFiles : public PageBoundaries {
  protected:
-  void SetUp() override {
-    char* made = g_dir_make_tmp("quillo-local-XXXXXX", nullptr);
-    ASSERT_TRUE(made);
-    folder_ = made;
-    g_free(made);
-    std::ofstream(folder_ / "secret.txt") << "SECRET-SIBLING";
-  }
-  void TearDown() override {
-    ViewTest::TearDown();
-    std::filesystem::remove_all(folder_);
-  }
+  void SetUp() override { std::ofstream(folder_ / "secret.txt") << "SECRET-SIBLING"; }
   std::string fileURL(const std::string& name) const { return "file://" + (folder_ / name).string(); }
 
-  // Page script that tries every way to read `target` and reports in the title.
+  // A script that tries every way to read `target` and says in the title what it got.
   static std::string readAttempts(const std::string& target) {
-    return "<script>"
-           "let results = [];"
-           "function done(what) { results.push(what); document.title = results.sort().join(' '); }"
-           "fetch('" + target + "').then(r => r.text()).then(t => done('fetch:' + t), () => done('fetch:blocked'));"
-           "try { let x = new XMLHttpRequest(); x.open('GET', '" + target + "', false); x.send();"
-           "  done('xhr:' + x.responseText); } catch (e) { done('xhr:blocked'); }"
-           "let f = document.createElement('iframe'); f.src = '" + target + "';"
-           "f.onload = () => { try { done('frame:' + f.contentDocument.body.textContent); } catch (e) { done('frame:blocked'); } };"
-           "document.body.appendChild(f);"
-           "</script>";
+    std::string script = R"(<script>let results = [];
+      function done(what) { results.push(what); document.title = results.sort().join(' '); }
+      fetch('T').then(r => r.text()).then(t => done('fetch:' + t), () => done('fetch:blocked'));
+      try { let x = new XMLHttpRequest(); x.open('GET', 'T', false); x.send(); done('xhr:' + x.responseText); }
+      catch (e) { done('xhr:blocked'); }
+      let f = document.createElement('iframe'); f.src = 'T';
+      f.onload = () => { try { done('frame:' + f.contentDocument.body.textContent); }
+                         catch (e) { done('frame:blocked'); } };
+      document.body.appendChild(f);</script>)";
+    for (size_t at; (at = script.find("'T'")) != std::string::npos;) script.replace(at, 3, "'" + target + "'");
+    return script;
   }
 
-  std::filesystem::path folder_;
+  TempHome home;
+  std::filesystem::path folder_ = home.root();
 };
 
 TEST_F(LocalFiles, NeitherALocalPageNorAWebPageReadsAFile) {
@@ -68,7 +58,7 @@ TEST_F(LocalFiles, NeitherALocalPageNorAWebPageReadsAFile) {
 
   server.html("/", "<!doctype html><title>web</title><body>" + readAttempts(fileURL("secret.txt")));
   ASSERT_TRUE(loadAndWait(*view, events, mustParse(server.url("/"))));
-  // A file frame is refused before it loads, so it never reports.
+  // A file frame is refused before it loads: it never reports.
   ASSERT_TRUE(runUntil([&] { return view->title() == "fetch:blocked xhr:blocked"; })) << view->title();
   runFor(300ms);
   EXPECT_EQ(view->title(), "fetch:blocked xhr:blocked");
@@ -95,8 +85,7 @@ TEST_F(PageBoundaries, ADialogNamesNoHostWhileAFrameOfAnotherSiteCouldHaveAsked)
   server.html("/own", framing(server.url("/same")));
   server.html("/alone", "<!doctype html><title>ready</title>");
 
-  // WebKitGTK does not say which frame raised a dialog, so the frame of
-  // another site must not get to speak in this site's name.
+  // WebKitGTK does not say which frame raised a dialog: another site's frame must not speak in this site's name.
   auto view = show(server.url("/foreign"));
   ASSERT_TRUE(runUntil([&] { return view->title() == "ready"; }));
   EXPECT_EQ(dialogHeading(*view, "frames[0].postMessage('alert', '*'); null"), "A frame on this page says");
@@ -122,12 +111,12 @@ class ScriptDialogs : public ViewTest {
     view = show(server.url("/"));
   }
 
-  // Starts the script, waits for its dialog, lets `answer` handle it, and
-  // returns what the script got.
+  // What the script got once `answer` handled its dialog.
   Evaluation run(const std::string& script, const std::function<void(GtkMessageDialog*)>& answer) {
     auto evaluation = evaluateLater(*view, script);
-    EXPECT_TRUE(runUntil([] { return shownDialog() != nullptr; }));
-    if (GtkMessageDialog* dialog = shownDialog()) answer(dialog);
+    GtkMessageDialog* dialog = awaitDialog();
+    EXPECT_TRUE(dialog);
+    if (dialog) answer(dialog);
     EXPECT_TRUE(runUntil([&] { return evaluation->answered; }));
     return *evaluation;
   }
@@ -159,7 +148,7 @@ TEST_F(ScriptDialogs, ConfirmPromptAndAlertNameTheSiteAnswerWhatWasChosenAndGoWi
 
   // An alert has only "OK", and goes with its view unanswered.
   auto alert = evaluateLater(*view, "alert('Hi'); 'after'");
-  ASSERT_TRUE(runUntil([] { return shownDialog() != nullptr; }));
+  ASSERT_TRUE(awaitDialog());
   EXPECT_EQ(textOf(shownDialog(), "secondary-text"), "Hi");
   EXPECT_EQ(gtk_dialog_get_widget_for_response(GTK_DIALOG(shownDialog()), GTK_RESPONSE_CANCEL), nullptr);
   windowWith(nullptr);
@@ -169,10 +158,12 @@ TEST_F(ScriptDialogs, ConfirmPromptAndAlertNameTheSiteAnswerWhatWasChosenAndGoWi
 }
 
 TEST_F(ScriptDialogs, AnUploadFieldOpensAChooserAndGetsTheChosenFile) {
-  server.html("/upload", "<!doctype html><title>upload</title><input type=file id=f multiple accept='.txt' "
-                         "onchange=\"document.title = [...this.files].map(f => f.name).join(',')\">");
+  server.html("/upload",
+              "<!doctype html><title>upload</title><input type=file id=f multiple accept='.txt' "
+              "onchange=\"document.title = [...this.files].map(f => f.name).join(',')\">");
   ASSERT_TRUE(loadAndWait(*view, events, mustParse(server.url("/upload"))));
-  auto file = std::filesystem::temp_directory_path() / ("quillo-upload-" + std::to_string(getpid()) + ".txt");
+  TempHome home;
+  auto file = home.root() / "quillo-upload.txt";
   std::ofstream(file) << "uploaded";
   auto chooser = [] { return reinterpret_cast<GtkFileChooser*>(shownWindow(GTK_TYPE_FILE_CHOOSER)); };
 
@@ -193,7 +184,6 @@ TEST_F(ScriptDialogs, AnUploadFieldOpensAChooserAndGetsTheChosenFile) {
   gtk_dialog_response(GTK_DIALOG(chooser()), GTK_RESPONSE_ACCEPT);
   EXPECT_TRUE(runUntil([&] { return view->title() == file.filename().string(); })) << view->title();
   EXPECT_TRUE(runUntil([&] { return chooser() == nullptr; }));
-  std::filesystem::remove(file);
 }
 
 }  // namespace

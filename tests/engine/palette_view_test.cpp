@@ -1,20 +1,12 @@
-// The palette list in a real window on a real browser (pages on the fake
-// engine): what it shows for typed text, commands and the pins scope, how it
-// keeps its rows while typing, and renaming in place. Read through the
-// accessibility roles and names, as a screen reader would.
+// The palette list in a real window over pages on the fake engine, read through accessible roles and names.
+#include "palette/gtk/palette_view.h"
+
 #include <gtest/gtest.h>
 #include <gtkmm.h>
 
-#include <functional>
-#include <memory>
-#include <string>
-#include <vector>
-
+#include "browser/browser.h"
 #include "chrome/gtk/browser_window.h"
-#include "core/app_support.h"
-#include "core/browser.h"
 #include "engine/support/engine_support.h"
-#include "palette/gtk/palette_view.h"
 #include "stores/history.h"
 #include "support/fake_web_view.h"
 #include "support/temp_home.h"
@@ -46,8 +38,7 @@ class PaletteViewTest : public ::testing::Test {
   }
   void pin(const std::string& address, const std::string& title) { browser.pin(open(address, title)); }
 
-  // Opens the palette (its field takes the keyboard) and types into the
-  // field, then waits for the list.
+  // Opens the palette and types into its field, then waits for the list.
   void type(const std::string& text) {
     openPalette();
     window->addressBar().entry().set_text(text);
@@ -59,14 +50,14 @@ class PaletteViewTest : public ::testing::Test {
     runUntil([&] { return browser.chrome.isHeldOpen.get(); }, std::chrono::seconds(2));
     ASSERT_TRUE(browser.chrome.isHeldOpen.get()) << "the field has the keyboard";
   }
-  // Lets the list catch up (its update and the frame after it); it must be showing.
+  // Lets the list catch up (its update and the frame after it), which must be showing.
   void settle() {
     view->update();
     runUntil([&] { return view->get_visible() && view->get_mapped(); }, std::chrono::seconds(5));
     view->update();
     ASSERT_TRUE(view->get_visible() && view->get_mapped())
-        << "held open " << browser.chrome.isHeldOpen.get() << ", renaming " << browser.isEditingInList()
-        << ", scope " << bool(browser.scope.get()) << ", query \"" << browser.query.get() << "\"";
+        << "held open " << browser.chrome.isHeldOpen.get() << ", renaming " << browser.isEditingInList() << ", scope "
+        << bool(browser.scope.get()) << ", query \"" << browser.query.get() << "\"";
   }
 
   std::vector<GtkWidget*> inList(GtkAccessibleRole role) { return withRole(GTK_WIDGET(view->list().gobj()), role); }
@@ -76,10 +67,9 @@ class PaletteViewTest : public ::testing::Test {
     return out;
   }
   size_t count(GtkAccessibleRole role) { return inList(role).size(); }
-  static bool named(GtkWidget* widget, const std::string& name) { return accessibleNameIs(widget, name); }
   GtkWidget* findNamed(GtkAccessibleRole role, const std::string& name) {
     for (auto* widget : inList(role))
-      if (named(widget, name)) return widget;
+      if (accessibleNameIs(widget, name)) return widget;
     return nullptr;
   }
   Gtk::Entry* visibleField(Gtk::Widget& in) {
@@ -91,7 +81,7 @@ class PaletteViewTest : public ::testing::Test {
     return nullptr;
   }
 
-  TestAccessibility a11y;  // accessible names kept in reach
+  TestAccessibility a11y;
   TempHome home;
   GLibScheduler scheduler;
   FakeEngine engine;
@@ -139,9 +129,9 @@ TEST_F(PaletteViewTest, RestingListShowsNumberedPinsAsTilesAndAnEmptyScopeItsNot
 
   browser.enter(PaletteCommand::permissions);
   settle();
-  EXPECT_NE(findNamed(GTK_ACCESSIBLE_ROLE_NOTE,
-                      "No site has asked for anything yet · open a site to set its permissions"),
-            nullptr);
+  EXPECT_NE(
+      findNamed(GTK_ACCESSIBLE_ROLE_NOTE, "No site has asked for anything yet · open a site to set its permissions"),
+      nullptr);
 }
 
 TEST_F(PaletteViewTest, TypingKeepsTheRowsThatStay) {
@@ -169,7 +159,7 @@ TEST_F(PaletteViewTest, RowsPastTheFirstScreenfulAreMadeWhenScrolledToOrHighligh
   browser.selectedResult = 100;  // the highlight moved far down with the keys
   settle();
   ASSERT_NE(view->highlightedWidget(), nullptr);
-  EXPECT_TRUE(named(view->highlightedWidget()->gobj(), "Tab 100, site100.example"));
+  EXPECT_TRUE(accessibleNameIs(view->highlightedWidget()->gobj(), "Tab 100, site100.example"));
 
   auto* scroller = dynamic_cast<Gtk::ScrolledWindow*>(view->get_first_child());
   ASSERT_NE(scroller, nullptr);

@@ -1,14 +1,10 @@
-// Downloads and camera/microphone requests on the real engine, over the
-// tests' own server: where files land, how downloads end, what is written,
-// and how media requests are decided from the site permissions; and the
-// journeys through their lists in the palette.
+// Downloads and camera/microphone requests on the real engine, and the journeys through their lists in the palette.
 #include <gtest/gtest.h>
 
 #include <fstream>
 
 #include "core/address.h"
 #include "core/app_support.h"
-#include "engine/support/engine_support.h"
 #include "engine/support/journey.h"
 #include "page/webkit/webkit_engine.h"
 #include "page/webkit/webkit_permissions.h"
@@ -26,7 +22,6 @@ using State = DownloadItem::State;
 class DownloadsEngine : public ViewTest {
  protected:
   void SetUp() override {
-    ensureGtk();
     std::filesystem::create_directories(folder);
     downloads = std::make_unique<Downloads>(file, folder);
     glue = std::make_unique<WebKitDownloads>(*downloads);
@@ -44,14 +39,10 @@ class DownloadsEngine : public ViewTest {
     EXPECT_TRUE(runUntil([&] { return downloads->list().size() > before; }));
     return downloads->list().empty() ? nullptr : downloads->list().front();
   }
-  bool ended(const Downloads::ItemPtr& item) {
-    return runUntil([&] { return item->state() != State::downloading; });
-  }
 
   TempHome home;
   std::filesystem::path folder = home.root() / "Downloads";
   std::filesystem::path file = AppSupport::file(Downloads::kFileName);
-  std::string body = std::string(200000, 'x');
   std::unique_ptr<Downloads> downloads;
   std::unique_ptr<WebKitDownloads> glue;
 };
@@ -62,7 +53,7 @@ TEST_F(DownloadsEngine, ADroppedConnectionFailsWithItsMessage) {
   server.route("/drop", drop);
   auto item = downloadWith(sharedEngine().persistentStore(), "/drop");
   ASSERT_TRUE(item);
-  ASSERT_TRUE(ended(item));
+  ASSERT_TRUE(runUntil([&] { return item->state() != State::downloading; }));
   EXPECT_EQ(item->state(), State::failed);
   EXPECT_EQ(item->failure(), "Connection terminated unexpectedly") << "the network's own description";
   EXPECT_EQ(downloads->running(), 0);
@@ -73,7 +64,10 @@ TEST_F(DownloadsEngine, ADroppedConnectionFailsWithItsMessage) {
 }
 
 TEST_F(DownloadsEngine, RemovingARunningDownloadCancelsItAndLeavesNoFileUnderItsName) {
-  Route stalled{200, "application/octet-stream", body, {{"Content-Disposition", "attachment; filename=\"big.iso\""}}};
+  Route stalled{200,
+                "application/octet-stream",
+                std::string(200000, 'x'),
+                {{"Content-Disposition", "attachment; filename=\"big.iso\""}}};
   stalled.stallAfter = 65536;
   server.route("/big", stalled);
   auto item = downloadWith(sharedEngine().persistentStore(), "/big");
@@ -90,8 +84,6 @@ TEST_F(DownloadsEngine, RemovingARunningDownloadCancelsItAndLeavesNoFileUnderIts
   EXPECT_EQ(AppSupport::read(file).value, nlohmann::json::array());
 }
 
-// ---- Camera and microphone ----
-
 GtkCheckButton* rememberBox(GtkMessageDialog* dialog) {
   GtkWidget* box = inMessageArea(dialog, GTK_TYPE_CHECK_BUTTON);
   return box ? GTK_CHECK_BUTTON(box) : nullptr;
@@ -99,23 +91,23 @@ GtkCheckButton* rememberBox(GtkMessageDialog* dialog) {
 
 class MediaRequests : public ViewTest {
  protected:
-  // The page at "/embeds" holds a frame of `other` that asks for the camera
-  // and posts the answer's name up to the page.
+  // "/embeds" holds a frame of `other` that asks for the camera and posts the answer's name up to the page.
   bool loadPageEmbeddingCameraFrameOf(TestServer& other) {
-    other.html("/frame", "<!doctype html><script>"
-                         "navigator.mediaDevices.getUserMedia({video: true})"
-                         ".then(s => { s.getTracks().forEach(t => t.stop()); parent.postMessage('granted', '*'); },"
-                         "      e => parent.postMessage(e.name, '*'));</script>");
-    server.html("/embeds", "<!doctype html><title>embeds</title><script>window.outcome = '';"
-                           "addEventListener('message', e => { window.outcome = e.data; });</script>"
-                           "<iframe allow='camera' src='" + other.url("/frame") + "'></iframe>");
+    other.html("/frame",
+               "<!doctype html><script>"
+               "navigator.mediaDevices.getUserMedia({video: true})"
+               ".then(s => { s.getTracks().forEach(t => t.stop()); parent.postMessage('granted', '*'); },"
+               "      e => parent.postMessage(e.name, '*'));</script>");
+    server.html("/embeds",
+                "<!doctype html><title>embeds</title><script>window.outcome = '';"
+                "addEventListener('message', e => { window.outcome = e.data; });</script>"
+                "<iframe allow='camera' src='" +
+                    other.url("/frame") + "'></iframe>");
     return loadAndWait(*view, events, mustParse(server.url("/embeds")));
   }
   void SetUp() override {
-    ensureGtk();
     usePermissions(&permissions);
     server.html("/", "<!doctype html><title>camera</title>");
-    // The engine's settings are shared by every view.
     webkit_settings_set_enable_mock_capture_devices(sharedEngine().settings(), TRUE);
     view = show(server.url("/"));
   }
@@ -130,9 +122,10 @@ class MediaRequests : public ViewTest {
                     ".then(s => { s.getTracks().forEach(t => t.stop()); window.outcome = 'granted'; },"
                     "      e => { window.outcome = e.name; }); 1");
   }
+  // What the page was answered, once it was.
   std::string outcome() {
-    auto result = evaluateAndWait(*view, "window.outcome").result;
-    return result && result->is_string() ? result->get<std::string>() : "";
+    runUntil([&] { return !evaluateText(*view, "window.outcome").empty(); });
+    return evaluateText(*view, "window.outcome");
   }
 
   TempHome home;
@@ -142,8 +135,8 @@ class MediaRequests : public ViewTest {
 
 TEST_F(MediaRequests, TheDialogWithRememberTickedSavesTheAnswerAndASavedBlockDeniesWithoutOne) {
   askForBoth();
-  ASSERT_TRUE(runUntil([] { return shownDialog() != nullptr; }));
-  GtkMessageDialog* dialog = shownDialog();
+  GtkMessageDialog* dialog = awaitDialog();
+  ASSERT_TRUE(dialog);
   EXPECT_EQ(textOf(dialog), "127.0.0.1 wants to use your camera and microphone");
   EXPECT_EQ(events.attention, 1);
   GtkCheckButton* remember = rememberBox(dialog);
@@ -151,7 +144,6 @@ TEST_F(MediaRequests, TheDialogWithRememberTickedSavesTheAnswerAndASavedBlockDen
   EXPECT_STREQ(gtk_check_button_get_label(remember), "Remember for 127.0.0.1");
   gtk_check_button_set_active(remember, TRUE);
   gtk_dialog_response(GTK_DIALOG(dialog), 0);  // Allow
-  ASSERT_TRUE(runUntil([&] { return !outcome().empty(); }));
   EXPECT_EQ(outcome(), "granted");
   EXPECT_EQ(permissions.savedDecision({"127.0.0.1", SitePermission::Kind::camera, ""}), PermissionDecision::allow);
   EXPECT_EQ(permissions.savedDecision({"127.0.0.1", SitePermission::Kind::microphone, ""}), PermissionDecision::allow);
@@ -161,7 +153,6 @@ TEST_F(MediaRequests, TheDialogWithRememberTickedSavesTheAnswerAndASavedBlockDen
   // Asked again by a new page, the saved answer decides.
   ASSERT_TRUE(loadAndWait(*view, events, mustParse(server.url("/"))));
   askForBoth();
-  ASSERT_TRUE(runUntil([&] { return !outcome().empty(); }));
   EXPECT_EQ(outcome(), "granted");
   EXPECT_EQ(events.attention, 1) << "no second dialog";
 
@@ -169,7 +160,6 @@ TEST_F(MediaRequests, TheDialogWithRememberTickedSavesTheAnswerAndASavedBlockDen
   permissions.set(PermissionDecision::block, {"127.0.0.1", SitePermission::Kind::microphone, ""});
   ASSERT_TRUE(loadAndWait(*view, events, mustParse(server.url("/"))));
   askForBoth();
-  ASSERT_TRUE(runUntil([&] { return !outcome().empty(); }));
   EXPECT_EQ(outcome(), "NotAllowedError");
   EXPECT_EQ(shownDialog(), nullptr);
   EXPECT_EQ(events.attention, 1);
@@ -178,51 +168,43 @@ TEST_F(MediaRequests, TheDialogWithRememberTickedSavesTheAnswerAndASavedBlockDen
 TEST_F(MediaRequests, AFrameOfAnotherSiteIsNamedByItsOwnHostOrElseThePageIsNotBlamed) {
   permissions.set(PermissionDecision::allow, {"127.0.0.1", SitePermission::Kind::camera, ""});
   TestServer other("127.0.0.2");
-  // Without word from the frame (no scripts in this view) WebKit cannot say
-  // which frame asks; the frame here is another site's.
+  // Without word from the frame (no scripts in this view) WebKit cannot say which frame asks.
   ASSERT_TRUE(loadPageEmbeddingCameraFrameOf(other));
-  ASSERT_TRUE(runUntil([] { return shownDialog() != nullptr; })) << "the page's saved allow does not decide it";
-  GtkMessageDialog* dialog = shownDialog();
+  GtkMessageDialog* dialog = awaitDialog();
+  ASSERT_TRUE(dialog) << "the page's saved allow does not decide it";
   EXPECT_EQ(textOf(dialog), "A frame embedded in this page wants to use your camera");
   EXPECT_EQ(rememberBox(dialog), nullptr) << "nothing to remember it for";
   gtk_dialog_response(GTK_DIALOG(dialog), 1);  // Don't Allow
-  ASSERT_TRUE(runUntil([&] { return !outcome().empty(); }));
   EXPECT_EQ(outcome(), "NotAllowedError");
   EXPECT_EQ(permissions.all(), (std::vector<SitePermission>{{"127.0.0.1", SitePermission::Kind::camera, ""}}))
       << "the answer is recorded for no site";
 
-  // Pages as the browser makes them: with the scripts that say which frame asks.
+  // With the scripts that say which frame asks, as the browser makes pages.
   ViewConfiguration configuration;
   configuration.scripts = {UserScript{std::string(scripts::resource("media-asked.js")), true, true, false},
                            UserScript{std::string(scripts::resource("media-asked-relay.js")), true, true, true}};
   view = show("", configuration);
   ASSERT_TRUE(loadPageEmbeddingCameraFrameOf(other));
-  ASSERT_TRUE(runUntil([] { return shownDialog() != nullptr; })) << "the page's saved allow is not the frame's";
-  dialog = shownDialog();
+  ASSERT_TRUE(dialog = awaitDialog()) << "the page's saved allow is not the frame's";
   EXPECT_EQ(textOf(dialog), "127.0.0.2 wants to use your camera");
   GtkCheckButton* remember = rememberBox(dialog);
   ASSERT_NE(remember, nullptr);
   EXPECT_STREQ(gtk_check_button_get_label(remember), "Remember for 127.0.0.2");
   gtk_check_button_set_active(remember, TRUE);
   gtk_dialog_response(GTK_DIALOG(dialog), 1);  // Don't Allow
-  ASSERT_TRUE(runUntil([&] { return !outcome().empty(); }));
   EXPECT_EQ(outcome(), "NotAllowedError");
   EXPECT_EQ(permissions.savedDecision({"127.0.0.2", SitePermission::Kind::camera, ""}), PermissionDecision::block);
   EXPECT_EQ(permissions.savedDecision({"127.0.0.1", SitePermission::Kind::camera, ""}), PermissionDecision::allow);
 
   // The page itself asking is still the page.
   askForBoth();
-  ASSERT_TRUE(runUntil([] { return shownDialog() != nullptr; }));
+  ASSERT_TRUE(awaitDialog());
   EXPECT_EQ(textOf(shownDialog()), "127.0.0.1 wants to use your camera and microphone");
   gtk_dialog_response(GTK_DIALOG(shownDialog()), 1);
-  ASSERT_TRUE(runUntil([&] { return !outcome().empty(); }));
+  EXPECT_EQ(outcome(), "NotAllowedError");
 }
 
-// ---- Journeys through the site permissions and downloads lists, checked by
-// the rows on screen and the files written ----
-
-// The browser with its site permissions and downloads, wired as the
-// application wires them.
+// The browser with its site permissions and downloads, wired as the application wires them.
 class SiteDataJourney : public Journey {
  protected:
   void SetUp() override {
@@ -237,7 +219,9 @@ class SiteDataJourney : public Journey {
     browser->attach(*downloads);
     list->setServices({nullptr, permissions.get(), [this] { return downloads->thisSession(); }, nullptr});
     // A type the view could show, and the disposition in capitals.
-    server.route("/report", Route{200, "text/plain", std::string(50000, 'r'),
+    server.route("/report", Route{200,
+                                  "text/plain",
+                                  std::string(50000, 'r'),
                                   {{"Content-Disposition", "ATTACHMENT; filename=\"report.pdf\""}}});
   }
   void TearDown() override {
@@ -247,30 +231,15 @@ class SiteDataJourney : public Journey {
     downloads.reset();
     permissions.reset();
   }
-  void openPalette() {
-    key("ctrl+e");
-    ASSERT_TRUE(waitFor([&] { return fieldHasFocus() && listShown(); })) << "Ctrl+E opens the palette";
-  }
-  void enter(const std::string& command) {
-    openPalette();
-    type(command);
-    key("Return");
-  }
   // A choice button ("Allow", "Block") of a permission's row on screen.
   Gtk::Widget* choiceButton(const SitePermission& permission, const std::string& choice) {
     PaletteRow* row = list->rowFor(PaletteItem(permission).id());
-    if (!row) return nullptr;
-    std::function<GtkWidget*(GtkWidget*)> find = [&](GtkWidget* widget) -> GtkWidget* {
-      for (GtkWidget* child = gtk_widget_get_first_child(widget); child; child = gtk_widget_get_next_sibling(child)) {
-        if (GTK_IS_BUTTON(child) && gtk_widget_get_visible(child))
-          if (const char* label = gtk_button_get_label(GTK_BUTTON(child)); label && std::string(label).ends_with(choice))
-            return child;
-        if (GtkWidget* found = find(child)) return found;
-      }
-      return nullptr;
-    };
-    GtkWidget* found = find(GTK_WIDGET(row->gobj()));
-    return found ? Glib::wrap(found) : nullptr;
+    for (GtkWidget* button :
+         row ? withRole(GTK_WIDGET(row->gobj()), GTK_ACCESSIBLE_ROLE_BUTTON) : std::vector<GtkWidget*>())
+      if (const char* label = GTK_IS_BUTTON(button) ? gtk_button_get_label(GTK_BUTTON(button)) : nullptr;
+          label && std::string(label).ends_with(choice))
+        return Glib::wrap(button);
+    return nullptr;
   }
   nlohmann::json permissionsFile() { return AppSupport::read(std::string_view(Permissions::kFileName)).value; }
 
@@ -329,7 +298,8 @@ TEST_F(SiteDataJourney, ADownloadIsSavedBesideAnExistingFileListedAndShiftDelete
   EXPECT_EQ(address(), url("/alpha.html")) << "the page stays";
   EXPECT_FALSE(page->loadError.get()) << "a download is no failure";
   EXPECT_EQ(browser->pages->size(), tabs);
-  const std::string row = "report 2.pdf, " + Address::display(Url::parse(url("/report"))) + " · click to show in folder";
+  const std::string row =
+      "report 2.pdf, " + Address::display(Url::parse(url("/report"))) + " · click to show in folder";
 
   openPalette();
   EXPECT_TRUE(waitFor([&] { return rowShown(row); })) << "this session's download rests under the tabs";
@@ -343,8 +313,7 @@ TEST_F(SiteDataJourney, ADownloadIsSavedBesideAnExistingFileListedAndShiftDelete
   EXPECT_TRUE(std::filesystem::exists(folder / "report 2.pdf")) << "removing from the list keeps the file";
   EXPECT_TRUE(fieldHasFocus());
 
-  // A new private tab that only downloads closes itself; the file is saved
-  // and listed for this session, but never written down.
+  // A new private tab that only downloads closes itself; the file is listed for this session, never written down.
   key("Escape ctrl+shift+n");
   ASSERT_TRUE(waitFor([&] { return browser->isComposingPrivateTab.get() && fieldHasFocus(); }));
   type(url("/report"));

@@ -1,3 +1,4 @@
+// The WebKit view and data stores behind the page: loading, muting, crashes, restoring, local files and cookies.
 #include "page/webkit/webkit_view.h"
 
 #include <gtest/gtest.h>
@@ -8,7 +9,6 @@
 #include "core/log.h"
 #include "engine/support/engine_support.h"
 #include "page/webkit/webkit_engine.h"
-#include "support/test_server.h"
 
 namespace quillo::test {
 namespace {
@@ -37,6 +37,8 @@ class WebKitViewTest : public ::testing::Test {
 };
 
 TEST_F(WebKitViewTest, APageLoadsItsStateReachesThePortAndACrashIsReported) {
+  std::string agent = webkit_settings_get_user_agent(engine_->settings());
+  EXPECT_NE(agent.find("Version/26.0 Safari/605.1.15"), std::string::npos) << agent;
   RecordingEvents events;
   auto view = makeView(events);
   EXPECT_FALSE(view->url());
@@ -67,8 +69,7 @@ TEST_F(WebKitViewTest, APageLoadsItsStateReachesThePortAndACrashIsReported) {
   EXPECT_TRUE(runUntil([&] { return events.commits > commits && !view->isLoading(); }));
 }
 
-// (Back and forward through a restored list are the idle journey's, which
-// unloads a page and shows it again.)
+// (Going back and forward in a restored list is the idle journey's.)
 TEST_F(WebKitViewTest, ARestoreKeepsBothWaysLoadsNothingUntilAskedAndJunkIsRefused) {
   RecordingEvents events;
   auto view = makeView(events);
@@ -106,34 +107,8 @@ TEST_F(WebKitViewTest, ARestoreKeepsBothWaysLoadsNothingUntilAskedAndJunkIsRefus
   EXPECT_TRUE(restored->canGoForward());
 }
 
-TEST_F(WebKitViewTest, EvaluatesInTheMainFrameInEitherWorldAndDropsAnswersForAViewThatIsGone) {
-  server_.html("/secret", page("Secret", "<script>window.pageSecret = 42;</script>"));
-  RecordingEvents events;
-  auto view = makeView(events);
-  ASSERT_TRUE(loadAndWait(*view, events, at("/secret")));
-
-  auto sum = evaluateAndWait(*view, "({sum: 1 + 2, list: [pageSecret]})");
-  ASSERT_TRUE(sum.result) << sum.error;
-  EXPECT_EQ(*sum.result, (nlohmann::json{{"sum", 3}, {"list", {42}}}));
-  // The browser's world shares the DOM but not the page's globals.
-  auto isolated = evaluateAndWait(*view, "[typeof pageSecret, document.title]", 0, true);
-  ASSERT_TRUE(isolated.result) << isolated.error;
-  EXPECT_EQ(*isolated.result, (nlohmann::json{"undefined", "Secret"}));
-
-  EXPECT_EQ(evaluateAndWait(*view, "undefined").result, nlohmann::json(nullptr));
-  auto failed = evaluateAndWait(*view, "throw new Error('boom')");
-  EXPECT_FALSE(failed.result);
-  EXPECT_FALSE(failed.error.empty());
-
-  auto late = evaluateLater(*view, "1");
-  view.reset();
-  runFor(std::chrono::milliseconds(300));
-  EXPECT_FALSE(late->answered);
-}
-
 TEST_F(WebKitViewTest, ALocalFileLoadsItsNeighbouringImages) {
-  // The temporary folder is mounted into the web process sandbox; the build
-  // tree beside this program is not, and must work all the same.
+  // The temporary folder is mounted into the web process sandbox; the build tree beside this program is not.
   std::string name = "quillo-file-" + std::to_string(getpid());
   for (auto folder : {std::filesystem::temp_directory_path() / name,
                       std::filesystem::read_symlink("/proc/self/exe").parent_path() / name}) {
@@ -151,13 +126,6 @@ TEST_F(WebKitViewTest, ALocalFileLoadsItsNeighbouringImages) {
     EXPECT_EQ(view->title(), "image 4") << folder;
     std::filesystem::remove_all(folder);
   }
-}
-
-// ---- Data stores and the engine's set-up ----
-
-std::string cookiesOf(WebViewPort& view) {
-  auto cookies = evaluateAndWait(view, "document.cookie");
-  return cookies.result && cookies.result->is_string() ? cookies.result->get<std::string>() : "<" + cookies.error + ">";
 }
 
 TEST(DataStores, PrivateViewsShareCookiesOnlyWithEachOtherAndLoseThemWithTheStore) {
@@ -184,12 +152,12 @@ TEST(DataStores, PrivateViewsShareCookiesOnlyWithEachOtherAndLoseThemWithTheStor
   ASSERT_TRUE(evaluateAndWait(*first, "document.cookie = 'incognito=1; max-age=3600'").result);
   auto second = loaded(privateStore, secondEvents);
   auto normal = loaded(nullptr, normalEvents);
-  EXPECT_NE(cookiesOf(*second).find("incognito=1"), std::string::npos);
-  EXPECT_EQ(cookiesOf(*normal).find("incognito=1"), std::string::npos);
+  EXPECT_NE(evaluateText(*second, "document.cookie").find("incognito=1"), std::string::npos);
+  EXPECT_EQ(evaluateText(*normal, "document.cookie").find("incognito=1"), std::string::npos);
 
   // And the other way round: a normal cookie stays out of private views.
   ASSERT_TRUE(evaluateAndWait(*normal, "document.cookie = 'everyday=1; max-age=3600'").result);
-  EXPECT_EQ(cookiesOf(*second).find("everyday=1"), std::string::npos);
+  EXPECT_EQ(evaluateText(*second, "document.cookie").find("everyday=1"), std::string::npos);
 
   // The session lives while anything holds it, and goes with the last one.
   first.reset();
@@ -200,14 +168,7 @@ TEST(DataStores, PrivateViewsShareCookiesOnlyWithEachOtherAndLoseThemWithTheStor
   EXPECT_TRUE(runUntil([&] { return session == nullptr; }));
 
   auto later = loaded(engine.makePrivateStore(), laterEvents);
-  EXPECT_EQ(cookiesOf(*later).find("incognito=1"), std::string::npos);
-}
-
-TEST(WebKitEngineSetup, UsesOurUserAgentTokenAndFindsTheExtension) {
-  WebKitEngine& engine = sharedEngine();
-  std::string agent = webkit_settings_get_user_agent(engine.settings());
-  EXPECT_NE(agent.find("Version/26.0 Safari/605.1.15"), std::string::npos) << agent;
-  EXPECT_TRUE(std::filesystem::exists(engine.extensionFolder() / "libquilloextension.so")) << engine.extensionFolder();
+  EXPECT_EQ(evaluateText(*later, "document.cookie").find("incognito=1"), std::string::npos);
 }
 
 }  // namespace

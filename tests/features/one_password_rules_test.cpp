@@ -1,5 +1,4 @@
-// The rules of 1Password logins that need no tool and no page: sites, the
-// tool's error texts, its answers, and where it is looked for.
+// 1Password rules needing no tool or page: sites, the tool's error texts, its answers, finding it.
 #include <gtest/gtest.h>
 
 #include <set>
@@ -20,8 +19,6 @@ Strings titles(const std::vector<Login>& logins) {
 
 Login loginFor(Strings hosts, std::string title = "x") { return Login{title, title, std::nullopt, std::move(hosts)}; }
 
-// ---- Sites ----
-
 TEST(OnePasswordSites, OneSiteIsOneRegistrableDomainOfThePublicSuffixListOrOneIPAddress) {
   const std::tuple<const char*, const char*, bool> cases[] = {
       {"www.bank.example", "bank.example", true},
@@ -29,7 +26,7 @@ TEST(OnePasswordSites, OneSiteIsOneRegistrableDomainOfThePublicSuffixListOrOneIP
       {"login.bank.example", "bank.example", true},
       {"bank.example", "a.b.bank.example", true},
       {"mail.bank.example", "sso.bank.example", true},  // one registrable domain
-      {"bank.example", "notbank.example", false},        // a subdomain ends at a dot
+      {"bank.example", "notbank.example", false},       // a subdomain ends at a dot
       {"bank.example", "bank.example.evil", false},
       {"", "bank.example", false},
       {"shop.example.co.uk", "www.example.co.uk", true},
@@ -45,8 +42,11 @@ TEST(OnePasswordSites, OneSiteIsOneRegistrableDomainOfThePublicSuffixListOrOneIP
   };
   for (const auto& [a, b, same] : cases) EXPECT_EQ(sameSite(a, b), same) << a << " and " << b;
 
-  for (auto [host, domain] : {std::pair{"mail.example.co.uk", "example.co.uk"}, {"a.b.example.com", "example.com"},
-                              {"alice.github.io", "alice.github.io"}, {"co.uk", "co.uk"}, {"localhost", "localhost"},
+  for (auto [host, domain] : {std::pair{"mail.example.co.uk", "example.co.uk"},
+                              {"a.b.example.com", "example.com"},
+                              {"alice.github.io", "alice.github.io"},
+                              {"co.uk", "co.uk"},
+                              {"localhost", "localhost"},
                               {"10.1.1.1", "10.1.1.1"}}) {
     EXPECT_EQ(registrableDomain(host), domain) << host;
   }
@@ -54,8 +54,6 @@ TEST(OnePasswordSites, OneSiteIsOneRegistrableDomainOfThePublicSuffixListOrOneIP
   EXPECT_TRUE(isIPAddress("[::1]"));
   EXPECT_FALSE(isIPAddress("1.example"));
 }
-
-// ---- The tool's errors ----
 
 TEST(OnePasswordErrors, OnlyARealDateAndTimeAreTakenOffTheHeaderAndFailuresNameWhatTheUserCanDo) {
   EXPECT_EQ(errorText("[ERROR] 2024/05/01 10:11:12 \"x\" isn't an item.\n"), "\"x\" isn't an item.");
@@ -76,8 +74,6 @@ TEST(OnePasswordErrors, OnlyARealDateAndTimeAreTakenOffTheHeaderAndFailuresNameW
             "1Password isn't connected to its CLI. Turn on 1Password > Settings > Developer > Integrate with "
             "1Password CLI.");
 }
-
-// ---- Its answers ----
 
 TEST(OnePasswordAnswers, ListedItemsGiveTheirHostsBareOnesIncluded) {
   auto logins = decodeLogins(R"([
@@ -102,8 +98,11 @@ TEST(OnePasswordAnswers, ListedItemsGiveTheirHostsBareOnesIncluded) {
 TEST(OnePasswordAnswers, OnlyTheSitesLoginsAreKeptInTitleOrderIgnoringCase) {
   // A login belongs when any of its hosts is the same site.
   std::vector<Login> all{loginFor({"intranet.work.example", "mail.bank.example"}, "work"),
-                         loginFor({"shop.example"}, "Shop"), loginFor({"www.bank.example"}, "Bank"),
-                         loginFor({"bank.example"}, "alpha"), loginFor({"10.1.1.1"}, "Router"), loginFor({}, "none")};
+                         loginFor({"shop.example"}, "Shop"),
+                         loginFor({"www.bank.example"}, "Bank"),
+                         loginFor({"bank.example"}, "alpha"),
+                         loginFor({"10.1.1.1"}, "Router"),
+                         loginFor({}, "none")};
   EXPECT_EQ(titles(forHosts(all, {"bank.example"})), (Strings{"alpha", "Bank", "work"}));
   EXPECT_EQ(titles(forHosts(all, {"192.168.1.1"})), Strings{});
   EXPECT_EQ(titles(forHosts(all, {"work.example"})), Strings{"work"});
@@ -139,8 +138,6 @@ TEST(OnePasswordAnswers, CredentialsAreTheFirstUsernameAndPasswordFieldsACodeThe
   EXPECT_EQ(decodeOneTimeCode(" 123456\n").output, "123456");
   EXPECT_EQ(decodeOneTimeCode("\n").failure->description(), "That login has no one-time code saved.");
 }
-
-// ---- Finding and calling the tool ----
 
 TEST(OnePasswordTool, FoundOnThePathFirstThenInTheUsualPlaces) {
   std::set<std::string> executables;

@@ -1,13 +1,13 @@
-// The 1Password tool as a child process: the tests' stand-in answers, fails,
-// or hangs, and the runner must neither block nor lose what it said.
-#include <gtest/gtest.h>
+// The 1Password tool as a child process: arguments, failures, big output, cancelling and time-outs.
+#include "features/one_password_tool.h"
+
 #include <glib.h>
+#include <gtest/gtest.h>
 #include <signal.h>
 #include <sys/stat.h>
 
 #include <fstream>
 
-#include "features/one_password_tool.h"
 #include "support/fake_op.h"
 #include "support/virtual_scheduler.h"
 
@@ -23,6 +23,7 @@ class ToolTest : public ::testing::Test {
     std::optional<Outcome> answer;
     auto call =
         (runner ? *runner : tool).run(std::move(arguments), [&](Outcome outcome) { answer = std::move(outcome); });
+    EXPECT_FALSE(answer) << "answers later, never from inside run()";
     scheduler.runUntilIdle();
     if (!answer) scheduler.waitForWorkers(1);
     EXPECT_TRUE(answer) << "the tool answered";
@@ -34,7 +35,7 @@ class ToolTest : public ::testing::Test {
   Tool tool{scheduler};
 };
 
-TEST_F(ToolTest, ArgumentsReachTheToolAsGivenWithNoShellBetweenAndANonZeroExitFailsWithTheErrorText) {
+TEST_F(ToolTest, ArgumentsReachTheToolAsGivenWithNoShellBetweenAndAMissingToolOrANonZeroExitFailsWithTheErrorText) {
   const std::string id = "x y; touch pwned $(id) `id` \"q\" 'r' ]";
   auto outcome = runOnce(credentialsArguments(id));
   ASSERT_TRUE(outcome.failure);
@@ -48,16 +49,8 @@ TEST_F(ToolTest, ArgumentsReachTheToolAsGivenWithNoShellBetweenAndANonZeroExitFa
   EXPECT_EQ(runOnce(listArguments()).failure->kind, Failure::Kind::notConnected);
   op.fail("", 3);
   EXPECT_EQ(runOnce(listArguments()).failure->description(), "1Password couldn't be reached.");
-}
-
-TEST_F(ToolTest, MissingToolSaysHowToInstallIt) {
   Tool absent{scheduler, [] { return std::optional<std::string>(); }};
-  std::optional<Outcome> answer;
-  auto call = absent.run(listArguments(), [&](Outcome outcome) { answer = std::move(outcome); });
-  EXPECT_FALSE(answer) << "answers later, never from inside run()";
-  scheduler.runUntilIdle();
-  ASSERT_TRUE(answer);
-  EXPECT_EQ(answer->failure->kind, Failure::Kind::notInstalled);
+  EXPECT_EQ(runOnce(listArguments(), &absent).failure->kind, Failure::Kind::notInstalled) << "a missing tool";
 }
 
 TEST_F(ToolTest, LargeOutputOnBothPipesDoesNotStallTheTool) {

@@ -1,9 +1,9 @@
-// Who may be named as the asker of a page's dialog, and what frames' messages
-// carry.
+// Who may be named as the asker of a page's dialog, and what frames' messages carry.
+#include "page/frame_origins.h"
+
 #include <gtest/gtest.h>
 
 #include "page/frame_message.h"
-#include "page/frame_origins.h"
 
 namespace quillo {
 namespace {
@@ -39,15 +39,12 @@ TEST(FrameOrigins, ADialogNamesTheHostOnlyWhileNoFrameOfAnotherSchemeHostOrPortC
 
 TEST(FrameMessages, ThePayloadIsJSONOfBoundedDepthOrNull) {
   // The fields of real frames' messages pass through in the engine's extension tests.
-  EXPECT_TRUE(decodeFrameMessage("x", 1, "", true, "{not json").payload.is_null());
-  EXPECT_TRUE(decodeFrameMessage("x", 1, "", true, "").payload.is_null());
-  std::string deep(kMaxPayloadDepth + 1, '[');
-  deep += std::string(kMaxPayloadDepth + 1, ']');
-  EXPECT_TRUE(decodeFrameMessage("x", 1, "", true, deep).payload.is_null());
-  std::string fine(kMaxPayloadDepth, '[');
-  fine += "1";
-  fine += std::string(kMaxPayloadDepth, ']');
-  EXPECT_TRUE(decodeFrameMessage("x", 1, "", true, fine).payload.is_array());
+  auto payload = [](const std::string& text) { return decodeFrameMessage("x", 1, "", true, text).payload; };
+  auto nested = [](int depth) { return std::string(depth, '[') + "1" + std::string(depth, ']'); };
+  EXPECT_TRUE(payload("{not json").is_null());
+  EXPECT_TRUE(payload("").is_null());
+  EXPECT_TRUE(payload(nested(kMaxPayloadDepth + 1)).is_null());
+  EXPECT_TRUE(payload(nested(kMaxPayloadDepth)).is_array());
 }
 
 }  // namespace

@@ -1,49 +1,95 @@
-// What a page reports to the browser as its web view changes.
+// One page on the fake engine: what it reports, HTTPS upgrades, downloads, app links, load errors and time-outs.
+#include "page/page.h"
+
 #include <gtest/gtest.h>
 
-#include "core/browser.h"
+#include "browser/browser.h"
+#include "page/app_links.h"
+#include "page/navigation_policy.h"
 #include "support/fake_web_view.h"
+#include "support/service_doubles.h"
 #include "support/temp_home.h"
 #include "support/virtual_scheduler.h"
 
 namespace quillo {
 namespace {
 
-struct Reports {
-  std::vector<std::string> visits;
-  std::vector<std::pair<std::string, std::string>> titles;
-  int sessionChanges = 0;
-};
+using test::FakeWebView;
+using Kind = LoadFailure::Kind;
+using std::chrono::seconds;
 
-class PageReports : public ::testing::Test {
+Url u(const std::string& text) { return *Url::parse(text); }
+
+std::string upgraded(const std::string& text, const std::set<std::string>& insecure = {}) {
+  auto result = navigation::upgrade(u(text), insecure);
+  return result ? result->str() : "none";
+}
+
+TEST(HttpsUpgrade, OnlyTheSchemeChangesAndAnExplicitPort80IsDroppedButLocalAndExemptedHostsAreLeftAlone) {
+  EXPECT_EQ(upgraded("HTTP://Example.com:80/a/b%20c?q=1&r=two#top"), "https://Example.com/a/b%20c?q=1&r=two#top");
+  EXPECT_EQ(upgraded("http://example.com:8080/x?y"), "https://example.com:8080/x?y");
+  EXPECT_EQ(upgraded("http://user:pw@example.com:80/"), "https://user:pw@example.com/");
+  EXPECT_EQ(upgraded("http://example.com"), "https://example.com");
+  for (auto* address : {"http://localhost:8080/", "http://127.0.0.1/", "http://192.168.1.10/", "http://10.1.2.3/",
+                        "http://printer.local/", "https://example.com/", "file:///tmp/a.html"})
+    EXPECT_EQ(upgraded(address), "none") << address;
+  EXPECT_EQ(upgraded("http://Example.com/", {"example.com"}), "none");
+}
+
+class PagePolicy : public ::testing::Test {
  protected:
-  std::shared_ptr<Page> makePage() {
-    auto page = std::make_shared<Page>(engine.makeView(ViewConfiguration{engine.persistentStore(), {}, {}}), scheduler);
-    page->onVisit = [this](const Url& url) { reports.visits.push_back(url.str()); };
+  PagePolicy() { Page::insecureHosts.clear(); }
+  ~PagePolicy() override { Page::insecureHosts.clear(); }
+
+  std::shared_ptr<Page> makePage(bool isPrivate = false) {
+    auto store = isPrivate ? engine.makePrivateStore() : engine.persistentStore();
+    auto page = std::make_shared<Page>(engine.makeView(ViewConfiguration{store, {}, {}}), scheduler);
+    page->onVisit = [this](const Url& url) { visits.push_back(url.str()); };
     // A navigation empties the title before the new one arrives; only real titles matter here.
     page->onTitle = [this](const std::string& t, const Url& url) {
-      if (!t.empty()) reports.titles.emplace_back(t, url.str());
+      if (!t.empty()) titles.emplace_back(t, url.str());
     };
-    page->onSessionChange = [this] { reports.sessionChanges++; };
+    page->onSessionChange = [this] { sessionChanges++; };
+    page->onClose = [this] { ++closes; };
+    page->appLinks = &apps;
+    page->alerts = &alerts;
     return page;
   }
-  test::FakeWebView& view(Page& page) { return static_cast<test::FakeWebView&>(page.webView()); }
+  static FakeWebView& view(Page& page) { return static_cast<FakeWebView&>(page.webView()); }
+  // A plain left click on a link of the main frame, with `change` applied.
+  static NavigationAction click(const std::string& address, const std::function<void(NavigationAction&)>& change = {}) {
+    NavigationAction action;
+    action.target = address;
+    action.url = Url::parse(address);
+    action.isMainFrame = action.isLinkClick = action.isUserGesture = true;
+    action.button = 1;
+    if (change) change(action);
+    return action;
+  }
+  static LoadFailure failure(const char* address, Kind kind = Kind::other) {
+    return {kind, address ? Url::parse(address) : std::nullopt, "Could not connect: Connection refused"};
+  }
 
   test::VirtualScheduler scheduler;
   test::FakeEngine engine;
-  Reports reports;
+  test::TestAppLinks apps;
+  test::TestAlerts alerts;
+  std::vector<std::string> visits;
+  std::vector<std::pair<std::string, std::string>> titles;
+  int sessionChanges = 0, closes = 0;
 };
+using PageReports = PagePolicy;
 
 TEST_F(PageReports, RestoredPagesLoadOnlyWhenAsked) {
   auto source = makePage();
-  source->load(*Url::parse("https://a.example/1"));
-  source->load(*Url::parse("https://a.example/2"));
+  source->load(u("https://a.example/1"));
+  source->load(u("https://a.example/2"));
   view(*source).goBack();
   auto blob = source->navigationState();
   ASSERT_TRUE(blob);
 
   auto page = makePage();
-  page->restore(*Url::parse("https://a.example/1"), "One", blob);
+  page->restore(u("https://a.example/1"), "One", blob);
   EXPECT_TRUE(view(*page).loads.empty());
   EXPECT_EQ(page->title.get(), "One");
   EXPECT_EQ(page->navigationState(), blob) << "an unloaded page saves what it holds";
@@ -56,34 +102,225 @@ TEST_F(PageReports, RestoredPagesLoadOnlyWhenAsked) {
 
 TEST_F(PageReports, TypedTextTitleChangesHoveredLinksAndACrash) {
   auto page = makePage();
+  auto& v = view(*page);
   EXPECT_FALSE(page->load(std::string("  "))) << "text that resolves to nothing is not loaded";
-  EXPECT_TRUE(view(*page).loads.empty());
+  EXPECT_TRUE(v.loads.empty());
   EXPECT_TRUE(page->load(std::string("example.com/path?q=1")));
-  EXPECT_EQ(view(*page).loads.back().str(), "https://example.com/path?q=1");
+  EXPECT_EQ(v.loads.back().str(), "https://example.com/path?q=1");
 
-  // A load's visit, title and address are mirrored on the real engine; a
-  // title change alone is reported and saved too.
-  int before = reports.sessionChanges;
-  view(*page).setPageTitle("Renamed");
-  ASSERT_EQ(reports.titles.size(), 1u);
-  EXPECT_EQ(reports.titles[0], std::make_pair(std::string("Renamed"), std::string("https://example.com/path?q=1")));
-  EXPECT_EQ(reports.sessionChanges, before + 1);
+  // A load's visit, title and address are mirrored on the real engine; a title change alone is reported and saved too.
+  int before = sessionChanges;
+  v.setPageTitle("Renamed");
+  EXPECT_EQ(titles, (decltype(titles){{"Renamed", "https://example.com/path?q=1"}}));
+  EXPECT_EQ(sessionChanges, before + 1);
 
-  view(*page).emitMessage("quilloHover", "https://example.com/x");
-  ASSERT_TRUE(page->hoveredLink);
-  EXPECT_EQ(page->hoveredLink->str(), "https://example.com/x");
-  view(*page).emitMessage("quilloHover", "");
+  v.emitMessage("quilloHover", "https://example.com/x");
+  EXPECT_EQ(page->hoveredLink, u("https://example.com/x"));
+  v.emitMessage("quilloHover", "");
   EXPECT_FALSE(page->hoveredLink);
-  view(*page).emitMessage("quilloHover", 42);
-  EXPECT_FALSE(page->hoveredLink);
+  v.emitMessage("quilloHover", "https://example.com/x");
+  v.emitMessage("quilloHover", 42);
+  EXPECT_FALSE(page->hoveredLink) << "a payload that is not text clears it too";
 
-  view(*page).crash();
+  v.crash();
   scheduler.runUntilIdle();
-  EXPECT_EQ(view(*page).loads.size(), 2u) << "a crashed page reloads";
-  EXPECT_EQ(view(*page).loads.back().str(), "https://example.com/path?q=1");
-  page->load(*Url::parse("https://example.com/next"));
-  EXPECT_EQ(reports.visits.back(), "https://example.com/next");
+  EXPECT_EQ(v.loads.size(), 2u) << "a crashed page reloads";
+  EXPECT_EQ(v.loads.back().str(), "https://example.com/path?q=1");
+  page->load(u("https://example.com/next"));
+  EXPECT_EQ(visits.back(), "https://example.com/next");
   EXPECT_TRUE(page->canGoBack.get());
+}
+
+TEST_F(PagePolicy, APublicPlainAddressIsLoadedOverHttpsAndItsFailureOffersHttp) {
+  auto page = makePage();
+  engine.holdCommits = true;
+  auto& v = view(*page);
+  v.navigate(click("http://www.Public.example:80/path?q=1", [](auto& a) { a.isLinkClick = false; }));
+  EXPECT_EQ(v.decisions.back().policy, NavigationPolicy::cancel);
+  ASSERT_FALSE(v.loads.empty());
+  EXPECT_EQ(v.loads.back().str(), "https://www.Public.example/path?q=1");
+  EXPECT_EQ(page->upgradedFrom, u("http://www.Public.example:80/path?q=1"));
+
+  v.failLoad(failure("https://www.public.example/path?q=1"));
+  ASSERT_TRUE(page->loadError.get());
+  EXPECT_EQ(page->loadError.get()->insecureURL, u("http://www.Public.example:80/path?q=1"));
+  EXPECT_EQ(page->loadError.get()->title(), "Couldn't open public.example securely") << "named without www";
+  EXPECT_FALSE(page->upgradedFrom);
+  EXPECT_TRUE(visits.empty());
+
+  page->continueInsecurely();
+  EXPECT_FALSE(page->loadError.get());
+  EXPECT_EQ(v.loads.back().str(), "http://www.Public.example:80/path?q=1");
+  EXPECT_TRUE(Page::insecureHosts.count("www.public.example"));
+}
+
+// Which clicks open tabs is driven by real clicks in the engine tests; here,
+// what is never upgraded, and a Ctrl+click nothing can take a tab for.
+TEST_F(PagePolicy, SubframesNewWindowsAndUnknownFramesAreNeverUpgraded) {
+  auto page = makePage();
+  page->load(u("https://a.test/"));
+  auto& v = view(*page);
+  page->openInBackground = nullptr;
+  v.navigate(click("https://a.test/one", [](auto& a) { a.ctrl = true; }));
+  EXPECT_EQ(v.decisions.back().policy, NavigationPolicy::cancel) << "cancelled, not followed";
+  EXPECT_EQ(page->url.get(), u("https://a.test/"));
+
+  auto frame = click("http://ads.example/frame", [](auto& a) { a.isMainFrame = a.isLinkClick = false; });
+  auto unknown = frame;
+  unknown.isMainFrame.reset();
+  for (const auto& action : {frame, unknown, click("http://b.example/", [](auto& a) { a.opensWindow = true; })}) {
+    v.navigate(action);
+    EXPECT_EQ(v.decisions.back().policy, NavigationPolicy::allow) << action.target;
+  }
+  EXPECT_FALSE(page->upgradedFrom);
+
+  // A click on a link the pointer found in a subframe stays in that frame.
+  v.emitMessage({.name = "quilloHover", .frameURL = {}, .isMainFrame = false, .payload = "http://c.example/in-frame"});
+  v.navigate(click("http://c.example/in-frame", [](auto& a) { a.isMainFrame.reset(); }));
+  EXPECT_EQ(v.decisions.back().policy, NavigationPolicy::allow);
+}
+
+TEST_F(PagePolicy, CancellationsAreNeverShownFailuresWithoutAnAddressNameThePageReloadTriesAgain) {
+  auto page = makePage();
+  page->load(u("https://a.test/"));
+  engine.holdCommits = true;
+  auto& v = view(*page);
+  auto fail = [&](const char* address, Kind kind) {
+    v.failLoad(failure(address, kind));
+    scheduler.advance(seconds(1));
+  };
+  for (auto kind : {Kind::interrupted, Kind::handledElsewhere}) {
+    page->load(u("https://a.test/next"));
+    fail("https://a.test/next", kind);
+    EXPECT_FALSE(page->loadError.get());
+  }
+  // A cancelled load that a newer one replaced is nothing to show.
+  page->load(u("https://a.test/first"));
+  page->load(u("https://a.test/next"));
+  fail("https://a.test/first", Kind::cancelled);
+  EXPECT_FALSE(page->loadError.get());
+
+  // One the engine gave up on by itself is tried once more, then shown rather than left blank until the time-out.
+  page->load(u("https://a.test/next"));
+  const auto loads = v.loads.size();
+  fail("https://a.test/next", Kind::cancelled);
+  EXPECT_FALSE(page->loadError.get());
+  ASSERT_EQ(v.loads.size(), loads + 1);
+  EXPECT_EQ(v.loads.back().str(), "https://a.test/next");
+  fail("https://a.test/next", Kind::cancelled);
+  ASSERT_TRUE(page->loadError.get());
+  EXPECT_EQ(page->loadError.get()->message, LoadError::kAbandoned);
+
+  page->load(u("https://a.test/next"));
+  v.failLoad(failure(nullptr));
+  ASSERT_TRUE(page->loadError.get());
+  EXPECT_EQ(page->loadError.get()->title(), "Couldn't open the page");
+  EXPECT_FALSE(page->loadError.get()->insecureURL) << "typed as https";
+  page->retryAfterError();
+  EXPECT_FALSE(page->loadError.get());
+  EXPECT_EQ(v.loads.back().str(), "https://a.test/") << "Try Again without a failing address loads the page's own";
+
+  page->load(u("https://a.test/gone"));
+  v.failLoad(failure("https://a.test/gone"));
+  ASSERT_TRUE(page->loadError.get());
+  page->reload();
+  EXPECT_FALSE(page->loadError.get());
+  EXPECT_EQ(v.loads.back().str(), "https://a.test/gone") << "reload tries the failed address again";
+}
+
+TEST_F(PagePolicy, EveryLoadTheBrowserStartsIsStoppedWhenItHasNotCommittedInTime) {
+  test::TempHome home;
+  Browser browser(engine, scheduler);
+  browser.loadTimeout = seconds(5);
+  browser.settleBlockLists();
+  auto timedOut = [&](const PagePtr& page) {
+    return page->loadError.get() && page->loadError.get()->message == LoadError::kTimedOut;
+  };
+  engine.holdCommits = true;
+  ASSERT_TRUE(browser.loadTyped("https://typed.test/"));
+  auto typed = browser.current();
+  scheduler.advance(seconds(4));
+  EXPECT_FALSE(typed->loadError.get());
+  scheduler.advance(seconds(2));
+  ASSERT_TRUE(timedOut(typed)) << "typed";
+  EXPECT_EQ(typed->loadError.get()->url, u("https://typed.test/"));
+  EXPECT_FALSE(view(*typed).isLoading()) << "stopped";
+  // A load that commits in time is left alone, however long it then takes.
+  typed->retryAfterError();
+  view(*typed).commitLoad();
+  scheduler.advance(seconds(60));
+  EXPECT_FALSE(typed->loadError.get());
+
+  browser.openIncoming({u("https://incoming.test/")});
+  auto incoming = browser.current();
+  ASSERT_NE(incoming, typed);
+  scheduler.advance(seconds(6));
+  EXPECT_TRUE(timedOut(incoming)) << "incoming";
+
+  // A closed tab comes back with its list; its reload is timed too.
+  engine.holdCommits = false;
+  incoming->load(u("https://incoming.test/page"));
+  browser.close(incoming);
+  engine.holdCommits = true;
+  browser.reopenClosedTab();
+  EXPECT_EQ(browser.current()->savedURL(), u("https://incoming.test/page"));
+  scheduler.advance(seconds(6));
+  EXPECT_TRUE(timedOut(browser.current())) << "reopened";
+}
+
+// An attachment in capitals, and the tab made only for it closing, are downloaded for real by the engine tests.
+TEST_F(PagePolicy, TypesTheViewCannotShowAndAttachmentsAreDownloadedInlineOnesShown) {
+  auto page = makePage();
+  page->load(u("https://files.test/"));
+  engine.holdCommits = true;
+  page->load(u("https://files.test/a.zip"));
+  auto respond = [&](const std::string& disposition, bool canShow) {
+    NavigationResponse response;
+    response.contentDisposition = disposition;
+    response.canShowMIMEType = canShow;
+    return view(*page).respond(response);
+  };
+  EXPECT_EQ(respond("", false), NavigationPolicy::download);
+  EXPECT_EQ(respond("attachment; filename=\"b.zip\"", true), NavigationPolicy::download);
+  EXPECT_EQ(respond("inline; filename=\"b.zip\"", true), NavigationPolicy::allow);
+  scheduler.runUntilIdle();
+  EXPECT_EQ(closes, 0);
+  EXPECT_FALSE(page->loadError.get());
+}
+
+TEST_F(PagePolicy, OtherSchemesAskBeforeOpeningTheirProgramAndOnlyPersistentTabsRememberIt) {
+  apps.apps["mailto"] = "Mail";
+  auto page = makePage();
+  page->load(u("https://shop.test/"));
+  auto& v = view(*page);
+  alerts.button = 0;
+  alerts.checked = true;
+  v.navigate(click("mailto:someone@shop.test"));
+  EXPECT_EQ(v.decisions.back().policy, NavigationPolicy::cancel);
+  ASSERT_EQ(alerts.asked.size(), 1u);
+  EXPECT_EQ(alerts.asked[0].message, "Open Mail?");
+  EXPECT_EQ(alerts.asked[0].detail, "shop.test wants to open Mail.");
+  EXPECT_EQ(alerts.asked[0].buttons, (std::vector<std::string>{"Open Mail", "Cancel"}));
+  EXPECT_EQ(alerts.asked[0].checkbox, std::optional<std::string>("Always allow shop.test to open Mail"));
+  EXPECT_EQ(apps.opened, std::vector<std::string>{"mailto:someone@shop.test"});
+
+  v.navigate(click("mailto:other@shop.test"));
+  EXPECT_EQ(alerts.asked.size(), 1u) << "allowed always: no question the second time";
+  EXPECT_EQ(apps.opened.size(), 2u);
+
+  v.navigate(click("zoommtg://join"));
+  ASSERT_EQ(alerts.asked.size(), 2u);
+  EXPECT_EQ(alerts.asked[1].message, "No app on this computer opens \u201czoommtg:\u201d links");
+
+  // A private tab never offers to remember a program.
+  apps.saved.clear();
+  auto incognito = makePage(true);
+  incognito->load(u("https://shop.test/"));
+  view(*incognito).navigate(click("mailto:someone@shop.test"));
+  ASSERT_EQ(alerts.asked.size(), 3u);
+  EXPECT_FALSE(alerts.asked[2].checkbox);
+  EXPECT_TRUE(apps.saved.empty());
+  EXPECT_EQ(apps.opened.size(), 3u);
 }
 
 }  // namespace

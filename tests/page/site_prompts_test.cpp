@@ -1,8 +1,8 @@
-// Camera, microphone and notification questions: answered from the site
-// permissions when possible, else asked, and the answers recorded there.
+// Camera, microphone and notification questions: answered from the site permissions, else asked and recorded.
+#include "page/site_prompts.h"
+
 #include <gtest/gtest.h>
 
-#include "page/site_prompts.h"
 #include "stores/permissions.h"
 #include "support/temp_home.h"
 
@@ -27,16 +27,16 @@ class SitePromptsTest : public ::testing::Test {
   std::optional<bool> granted;
   std::function<void(bool)> done = [this](bool grant) { granted = grant; };
 
-  SitePermission camera(const std::string& host = "cam.test") { return {host, Kind::camera, ""}; }
-  SitePermission microphone(const std::string& host = "cam.test") { return {host, Kind::microphone, ""}; }
-  MediaRequest both() { return {"cam.test", true, true, true}; }
+  static SitePermission camera(const std::string& host = "cam.test") { return {host, Kind::camera, ""}; }
+  static SitePermission microphone() { return {"cam.test", Kind::microphone, ""}; }
 };
 
 // Saved answers deciding without a question, and a frame of another site
 // asking, are played out on the real engine.
 TEST_F(SitePromptsTest, OneUndecidedAsksOnceForBothAndRecordsBoth) {
+  const MediaRequest both{"cam.test", true, true, true};
   permissions.set(allow, camera());
-  decideMedia(permissions, both(), ask, done);
+  decideMedia(permissions, both, ask, done);
   ASSERT_EQ(asked.size(), 1u);
   EXPECT_EQ(asked[0].message, "cam.test wants to use your camera and microphone");
   EXPECT_EQ(asked[0].buttons, (std::vector<std::string>{"Allow", "Don't Allow"}));
@@ -49,7 +49,7 @@ TEST_F(SitePromptsTest, OneUndecidedAsksOnceForBothAndRecordsBoth) {
   EXPECT_EQ(permissions.untilQuit(microphone()), block);
   EXPECT_EQ(permissions.savedDecision(microphone()), std::nullopt);
   granted.reset();
-  decideMedia(permissions, both(), ask, done);
+  decideMedia(permissions, both, ask, done);
   EXPECT_EQ(granted, false) << "the answer for this run decides: a block on either wins";
   EXPECT_EQ(asked.size(), 1u);
 }

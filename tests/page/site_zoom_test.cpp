@@ -1,20 +1,19 @@
 // Zoom levels remembered per site: the store, its file, and pages following it.
+#include "page/site_zoom.h"
+
 #include <gtest/gtest.h>
 
 #include <fstream>
 
+#include "browser/browser.h"
 #include "core/app_support.h"
-#include "core/browser.h"
 #include "core/log.h"
-#include "page/site_zoom.h"
 #include "support/fake_web_view.h"
 #include "support/temp_home.h"
 #include "support/virtual_scheduler.h"
 
 namespace quillo {
 namespace {
-
-using test::FakeWebView;
 
 std::optional<std::string> siteOf(const char* address) { return SiteZoom::site(Url::parse(address)); }
 
@@ -77,14 +76,12 @@ TEST_F(SiteZoomTest, ZoomingOnePageZoomsEveryOpenPageOfTheSite) {
   browser.zoomIn();
   EXPECT_DOUBLE_EQ(viewZoom(www), 1.2) << "and the reverse";
 
-  // A closed page no longer follows; the others still do.
-  browser.close(www);
+  browser.close(www);  // a closed page no longer follows; the others still do
   browser.actualSize();
   EXPECT_DOUBLE_EQ(viewZoom(bare), 1.0);
   EXPECT_EQ(file(), nlohmann::json::object()) << "sites at actual size are not stored";
 
-  // Steps stop at the limit, and nearly one is actual size.
-  bare->setZoom(2.95);
+  bare->setZoom(2.95);  // steps stop at the limit, and nearly one is actual size
   browser.zoomIn();
   browser.zoomIn();
   EXPECT_DOUBLE_EQ(viewZoom(bare), 3.0);

@@ -1,3 +1,4 @@
+// The Safari version token in our user agent.
 #include "page/user_agent.h"
 
 #include <gtest/gtest.h>
@@ -14,7 +15,8 @@ TEST(UserAgent, ReplacesTheLastVersionAndSafariPairOrAppendsOne) {
   EXPECT_EQ(withSafariToken("A Version/1 Safari/1 B Version/2 Safari/2", "Version/9 Safari/9"),
             "A Version/1 Safari/1 B Version/9 Safari/9");
 
-  EXPECT_EQ(withSafariToken("Mozilla/5.0 AppleWebKit/605.1.15 "), "Mozilla/5.0 AppleWebKit/605.1.15 Version/26.0 Safari/605.1.15");
+  EXPECT_EQ(withSafariToken("Mozilla/5.0 AppleWebKit/605.1.15 "),
+            "Mozilla/5.0 AppleWebKit/605.1.15 Version/26.0 Safari/605.1.15");
   // "Version/" alone, or inside another product name, is not the pair.
   EXPECT_EQ(withSafariToken("X AppVersion/3 Safari/1", "T/1"), "X AppVersion/3 Safari/1 T/1");
   EXPECT_EQ(withSafariToken("X Version/3 Chrome/1", "T/1"), "X Version/3 Chrome/1 T/1");

@@ -1,13 +1,13 @@
-// The rows the list under the address bar is drawn from: section headings,
-// notices, the quick divider and the resting layout.
-#include "core/split.h"
-#include "palette/palette_fixture.h"
+// The rows the palette's list is drawn from: section headings, notices, the quick divider, the resting layout.
 #include "palette/palette_list.h"
+
+#include "browser/split.h"
+#include "support/browser_test.h"
 
 namespace quillo::test {
 namespace {
 
-class PaletteListTest : public PaletteTest {
+class PaletteListTest : public BrowserTest {
  protected:
   std::vector<PaletteList::Entry> entries(const PaletteList::Extras& extras = {}) const {
     return PaletteList::build(*browser, extras);
@@ -66,9 +66,9 @@ TEST_F(PaletteListTest, PermissionsAreGroupedBySiteAndAnEmptyScopeExplainsItself
   decide("meet.example", "microphone", PermissionDecision::block);
   decide("chat.example", "notifications", PermissionDecision::allow);
   type("");
-  EXPECT_EQ(outline(), (Strings{"chat.example> permission:chat.example/notifications",
-                                "meet.example> permission:meet.example/camera",
-                                "  permission:meet.example/microphone"}));
+  EXPECT_EQ(outline(),
+            (Strings{"chat.example> permission:chat.example/notifications",
+                     "meet.example> permission:meet.example/camera", "  permission:meet.example/microphone"}));
 
   using Empty = std::tuple<PaletteCommand, std::string, std::string>;  // scope, nothing yet, nothing matches
   for (auto& [scope, nothing, noMatch] :

@@ -1,11 +1,12 @@
+// The history tests' fixture: a store in a temporary home on virtual time.
 #pragma once
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <fstream>
-#include <iterator>
 #include <memory>
+#include <optional>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "core/app_support.h"
@@ -14,6 +15,15 @@
 #include "support/virtual_scheduler.h"
 
 namespace quillo::test {
+
+// Every field of each entry, so that lists compare whole.
+using Fields = std::vector<std::tuple<std::string, std::string, int64_t, double>>;
+inline std::optional<Fields> fields(const std::optional<std::vector<HistoryEntry>>& entries) {
+  if (!entries) return std::nullopt;
+  Fields out;
+  for (const auto& e : *entries) out.emplace_back(e.url.str(), e.title, e.visits, e.lastVisited);
+  return out;
+}
 
 // A history in a temporary home, on virtual time, with the wall clock fixed
 // at 2024-06-01 00:00 UTC.
@@ -26,11 +36,7 @@ class HistoryTest : public ::testing::Test {
   double now() const { return toReferenceSeconds(scheduler.wallNow()); }
   std::filesystem::path file() const { return home.data("history.json"); }
 
-  static Url url(const std::string& text) {
-    auto parsed = Url::parse(text);
-    EXPECT_TRUE(parsed) << text;
-    return parsed ? *parsed : *Url::parse("https://invalid.example/");
-  }
+  static Url url(const std::string& text) { return Url::parse(text).value(); }
   HistoryEntry entry(const std::string& address, const std::string& title, int64_t visits, double daysAgo) const {
     return HistoryEntry{url(address), title, visits, now() - daysAgo * kDay};
   }
@@ -38,21 +44,27 @@ class HistoryTest : public ::testing::Test {
   void writeFile(const std::vector<HistoryEntry>& entries) const {
     ASSERT_TRUE(AppSupport::writeAtomically(file(), encodeHistory(entries), "history.json"));
   }
-  std::string fileText(const std::filesystem::path& path) const {
-    std::ifstream in(path, std::ios::binary);
-    EXPECT_TRUE(in) << path;
-    return std::string(std::istreambuf_iterator<char>(in), {});
-  }
   std::vector<HistoryEntry> readFile() const {
-    auto entries = decodeHistory(fileText(file()));
+    auto entries = decodeHistory(TempHome::read(file()));
     EXPECT_TRUE(entries);
     return entries ? *entries : std::vector<HistoryEntry>{};
   }
 
+  // Title, visits and last visit of the stored entry, if any.
+  std::optional<std::tuple<std::string, int64_t, double>> stored(const std::string& address) const {
+    const HistoryEntry* e = history->find(url(address));
+    return e ? std::optional(std::tuple(e->title, e->visits, e->lastVisited)) : std::nullopt;
+  }
+
+  // A store counting its writes, its file still being read.
+  History& start() {
+    history = std::make_unique<History>(scheduler);
+    history->written().connect([this](bool ok) { ok ? ++writes : ++failedWrites; });
+    return *history;
+  }
   // A store whose file has been read and merged.
   History& open() {
-    history = std::make_unique<History>(scheduler);
-    countWrites();
+    start();
     scheduler.waitForWorkers(1);
     EXPECT_TRUE(history->isLoaded());
     return *history;
@@ -67,9 +79,6 @@ class HistoryTest : public ::testing::Test {
     for (int round = 0; round < 20 && writes + failedWrites < total; ++round)
       scheduler.waitForWorkers(1, std::chrono::seconds(5));
     EXPECT_EQ(writes + failedWrites, total);
-  }
-  void countWrites() {
-    history->written().connect([this](bool ok) { ok ? ++writes : ++failedWrites; });
   }
 
   using Strings = std::vector<std::string>;

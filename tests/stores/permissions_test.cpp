@@ -1,12 +1,10 @@
-// Site permissions: saved and run-only answers, their order, the file, and
-// the import of the old list of always-allowed app links.
-#include <gtest/gtest.h>
+// Site permissions: saved and run-only answers, their order, the file, and the old app-link list.
+#include "stores/permissions.h"
 
-#include <fstream>
+#include <gtest/gtest.h>
 
 #include "core/app_support.h"
 #include "core/settings.h"
-#include "stores/permissions.h"
 #include "support/temp_home.h"
 
 namespace quillo {
@@ -22,19 +20,16 @@ SitePermission notifications(const std::string& host) { return {host, Kind::noti
 SitePermission app(const std::string& host, const std::string& scheme) { return {host, Kind::app, scheme}; }
 
 std::optional<std::string> mailOnly(const std::string& scheme) {
-  if (scheme == "mailto") return "Mail";
-  return std::nullopt;
+  return scheme == "mailto" ? std::optional<std::string>("Mail") : std::nullopt;
 }
 
 nlohmann::json fileJSON() { return AppSupport::read(std::string_view(Permissions::kFileName)).value; }
 
 void writeFile(const std::string& text) {
-  std::filesystem::create_directories(AppSupport::folder());
-  std::ofstream(AppSupport::file(Permissions::kFileName)) << text;
+  ASSERT_TRUE(AppSupport::writeAtomically(AppSupport::file(Permissions::kFileName), text, Permissions::kFileName));
 }
 
-class PermissionsTest : public ::testing::Test {
- protected:
+struct PermissionsTest : ::testing::Test {
   test::TempHome home;
 };
 

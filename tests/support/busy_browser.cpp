@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "core/browser.h"
+#include "browser/browser.h"
 #include "support/fake_web_view.h"
 
 namespace quillo::test {

@@ -29,9 +29,7 @@ FakeOp::~FakeOp() {
   std::filesystem::remove_all(folder_, error);
 }
 
-void FakeOp::put(const std::string& name, const std::string& text) {
-  std::ofstream(folder_ + "/" + name) << text;
-}
+void FakeOp::put(const std::string& name, const std::string& text) { std::ofstream(folder_ + "/" + name) << text; }
 
 void FakeOp::fail(const std::string& standardError, int status) {
   put("stderr", standardError);
@@ -47,19 +45,10 @@ void FakeOp::behave() {
 std::vector<std::vector<std::string>> FakeOp::calls() const {
   std::vector<std::vector<std::string>> calls;
   std::ifstream in(folder_ + "/calls");
-  std::string line;
-  while (std::getline(in, line)) {
-    std::vector<std::string> arguments;
-    for (size_t at = 0; at < line.size();) {
-      size_t close = line.find("]", at + 1);
-      // An argument may itself hold "]": the next one starts at "][" or the end.
-      while (close != std::string::npos && close + 1 < line.size() && line[close + 1] != '[')
-        close = line.find("]", close + 1);
-      if (close == std::string::npos) break;
-      arguments.push_back(line.substr(at + 1, close - at - 1));
-      at = close + 1;
-    }
-    calls.push_back(std::move(arguments));
+  for (std::string line; std::getline(in, line);) {
+    std::istringstream fields(line);
+    calls.emplace_back();
+    for (std::string argument; std::getline(fields, argument, '\0');) calls.back().push_back(argument);
   }
   return calls;
 }

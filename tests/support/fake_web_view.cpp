@@ -1,21 +1,9 @@
+// The fake engine's views: loads, commits, the back/forward list and its saved state.
 #include "support/fake_web_view.h"
 
 #include <algorithm>
 
 namespace quillo::test {
-
-// ---- FakeDataStore ----
-
-FakeDataStore::FakeDataStore(bool persistent, int serial, std::shared_ptr<int> liveCount)
-    : persistent_(persistent), serial_(serial), liveCount_(std::move(liveCount)) {
-  if (liveCount_) ++*liveCount_;
-}
-
-FakeDataStore::~FakeDataStore() {
-  if (liveCount_) --*liveCount_;
-}
-
-// ---- FakeWebView ----
 
 FakeWebView::FakeWebView(FakeEngine* engine, ViewConfiguration configuration)
     : engine_(engine), configuration_(std::move(configuration)) {
@@ -27,32 +15,15 @@ FakeWebView::~FakeWebView() {
   if (engine_) std::erase(engine_->views_, this);
 }
 
-bool FakeWebView::emit(const std::function<void(WebViewEvents&)>& call) {
-  auto alive = alive_;
-  if (events_) call(*events_);
-  return *alive;
-}
-
 void FakeWebView::load(const Url& url) {
   // Loading the address already shown replaces its entry, as WebKit does;
   // anything else drops the forward entries and adds one.
-  bool same = current_ >= 0 && entries_[size_t(current_)].url == url;
-  if (!same) {
+  if (current_ < 0 || entries_[size_t(current_)].url != url) {
     entries_.resize(size_t(current_ + 1));
     entries_.push_back({url, ""});
     current_ = int(entries_.size()) - 1;
   }
   startLoad(url);
-}
-
-void FakeWebView::loadFile(const Url& file, const Url& readAccess) {
-  readAccessFolder = readAccess;
-  load(file);
-}
-
-void FakeWebView::reload() {
-  // Like WebKit, a view that shows nothing (restored, never loaded) has nothing to reload.
-  if (url_) startLoad(*url_);
 }
 
 void FakeWebView::stop() {
@@ -62,47 +33,27 @@ void FakeWebView::stop() {
   emit([](WebViewEvents& e) { e.webViewStateChanged(); });
 }
 
-void FakeWebView::goBack() {
-  if (!canGoBack()) return;
-  --current_;
-  startLoad(entries_[size_t(current_)].url);
-}
-
-void FakeWebView::goForward() {
-  if (!canGoForward()) return;
-  ++current_;
-  startLoad(entries_[size_t(current_)].url);
-}
-
-void FakeWebView::goToCurrentItem() {
-  if (current_ < 0) return;
-  startLoad(entries_[size_t(current_)].url);
-}
-
 void FakeWebView::startLoad(const Url& url) {
   loads.push_back(url);
   loading_ = true;
   progress_ = 0.1;
   committed_ = false;
   if (!emit([](WebViewEvents& e) { e.webViewStartedNavigation(); })) return;
-  if (engine_ && engine_->holdCommits) {
-    // WebKit shows the address being loaded while it is provisional.
-    provisional_ = url;
-    emit([](WebViewEvents& e) { e.webViewStateChanged(); });
-    return;
-  }
-  url_ = url;
-  title_.clear();
-  committed_ = true;
-  if (!emit([](WebViewEvents& e) { e.webViewStateChanged(); })) return;
-  if (!emit([](WebViewEvents& e) { e.webViewCommitted(); })) return;
-  finishLoad();
+  if (!engine_ || !engine_->holdCommits) return commit(url);
+  // WebKit shows the address being loaded while it is provisional.
+  provisional_ = url;
+  emit([](WebViewEvents& e) { e.webViewStateChanged(); });
 }
 
 void FakeWebView::commitLoad() {
   if (committed_ || !provisional_) return;
-  url_ = *provisional_;
+  auto url = *provisional_;
   provisional_.reset();
+  commit(url);
+}
+
+void FakeWebView::commit(const Url& url) {
+  url_ = url;
   title_.clear();
   committed_ = true;
   if (!emit([](WebViewEvents& e) { e.webViewStateChanged(); })) return;
@@ -172,12 +123,6 @@ void FakeWebView::finishLoad() {
   emit([](WebViewEvents& e) { e.webViewFinishedNavigation(); });
 }
 
-void FakeWebView::setPageTitle(const std::string& title) {
-  title_ = title;
-  if (current_ >= 0) entries_[size_t(current_)].title = title;
-  emit([](WebViewEvents& e) { e.webViewStateChanged(); });
-}
-
 std::string FakeWebView::sessionState() const {
   if (entries_.empty()) return {};
   nlohmann::json list = nlohmann::json::array();
@@ -189,19 +134,17 @@ bool FakeWebView::restoreSessionState(const std::string& blob) {
   // A blob the engine can't read changes nothing, as with WebKit's
   // session_state_new returning NULL.
   auto state = nlohmann::json::parse(blob, nullptr, false);
-  if (!state.is_object()) return false;
-  auto list = state.find("entries");
-  auto current = state.find("current");
-  if (list == state.end() || !list->is_array() || list->empty()) return false;
-  if (current == state.end() || !current->is_number_integer()) return false;
+  if (!state.is_object() || !state.contains("entries") || !state.contains("current")) return false;
+  auto &list = state["entries"], &current = state["current"];
+  if (!list.is_array() || list.empty() || !current.is_number_integer()) return false;
   std::vector<Entry> restored;
-  for (const auto& item : *list) {
+  for (const auto& item : list) {
     if (!item.is_object() || !item.contains("url") || !item["url"].is_string()) return false;
     auto url = Url::parse(item["url"].get<std::string>());
     if (!url) return false;
     restored.push_back({*url, item.value("title", std::string())});
   }
-  auto index = current->get<int64_t>();
+  auto index = current.get<int64_t>();
   if (index < 0 || index >= int64_t(restored.size())) return false;
 
   // Restoring loads nothing: the view has a list but no address yet.
@@ -213,12 +156,6 @@ bool FakeWebView::restoreSessionState(const std::string& blob) {
   progress_ = 0;
   emit([](WebViewEvents& e) { e.webViewStateChanged(); });
   return true;
-}
-
-void FakeWebView::find(const std::string&, bool backwards, std::function<void(bool)> done) {
-  findActive = true;
-  lastFindBackwards = backwards;
-  if (done) done(false);  // the fake page holds no text
 }
 
 void FakeWebView::evaluate(const std::string& script, uint64_t frameID, bool isolated, EvaluationDone done) {
@@ -239,18 +176,6 @@ void FakeWebView::evaluateInEveryFrame(const std::string& script, bool isolated,
     done(frameAnswers, std::string());
 }
 
-void FakeWebView::emitMessage(const FrameMessage& message) {
-  emit([&](WebViewEvents& e) { e.webViewMessage(message); });
-}
-
-void FakeWebView::emitMessage(const std::string& name, nlohmann::json payload) {
-  FrameMessage message;
-  message.name = name;
-  message.frameURL = url_ ? url_->str() : std::string();
-  message.payload = std::move(payload);
-  emitMessage(message);
-}
-
 bool FakeWebView::openChildWindow(const std::optional<Url>& url) {
   // The child shares this view's configuration and store, as WebKit's related views do.
   auto child = std::make_unique<FakeWebView>(engine_, configuration_);
@@ -259,41 +184,6 @@ bool FakeWebView::openChildWindow(const std::optional<Url>& url) {
   emit([&](WebViewEvents& e) { accepted = e.webViewOpenedWindow(std::move(child)); });
   if (accepted && url) raw->load(*url);
   return accepted;
-}
-
-void FakeWebView::closeWindow() {
-  emit([](WebViewEvents& e) { e.webViewClosed(); });
-}
-
-void FakeWebView::requestAttention() {
-  emit([](WebViewEvents& e) { e.webViewNeedsAttention(); });
-}
-
-void FakeWebView::crash() {
-  loading_ = false;
-  emit([](WebViewEvents& e) { e.webViewCrashed(); });
-}
-
-void FakeWebView::setPlayingAudio(bool playing) {
-  playingAudio_ = playing;
-  emit([](WebViewEvents& e) { e.webViewAudioChanged(); });
-}
-
-// ---- FakeEngine ----
-
-FakeEngine::FakeEngine() : persistent_(std::make_shared<FakeDataStore>(true, 0, nullptr)) {}
-
-FakeEngine::~FakeEngine() {
-  // Views may outlive the engine in a test's teardown; they then stand alone.
-  for (auto* view : views_) view->engine_ = nullptr;
-}
-
-std::shared_ptr<DataStore> FakeEngine::makePrivateStore() {
-  return std::make_shared<FakeDataStore>(false, ++privateSerial_, livePrivate_);
-}
-
-std::unique_ptr<WebViewPort> FakeEngine::makeView(const ViewConfiguration& configuration) {
-  return std::make_unique<FakeWebView>(this, configuration);
 }
 
 }  // namespace quillo::test

@@ -1,3 +1,4 @@
+// An in-memory web engine for the model's tests: views, their back/forward lists and data stores.
 #pragma once
 #include <functional>
 #include <map>
@@ -16,8 +17,13 @@ class FakeEngine;
 // in the order they were made; the persistent one is 0.
 class FakeDataStore final : public DataStore {
  public:
-  FakeDataStore(bool persistent, int serial, std::shared_ptr<int> liveCount);
-  ~FakeDataStore() override;
+  FakeDataStore(bool persistent, int serial, std::shared_ptr<int> liveCount)
+      : persistent_(persistent), serial_(serial), liveCount_(std::move(liveCount)) {
+    if (liveCount_) ++*liveCount_;
+  }
+  ~FakeDataStore() override {
+    if (liveCount_) --*liveCount_;
+  }
   bool isPersistent() const override { return persistent_; }
   int serial() const { return serial_; }
 
@@ -27,13 +33,10 @@ class FakeDataStore final : public DataStore {
   std::shared_ptr<int> liveCount_;
 };
 
-class FakeContentFilter final : public ContentFilter {
- public:
-  explicit FakeContentFilter(std::string identifier) : identifier_(std::move(identifier)) {}
-  const std::string& identifier() const override { return identifier_; }
-
- private:
-  std::string identifier_;
+struct FakeContentFilter final : ContentFilter {
+  explicit FakeContentFilter(std::string identifier) : name(std::move(identifier)) {}
+  const std::string& identifier() const override { return name; }
+  std::string name;
 };
 
 // An in-memory web view that behaves like WebKitGTK where the model can see
@@ -71,15 +74,32 @@ class FakeWebView final : public WebViewPort {
   bool isPlayingAudio() const override { return playingAudio_; }
   const std::shared_ptr<DataStore>& store() const override { return configuration_.store; }
   void load(const Url& url) override;
-  void loadFile(const Url& file, const Url& readAccess) override;
-  void reload() override;
+  void loadFile(const Url& file, const Url& readAccess) override {
+    readAccessFolder = readAccess;
+    load(file);
+  }
+  // Like WebKit, a view that shows nothing (restored, never loaded) has nothing to reload.
+  void reload() override {
+    if (url_) startLoad(*url_);
+  }
   void stop() override;
-  void goBack() override;
-  void goForward() override;
+  void goBack() override {
+    if (canGoBack()) startLoad(entries_[size_t(--current_)].url);
+  }
+  void goForward() override {
+    if (canGoForward()) startLoad(entries_[size_t(++current_)].url);
+  }
   std::string sessionState() const override;
   bool restoreSessionState(const std::string& blob) override;
-  void goToCurrentItem() override;
-  void find(const std::string& text, bool backwards, std::function<void(bool)> done) override;
+  void goToCurrentItem() override {
+    if (current_ >= 0) startLoad(entries_[size_t(current_)].url);
+  }
+  // The fake page holds no text: nothing is ever found.
+  void find(const std::string&, bool backwards, std::function<void(bool)> done) override {
+    findActive = true;
+    lastFindBackwards = backwards;
+    if (done) done(false);
+  }
   void finishFind() override { findActive = false; }
   void setMuted(bool muted) override { muted_ = muted; }
   double zoom() const override { return zoom_; }
@@ -94,7 +114,6 @@ class FakeWebView final : public WebViewPort {
 
   // ---- What the test sees ----
   const ViewConfiguration& configuration() const { return configuration_; }
-  WebViewEvents* events() const { return events_; }
   const std::vector<Entry>& entries() const { return entries_; }
   int currentIndex() const { return current_; }  // -1 with an empty list
   bool muted() const { return muted_; }
@@ -134,28 +153,51 @@ class FakeWebView final : public WebViewPort {
   // Commits the navigation held by the engine's holdCommits.
   void commitLoad();
   // The page changes its own title (document.title = ...).
-  void setPageTitle(const std::string& title);
-  void emitMessage(const FrameMessage& message);
-  void emitMessage(const std::string& name, nlohmann::json payload);
+  void setPageTitle(const std::string& title) {
+    title_ = title;
+    if (current_ >= 0) entries_[size_t(current_)].title = title;
+    emit([](WebViewEvents& e) { e.webViewStateChanged(); });
+  }
+  void emitMessage(const FrameMessage& message) {
+    emit([&](WebViewEvents& e) { e.webViewMessage(message); });
+  }
+  void emitMessage(const std::string& name, nlohmann::json payload) {
+    emitMessage(FrameMessage{name, 0, url_ ? url_->str() : std::string(), true, std::move(payload)});
+  }
   // The site opens a window, loading url in it when given. Returns what the
   // events answered; the child (engine.views().back()) lives only if true.
   bool openChildWindow(const std::optional<Url>& url = std::nullopt);
-  // The site calls window.close().
-  void closeWindow();
-  // A dialog is about to show.
-  void requestAttention();
+  // The site calls window.close(); a dialog is about to show.
+  void closeWindow() {
+    emit([](WebViewEvents& e) { e.webViewClosed(); });
+  }
+  void requestAttention() {
+    emit([](WebViewEvents& e) { e.webViewNeedsAttention(); });
+  }
   // The web process dies: loading stops, the list and address stay.
-  void crash();
-  void setPlayingAudio(bool playing);
+  void crash() {
+    loading_ = false;
+    emit([](WebViewEvents& e) { e.webViewCrashed(); });
+  }
+  void setPlayingAudio(bool playing) {
+    playingAudio_ = playing;
+    emit([](WebViewEvents& e) { e.webViewAudioChanged(); });
+  }
 
  private:
   friend class FakeEngine;
   void startLoad(const Url& url);  // of entries_[current_]
+  // Shows the address being loaded, then completes the load.
+  void commit(const Url& url);
   // Completes the load in progress: the title comes from engine.titles.
   void finishLoad();
   void dropProvisional();
   // Calls the events if set; false when the call destroyed this view.
-  bool emit(const std::function<void(WebViewEvents&)>& call);
+  bool emit(const std::function<void(WebViewEvents&)>& call) {
+    auto alive = alive_;
+    if (events_) call(*events_);
+    return *alive;
+  }
 
   FakeEngine* engine_;
   ViewConfiguration configuration_;
@@ -176,14 +218,21 @@ class FakeWebView final : public WebViewPort {
 
 class FakeEngine final : public WebEngine {
  public:
-  FakeEngine();
-  ~FakeEngine() override;
+  FakeEngine() = default;
+  // Views may outlive the engine in a test's teardown; they then stand alone.
+  ~FakeEngine() override {
+    for (auto* view : views_) view->engine_ = nullptr;
+  }
   FakeEngine(const FakeEngine&) = delete;
   FakeEngine& operator=(const FakeEngine&) = delete;
 
   std::shared_ptr<DataStore> persistentStore() override { return persistent_; }
-  std::shared_ptr<DataStore> makePrivateStore() override;
-  std::unique_ptr<WebViewPort> makeView(const ViewConfiguration& configuration) override;
+  std::shared_ptr<DataStore> makePrivateStore() override {
+    return std::make_shared<FakeDataStore>(false, ++privateSerial_, livePrivate_);
+  }
+  std::unique_ptr<WebViewPort> makeView(const ViewConfiguration& configuration) override {
+    return std::make_unique<FakeWebView>(this, configuration);
+  }
 
   // ---- What the test sets ----
   // Title each address gets when its load finishes; others get none.
@@ -203,7 +252,7 @@ class FakeEngine final : public WebEngine {
   friend class FakeWebView;
   std::shared_ptr<int> livePrivate_ = std::make_shared<int>(0);
   int privateSerial_ = 0;
-  std::shared_ptr<DataStore> persistent_;
+  std::shared_ptr<DataStore> persistent_ = std::make_shared<FakeDataStore>(true, 0, nullptr);
   std::vector<FakeWebView*> views_;
 };
 

@@ -52,29 +52,36 @@ const std::vector<Site>& bigSites() {
 }
 
 constexpr std::array<std::string_view, 96> kWords = {
-    "rust", "async", "browser", "linux", "kernel", "python", "release", "notes", "climate", "election",
-    "market", "review", "guide", "how", "to", "install", "debian", "gtk", "webkit", "memory",
-    "performance", "design", "history", "search", "privacy", "tracker", "security", "update", "coffee", "recipe",
-    "bread", "garden", "travel", "berlin", "paris", "tokyo", "london", "football", "league", "final",
-    "science", "space", "telescope", "mars", "ocean", "energy", "battery", "electric", "car", "bike",
-    "music", "album", "concert", "film", "trailer", "series", "season", "episode", "book", "author",
-    "interview", "economy", "inflation", "rates", "housing", "school", "university", "health", "sleep", "running",
-    "keyboard", "monitor", "laptop", "phone", "camera", "lens", "photo", "typescript", "compiler", "database",
-    "sqlite", "postgres", "json", "parser", "thread", "queue", "lambda", "template", "error", "crash",
-    "tutorial", "best", "new", "why", "what", "the"};
+    "rust",     "async",    "browser",     "linux",      "kernel",  "python",     "release",   "notes",    "climate",
+    "election", "market",   "review",      "guide",      "how",     "to",         "install",   "debian",   "gtk",
+    "webkit",   "memory",   "performance", "design",     "history", "search",     "privacy",   "tracker",  "security",
+    "update",   "coffee",   "recipe",      "bread",      "garden",  "travel",     "berlin",    "paris",    "tokyo",
+    "london",   "football", "league",      "final",      "science", "space",      "telescope", "mars",     "ocean",
+    "energy",   "battery",  "electric",    "car",        "bike",    "music",      "album",     "concert",  "film",
+    "trailer",  "series",   "season",      "episode",    "book",    "author",     "interview", "economy",  "inflation",
+    "rates",    "housing",  "school",      "university", "health",  "sleep",      "running",   "keyboard", "monitor",
+    "laptop",   "phone",    "camera",      "lens",       "photo",   "typescript", "compiler",  "database", "sqlite",
+    "postgres", "json",     "parser",      "thread",     "queue",   "lambda",     "template",  "error",    "crash",
+    "tutorial", "best",     "new",         "why",        "what",    "the"};
 
-constexpr std::array<std::string_view, 12> kForeignTitles = {
-    "Évolution du marché immobilier à Paris",  "Über die Geschichte der Stadt München",
-    "Новости науки и техники",                  "東京の天気予報",
-    "Café com leite: receita fácil",            "Ελληνική κουζίνα για αρχάριους",
-    "Zürich: Öffnungszeiten der Bäder",         "Как выучить язык программирования",
-    "スペースシャトルの歴史",                      "Señales de tráfico en España",
-    "ÇAĞDAŞ TÜRK EDEBİYATI",                    "Ärzte warnen vor Hitzewelle"};
+constexpr std::array<std::string_view, 12> kForeignTitles = {"Évolution du marché immobilier à Paris",
+                                                             "Über die Geschichte der Stadt München",
+                                                             "Новости науки и техники",
+                                                             "東京の天気予報",
+                                                             "Café com leite: receita fácil",
+                                                             "Ελληνική κουζίνα για αρχάριους",
+                                                             "Zürich: Öffnungszeiten der Bäder",
+                                                             "Как выучить язык программирования",
+                                                             "スペースシャトルの歴史",
+                                                             "Señales de tráfico en España",
+                                                             "ÇAĞDAŞ TÜRK EDEBİYATI",
+                                                             "Ärzte warnen vor Hitzewelle"};
 
-constexpr std::array<std::string_view, 24> kSyllables = {"ka", "lo", "mi", "ter", "van", "bra", "zu", "nex",
-                                                         "pol", "rin", "sa", "dor", "fi", "gle", "hub", "ion",
-                                                         "jet", "kor", "lum", "mo", "nav", "ox", "pix", "qui"};
-constexpr std::array<std::string_view, 10> kTlds = {"com", "org", "net", "io", "de", "fr", "co.uk", "dev", "app", "blog"};
+constexpr std::array<std::string_view, 24> kSyllables = {"ka",  "lo",  "mi",  "ter", "van", "bra", "zu",  "nex",
+                                                         "pol", "rin", "sa",  "dor", "fi",  "gle", "hub", "ion",
+                                                         "jet", "kor", "lum", "mo",  "nav", "ox",  "pix", "qui"};
+constexpr std::array<std::string_view, 10> kTlds = {"com", "org",   "net", "io",  "de",
+                                                    "fr",  "co.uk", "dev", "app", "blog"};
 
 class Generator {
  public:
@@ -161,18 +168,13 @@ class Generator {
       case Shape::code:
         return "/" + std::string(word()) + id + "/" + std::string(word()) + "/" +
                (random_() % 2 ? "issues/" : "pull/") + number(4);
-      case Shape::shop:
-        return "/dp/B0" + id + "?ref=sr_1_" + number(1) + "&keywords=" + phrase(2, '+');
-      case Shape::search:
-        return "/search?q=" + phrase(1 + int(random_() % 4), '+') + "&t=" + id;
-      case Shape::video:
-        return "/watch?v=" + number(3) + id + "&list=PL" + number(6);
+      case Shape::shop: return "/dp/B0" + id + "?ref=sr_1_" + number(1) + "&keywords=" + phrase(2, '+');
+      case Shape::search: return "/search?q=" + phrase(1 + int(random_() % 4), '+') + "&t=" + id;
+      case Shape::video: return "/watch?v=" + number(3) + id + "&list=PL" + number(6);
       case Shape::forum:
         return random_() % 2 ? "/item?id=" + number(4) + id : "/questions/" + id + "/" + phrase(4, '-');
-      case Shape::docs:
-        return "/3/library/" + std::string(word()) + ".html?v" + id + "#" + std::string(word());
-      case Shape::blog:
-        return "/posts/" + phrase(3, '-') + "-" + id;
+      case Shape::docs: return "/3/library/" + std::string(word()) + ".html?v" + id + "#" + std::string(word());
+      case Shape::blog: return "/posts/" + phrase(3, '-') + "-" + id;
     }
     return "/" + id;
   }
@@ -208,9 +210,12 @@ std::vector<HistoryEntry> realisticHistory(std::size_t count, uint32_t stream, d
 }
 
 std::vector<std::string> typicalQueries() {
-  return {"github.com/rust",       "news.ycombinator.com/item", "wikipedia berlin", "nytimes election",
-          "how to install debian", "stackoverflow async rust",  "youtube concert",  "docs.python.org/3/lib",
-          "www.theguardian.com",   "kalo",                      "climate energy",   "Новости"};
+  return {"github.com/rust",       "news.ycombinator.com/item",
+          "wikipedia berlin",      "nytimes election",
+          "how to install debian", "stackoverflow async rust",
+          "youtube concert",       "docs.python.org/3/lib",
+          "www.theguardian.com",   "kalo",
+          "climate energy",        "Новости"};
 }
 
 }  // namespace quillo::test

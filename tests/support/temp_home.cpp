@@ -1,6 +1,8 @@
 #include "support/temp_home.h"
 
 #include <cstdlib>
+#include <fstream>
+#include <iterator>
 #include <stdexcept>
 
 namespace quillo::test {
@@ -35,5 +37,10 @@ TempHome::~TempHome() {
 }
 
 std::filesystem::path TempHome::data(const std::string& name) const { return root_ / "data" / "quillo" / name; }
+
+std::string TempHome::read(const std::filesystem::path& file) {
+  std::ifstream in(file, std::ios::binary);
+  return std::string(std::istreambuf_iterator<char>(in), {});
+}
 
 }  // namespace quillo::test

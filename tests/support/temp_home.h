@@ -13,7 +13,8 @@ class TempHome {
   TempHome(const TempHome&) = delete;
   TempHome& operator=(const TempHome&) = delete;
   const std::filesystem::path& root() const { return root_; }
-  std::filesystem::path data(const std::string& name) const;  // under $XDG_DATA_HOME/quillo
+  std::filesystem::path data(const std::string& name) const;   // under $XDG_DATA_HOME/quillo
+  static std::string read(const std::filesystem::path& file);  // the file's bytes, empty when missing
 
  private:
   std::filesystem::path root_;

@@ -1,3 +1,4 @@
+// The tests' HTTPS proxy.
 #include "support/test_proxy.h"
 
 #include <gio/gio.h>
@@ -6,15 +7,13 @@
 
 namespace quillo::test {
 
-// One client connection: its request head is read, then it is joined to
-// the upstream server and the two streams are spliced together.
+// One client connection: its request head is read, then it is spliced to the upstream server.
 struct ProxyConnection {
   TestProxy* proxy;
   GSocketConnection* client;
   GSocketConnection* upstream = nullptr;
   std::string head;
   char buffer[4096];
-  bool tunnel = false;
 
   ~ProxyConnection() {
     if (upstream) g_object_unref(upstream);
@@ -46,10 +45,8 @@ struct ProxyConnection {
     // "METHOD TARGET HTTP/1.1" -> "METHOD TARGET"
     auto lastSpace = line.rfind(' ');
     proxy->note(lastSpace == std::string::npos ? line : line.substr(0, lastSpace));
-    tunnel = line.rfind("CONNECT ", 0) == 0;
     GSocketClient* connector = g_socket_client_new();
-    g_socket_client_connect_to_host_async(connector, "127.0.0.1",
-                                          guint16(tunnel ? proxy->securePort_ : proxy->plainPort_), nullptr,
+    g_socket_client_connect_to_host_async(connector, "127.0.0.1", guint16(proxy->securePort_), nullptr,
                                           &ProxyConnection::onConnected, this);
     g_object_unref(connector);
   }
@@ -61,33 +58,26 @@ struct ProxyConnection {
       delete self;
       return;
     }
-    GOutputStream* out;
-    std::string first;
-    if (self->tunnel) {
-      out = g_io_stream_get_output_stream(G_IO_STREAM(self->client));
-      first = "HTTP/1.1 200 Connection established\r\n\r\n";
-      // Anything the client sent after its CONNECT head belongs upstream.
-      std::string rest = self->head.substr(self->head.find("\r\n\r\n") + 4);
-      if (!rest.empty())
-        g_output_stream_write_all(g_io_stream_get_output_stream(G_IO_STREAM(self->upstream)), rest.data(),
-                                  rest.size(), nullptr, nullptr, nullptr);
-    } else {
-      out = g_io_stream_get_output_stream(G_IO_STREAM(self->upstream));
-      first = self->head;
-    }
-    g_output_stream_write_all(out, first.data(), first.size(), nullptr, nullptr, nullptr);
-    g_io_stream_splice_async(G_IO_STREAM(self->client), G_IO_STREAM(self->upstream),
-                             GIOStreamSpliceFlags(G_IO_STREAM_SPLICE_CLOSE_STREAM1 | G_IO_STREAM_SPLICE_CLOSE_STREAM2),
-                             G_PRIORITY_DEFAULT, nullptr,
-                             [](GObject*, GAsyncResult* result, gpointer data) {
-                               g_io_stream_splice_finish(result, nullptr);
-                               delete static_cast<ProxyConnection*>(data);
-                             },
-                             self);
+    const std::string established = "HTTP/1.1 200 Connection established\r\n\r\n";
+    g_output_stream_write_all(g_io_stream_get_output_stream(G_IO_STREAM(self->client)), established.data(),
+                              established.size(), nullptr, nullptr, nullptr);
+    // Anything the client sent after its CONNECT head belongs upstream.
+    std::string rest = self->head.substr(self->head.find("\r\n\r\n") + 4);
+    g_output_stream_write_all(g_io_stream_get_output_stream(G_IO_STREAM(self->upstream)), rest.data(), rest.size(),
+                              nullptr, nullptr, nullptr);
+    g_io_stream_splice_async(
+        G_IO_STREAM(self->client), G_IO_STREAM(self->upstream),
+        GIOStreamSpliceFlags(G_IO_STREAM_SPLICE_CLOSE_STREAM1 | G_IO_STREAM_SPLICE_CLOSE_STREAM2), G_PRIORITY_DEFAULT,
+        nullptr,
+        [](GObject*, GAsyncResult* result, gpointer data) {
+          g_io_stream_splice_finish(result, nullptr);
+          delete static_cast<ProxyConnection*>(data);
+        },
+        self);
   }
 };
 
-TestProxy::TestProxy(int plainPort, int securePort) : plainPort_(plainPort), securePort_(securePort) {
+TestProxy::TestProxy(int securePort) : securePort_(securePort) {
   service_ = g_socket_service_new();
   GError* error = nullptr;
   GInetAddress* loopback = g_inet_address_new_from_string("127.0.0.1");

@@ -1,3 +1,4 @@
+// An HTTPS proxy for tests: CONNECT tunnels to any host reach one of the tests' own servers.
 #pragma once
 #include <mutex>
 #include <string>
@@ -7,21 +8,17 @@ typedef struct _GSocketService GSocketService;
 
 namespace quillo::test {
 
-// An HTTP proxy on 127.0.0.1 that lets any host name reach the tests' own
-// servers: plain requests go to `plainPort`, CONNECT tunnels (HTTPS) to
-// `securePort`, whatever host they name. Runs on the thread-default main
-// context of the thread that made it.
+// Listens on 127.0.0.1 and joins every tunnel to `securePort` there, whatever host it names. Runs on the
+// thread-default main context of the thread that made it.
 class TestProxy {
  public:
-  TestProxy(int plainPort, int securePort);
+  explicit TestProxy(int securePort);
   ~TestProxy();
   TestProxy(const TestProxy&) = delete;
   TestProxy& operator=(const TestProxy&) = delete;
 
-  // "http://127.0.0.1:PORT"
-  std::string url() const;
-  // Each request line seen, e.g. "CONNECT public.example:443" or
-  // "GET http://public.example/a".
+  std::string url() const;  // "http://127.0.0.1:PORT"
+  // Each request line seen, without its protocol: "CONNECT public.example:443".
   std::vector<std::string> requests() const;
 
  private:
@@ -29,7 +26,7 @@ class TestProxy {
   void note(const std::string& line);
   GSocketService* service_ = nullptr;
   int port_ = 0;
-  int plainPort_, securePort_;
+  int securePort_;
   mutable std::mutex mutex_;
   std::vector<std::string> requests_;
 };

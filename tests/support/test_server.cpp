@@ -1,3 +1,4 @@
+// The tests' HTTP server, on libsoup.
 #include "support/test_server.h"
 
 #include <libsoup/soup.h>
@@ -34,6 +35,12 @@ void respond(SoupServerMessage* message, const Route& route) {
                            std::min(route.stallAfter, route.body.size()));
 }
 
+[[noreturn]] void fail(const std::string& what, GError* error) {
+  std::string text = error ? error->message : "unknown error";
+  g_clear_error(&error);
+  throw std::runtime_error("test server: " + what + ": " + text);
+}
+
 void drop(SoupServerMessage* message) {
   GIOStream* stream = soup_server_message_steal_connection(message);
   if (stream) {
@@ -46,29 +53,20 @@ void drop(SoupServerMessage* message) {
 
 TestServer::TestServer(const std::string& address, bool https) : address_(address), https_(https) {
   GTlsCertificate* certificate = nullptr;
-  if (https) {
-    GError* error = nullptr;
-    certificate = g_tls_certificate_new_from_pem(kTestCertificatePEM, -1, &error);
-    if (!certificate) {
-      std::string text = error ? error->message : "unknown error";
-      g_clear_error(&error);
-      throw std::runtime_error("test server: bad certificate: " + text);
-    }
-  }
+  GError* error = nullptr;
+  if (https && !(certificate = g_tls_certificate_new_from_pem(kTestCertificatePEM, -1, &error)))
+    fail("bad certificate", error);
   server_ = certificate ? soup_server_new("tls-certificate", certificate, nullptr) : soup_server_new(nullptr, nullptr);
   if (certificate) g_object_unref(certificate);
   soup_server_add_handler(server_, nullptr, &TestServer::handle, this, nullptr);
   GSocketAddress* socketAddress = g_inet_socket_address_new_from_string(address.c_str(), 0);
   if (!socketAddress) throw std::runtime_error("test server: bad address " + address);
-  GError* error = nullptr;
   gboolean listening =
       soup_server_listen(server_, socketAddress, https ? SOUP_SERVER_LISTEN_HTTPS : SoupServerListenOptions(0), &error);
   g_object_unref(socketAddress);
   if (!listening) {
-    std::string text = error ? error->message : "unknown error";
-    g_clear_error(&error);
     g_object_unref(server_);
-    throw std::runtime_error("test server: can't listen on " + address + ": " + text);
+    fail("can't listen on " + address, error);
   }
   GSList* uris = soup_server_get_uris(server_);
   if (uris) port_ = g_uri_get_port(static_cast<GUri*>(uris->data));

@@ -1,3 +1,4 @@
+// A tiny HTTP(S) server for tests, with canned answers per path.
 #pragma once
 #include <chrono>
 #include <map>
@@ -24,8 +25,7 @@ struct Route {
   std::chrono::milliseconds delay{0};
   // Closes the connection without answering.
   bool drop = false;
-  // Sends only this many bytes of the body, then keeps the connection open
-  // without sending more (a download that never ends). 0 sends it all.
+  // Sends only this many bytes of the body and then nothing more (a download that never ends); 0 sends it all.
   size_t stallAfter = 0;
 };
 
@@ -35,10 +35,8 @@ struct ServedRequest {
   std::string host;   // the Host header as sent
 };
 
-// A tiny HTTP server on a loopback address and an OS-chosen port, for tests.
-// It runs on the thread-default GLib main context of the thread that made it:
-// the test iterates that context for requests to be answered. Unknown paths
-// get a 404. The request log may be read from any thread.
+// On a loopback address and an OS-chosen port, run by the thread-default main context of the thread that made it,
+// which the test iterates for requests to be answered. Unknown paths get a 404. The log may be read from any thread.
 class TestServer {
  public:
   explicit TestServer(const std::string& address = "127.0.0.1", bool https = false);

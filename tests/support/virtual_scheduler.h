@@ -1,23 +1,27 @@
+// Virtual time for the model's tests: nothing runs until the test advances the clock.
 #pragma once
+#include <algorithm>
+#include <condition_variable>
 #include <deque>
 #include <map>
-#include <condition_variable>
 #include <mutex>
 
 #include "core/scheduler.h"
 
 namespace quillo::test {
 
-// Virtual time: nothing runs until the test advances the clock.
 class VirtualScheduler final : public Scheduler {
  public:
-  VirtualScheduler();
+  VirtualScheduler()
+      : start_(Clock::time_point() + std::chrono::hours(1000)),
+        now_(start_),
+        wallStart_(std::chrono::system_clock::now()) {}
   Clock::time_point now() const override { return now_; }
   WallTime wallNow() const override { return wallStart_ + (now_ - start_); }
   void postFromAnyThread(std::function<void()> work) override;
 
   // Runs everything due now (including work posted by what runs).
-  void runUntilIdle();
+  void runUntilIdle() { advance(Duration::zero()); }
   // Moves the clock forward, running each task at its due time, in order.
   void advance(Duration by);
   // Drains work handed over by worker threads, waiting up to `timeout` for
@@ -26,7 +30,9 @@ class VirtualScheduler final : public Scheduler {
   void setWallNow(WallTime t) { wallStart_ = t - (now_ - start_); }
 
  protected:
-  void schedule(Duration delay, std::shared_ptr<TaskHandle::State> task) override;
+  void schedule(Duration delay, std::shared_ptr<TaskHandle::State> task) override {
+    timers_.emplace(std::make_pair(now_ + std::max(delay, Duration::zero()), sequence_++), std::move(task));
+  }
 
  private:
   bool runNextDue(Clock::time_point limit);

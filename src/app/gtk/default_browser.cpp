@@ -1,3 +1,4 @@
+// Registering the installed Quillo as the desktop's program for web links and HTML files.
 #include "app/gtk/default_browser.h"
 
 #include <gio/gdesktopappinfo.h>
@@ -9,8 +10,9 @@ void makeDefaultBrowser(std::function<void(std::string)> done) {
   // links through it.
   GDesktopAppInfo* info = g_desktop_app_info_new("org.quillo.Quillo.desktop");
   if (!info) {
-    done("Quillo needs to be installed to be the default browser: install it with tools/install and open it from "
-         "your applications.");
+    done(
+        "Quillo needs to be installed to be the default browser: install it with tools/install and open it from "
+        "your applications.");
     return;
   }
   std::string error;

@@ -1,3 +1,4 @@
+// Making Quillo the desktop's default browser.
 #pragma once
 #include <functional>
 #include <string>

@@ -1,3 +1,4 @@
+// The desktop behind the browser's services: the clipboard, dialogs over the window, other schemes' links.
 #include "app/gtk/desktop_services.h"
 
 #include "core/log.h"
@@ -16,8 +17,8 @@ void WindowAlerts::ask(const Alert& alert, std::function<void(size_t)> answered)
 }
 
 void WindowAlerts::askWithCheckbox(const Alert& alert, std::function<void(size_t, bool)> answered) {
-  auto* dialog = new Gtk::MessageDialog(window_, alert.message, false, Gtk::MessageType::QUESTION,
-                                        Gtk::ButtonsType::NONE, true);
+  auto* dialog =
+      new Gtk::MessageDialog(window_, alert.message, false, Gtk::MessageType::QUESTION, Gtk::ButtonsType::NONE, true);
   if (!alert.detail.empty()) dialog->set_secondary_text(alert.detail);
   // Buttons are given default first; GTK lays them out from the left, so the
   // default goes last, where GNOME puts it.
@@ -28,13 +29,14 @@ void WindowAlerts::askWithCheckbox(const Alert& alert, std::function<void(size_t
     check = Gtk::make_managed<Gtk::CheckButton>(*alert.checkbox);
     dialog->get_message_area()->append(*check);
   }
-  dialog->signal_response().connect([dialog, check, answered = std::move(answered), count = alert.buttons.size()](int response) {
-    dialog->hide();
-    // Closing the dialog counts as the last button (the cancel one).
-    size_t button = response >= 0 && size_t(response) < count ? size_t(response) : (count ? count - 1 : 0);
-    if (answered) answered(button, check && check->get_active());
-    Glib::signal_idle().connect_once([dialog] { delete dialog; });
-  });
+  dialog->signal_response().connect(
+      [dialog, check, answered = std::move(answered), count = alert.buttons.size()](int response) {
+        dialog->hide();
+        // Closing the dialog counts as the last button (the cancel one).
+        size_t button = response >= 0 && size_t(response) < count ? size_t(response) : (count ? count - 1 : 0);
+        if (answered) answered(button, check && check->get_active());
+        Glib::signal_idle().connect_once([dialog] { delete dialog; });
+      });
   dialog->show();
 }
 

@@ -1,11 +1,12 @@
+// The desktop behind the browser's services: the clipboard, dialogs over the window, other schemes' links.
 #pragma once
 #include <gtkmm.h>
 
 #include <set>
 #include <utility>
 
+#include "core/sources.h"
 #include "page/app_links.h"
-#include "palette/sources.h"
 
 namespace quillo {
 
@@ -28,10 +29,8 @@ class WindowAlerts final : public Alerts {
   Gtk::Window& window_;
 };
 
-// Other schemes' links open in the desktop's default program for the scheme.
-// Sites' "Always allow" answers are kept for the run.
-// Other programs for other schemes; the saved "always allow" answers live in
-// the site permissions.
+// Other schemes' links open in the desktop's default program for the scheme;
+// the saved "always allow" answers live in the site permissions.
 class DesktopAppLinks final : public AppLinks {
  public:
   explicit DesktopAppLinks(Permissions& permissions) : permissions_(permissions) {}

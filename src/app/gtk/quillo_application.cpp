@@ -1,9 +1,11 @@
+// Start-up and shutdown: builds the engine, stores, browser and window, and opens addresses from the command line.
 #include "app/gtk/quillo_application.h"
 
 #include <glib-unix.h>
 #include <glib.h>
 #include <unistd.h>
 
+#include <csignal>
 #include <ctime>
 #include <future>
 #include <string>
@@ -12,13 +14,13 @@
 #include "app/gtk/default_browser.h"
 #include "app/gtk/desktop_services.h"
 #include "blocking/block_lists.h"
+#include "blocking/content_blocker.h"
 #include "blocking/webkit/webkit_filter_store.h"
 #include "chrome/gtk/browser_window.h"
 #include "core/address.h"
 #include "core/app_support.h"
 #include "core/log.h"
 #include "features/one_password_logins.h"
-#include <csignal>
 #include "page/gtk/icon_decoding.h"
 #include "page/icon_store.h"
 #include "page/site_zoom.h"
@@ -27,9 +29,9 @@
 #include "palette/gtk/palette_view.h"
 #include "stores/downloads.h"
 #include "stores/gtk/desktop_downloads.h"
+#include "stores/history.h"
 #include "stores/permissions.h"
 #include "stores/webkit/webkit_downloads.h"
-#include "stores/history.h"
 
 namespace quillo {
 
@@ -145,7 +147,7 @@ void QuilloApplication::on_startup() {
   appLinks_ = std::make_unique<DesktopAppLinks>(*permissions_);
   browser_->attach(*appLinks_);
   iconFetcher_ = std::make_unique<SoupIconFetcher>();
-  iconStore_ = std::make_unique<IconStore>(*iconFetcher_, decodesAsImage);
+  iconStore_ = std::make_unique<IconStore>(*iconFetcher_, decodesAsImage, ContentBlocker::isTracker);
   browser_->attach(*iconStore_);
   // What the palette list reads beyond the browser: every store in one place.
   if (auto* list = findPaletteList(*window_)) {
@@ -158,8 +160,10 @@ void QuilloApplication::on_startup() {
   }
   browser_->features.makeDefault = [this] {
     makeDefaultBrowser([this](const std::string& error) {
-      if (!error.empty()) alerts_->ask(Alert{error, "", {"OK"}}, nullptr);
-      else browser_->show("Quillo is now the default browser");
+      if (!error.empty())
+        alerts_->ask(Alert{error, "", {"OK"}}, nullptr);
+      else
+        browser_->show("Quillo is now the default browser");
     });
   };
   // QUILLO_REPORT_STARTUP=1 prints how long the window took to show, and

@@ -1,9 +1,10 @@
+// The GTK application: one instance per session, owning every store, the browser and the window.
 #pragma once
 #include <gtkmm.h>
 
 #include <memory>
 
-#include "core/browser.h"
+#include "browser/browser.h"
 #include "core/scheduler.h"
 #include "core/settings.h"
 

@@ -1,3 +1,4 @@
+// Block lists compiled and kept in WebKit's content filter store, with the JSON to compile them again from.
 #include "blocking/webkit/webkit_filter_store.h"
 
 #include <webkit/webkit.h>
@@ -52,8 +53,8 @@ struct LoadRequest : Request {
 
 GBytes* takeBytes(std::string text) {
   auto* owned = new std::string(std::move(text));
-  return g_bytes_new_with_free_func(owned->data(), owned->size(),
-                                    [](gpointer data) { delete static_cast<std::string*>(data); }, owned);
+  return g_bytes_new_with_free_func(
+      owned->data(), owned->size(), [](gpointer data) { delete static_cast<std::string*>(data); }, owned);
 }
 
 std::string readDigest(const std::filesystem::path& path) {
@@ -127,8 +128,8 @@ void saved(GObject* source, GAsyncResult* result, gpointer data) {
 
 void compile(const Request& base, GBytes* json, bool keepSource, FilterStore::Compiled done) {
   auto* request = new CompileRequest(base, json, keepSource, std::move(done));
-  webkit_user_content_filter_store_save(request->store, request->identifier.c_str(), json, request->cancellable,
-                                        &saved, request);
+  webkit_user_content_filter_store_save(request->store, request->identifier.c_str(), json, request->cancellable, &saved,
+                                        request);
 }
 
 // A list WebKit could not load, made again from the JSON kept beside it.

@@ -1,3 +1,4 @@
+// Block lists compiled and kept in WebKit's content filter store, with the JSON to compile them again from.
 #pragma once
 #include <filesystem>
 #include <string>

@@ -1,10 +1,11 @@
+// The main window: its actions and keys, the menu, and showing the current page or split under the bar.
 #include "chrome/gtk/browser_window.h"
 
 #include <sigc++/adaptors/track_obj.h>
 
 #include "chrome/key_handler.h"
-#include "palette/gtk/palette_view.h"
 #include "page/webkit/webkit_view.h"
+#include "palette/gtk/palette_view.h"
 
 namespace quillo {
 
@@ -29,7 +30,8 @@ const std::vector<BrowserWindow::Command>& BrowserWindow::commands() {
       {"rename-tab", "Rename Tab", {"<Control>i"}},
       {"commands", "Commands", {"<Control>slash"}},
       {"cycle", "Switch to Recent Tab", {"<Control>grave", "<Control>Tab"}},
-      {"cycle-back", "Switch Back Through Recent Tabs",
+      {"cycle-back",
+       "Switch Back Through Recent Tabs",
        {"<Control><Shift>grave", "<Control>asciitilde", "<Control><Shift>ISO_Left_Tab"}},
   };
   return table;
@@ -107,8 +109,8 @@ void BrowserWindow::holdPagesUntilShown() {
   connections_.push_back(signal_map().connect([this] {
     Glib::signal_idle().connect_once(sigc::track_object(
         [this] {
-          Glib::signal_idle().connect_once(
-              sigc::track_object([this] { browser_.stopDeferringViews(); }, *this), Glib::PRIORITY_LOW);
+          Glib::signal_idle().connect_once(sigc::track_object([this] { browser_.stopDeferringViews(); }, *this),
+                                           Glib::PRIORITY_LOW);
         },
         *this));
   }));
@@ -121,14 +123,26 @@ void BrowserWindow::addActions() {
       {"new-private-tab", [this] { browser_.newPrivateTab(); }},
       {"close-tab", [this] { browser_.closeCurrentTab(); }},
       {"reopen-tab", [this] { browser_.reopenClosedTab(); }},
-      {"print", [page] { if (auto p = page()) p->webView().print(); }},
+      {"print",
+       [page] {
+         if (auto p = page()) p->webView().print();
+       }},
       {"open-location", [this] { browser_.toggleBar(); }},
       {"find", [this] { browser_.startFinding(); }},
       {"find-next", [this] { browser_.findNext(false); }},
       {"find-previous", [this] { browser_.findNext(true); }},
-      {"back", [page] { if (auto p = page()) p->webView().goBack(); }},
-      {"forward", [page] { if (auto p = page()) p->webView().goForward(); }},
-      {"reload", [page] { if (auto p = page()) p->reload(); }},
+      {"back",
+       [page] {
+         if (auto p = page()) p->webView().goBack();
+       }},
+      {"forward",
+       [page] {
+         if (auto p = page()) p->webView().goForward();
+       }},
+      {"reload",
+       [page] {
+         if (auto p = page()) p->reload();
+       }},
       {"zoom-in", [this] { browser_.zoomIn(); }},
       {"zoom-out", [this] { browser_.zoomOut(); }},
       {"actual-size", [this] { browser_.actualSize(); }},
@@ -275,15 +289,21 @@ bool BrowserWindow::onKeyPressed(guint keyval, guint, Gdk::ModifierType state) {
   using Key = KeyPress::Key;
   KeyPress press;
   switch (keyval) {
-    case GDK_KEY_slash: case GDK_KEY_KP_Divide: press.key = Key::slash; break;
-    case GDK_KEY_c: case GDK_KEY_C: press.key = Key::c; break;
-    case GDK_KEY_Return: case GDK_KEY_KP_Enter: press.key = Key::enter; break;
+    case GDK_KEY_slash:
+    case GDK_KEY_KP_Divide: press.key = Key::slash; break;
+    case GDK_KEY_c:
+    case GDK_KEY_C: press.key = Key::c; break;
+    case GDK_KEY_Return:
+    case GDK_KEY_KP_Enter: press.key = Key::enter; break;
     case GDK_KEY_Tab: press.key = Key::tab; break;
     case GDK_KEY_BackSpace: press.key = Key::backspace; break;
-    case GDK_KEY_Delete: case GDK_KEY_KP_Delete: press.key = Key::del; break;
+    case GDK_KEY_Delete:
+    case GDK_KEY_KP_Delete: press.key = Key::del; break;
     case GDK_KEY_Escape: press.key = Key::escape; break;
-    case GDK_KEY_Up: case GDK_KEY_KP_Up: press.key = Key::up; break;
-    case GDK_KEY_Down: case GDK_KEY_KP_Down: press.key = Key::down; break;
+    case GDK_KEY_Up:
+    case GDK_KEY_KP_Up: press.key = Key::up; break;
+    case GDK_KEY_Down:
+    case GDK_KEY_KP_Down: press.key = Key::down; break;
     default: return false;  // Ctrl+grave and the rest are actions
   }
   press.ctrl = (state & Gdk::ModifierType::CONTROL_MASK) == Gdk::ModifierType::CONTROL_MASK;
@@ -299,8 +319,8 @@ bool BrowserWindow::onKeyPressed(guint keyval, guint, Gdk::ModifierType state) {
   int start = 0, end = 0;
   press.fieldHasSelection = entry.get_selection_bounds(start, end) && start != end;
   // Selection bounds count characters, not bytes.
-  press.fieldAllSelected = press.fieldHasSelection && start == 0 &&
-                           end == int(g_utf8_strlen(press.fieldText.c_str(), -1));
+  press.fieldAllSelected =
+      press.fieldHasSelection && start == 0 && end == int(g_utf8_strlen(press.fieldText.c_str(), -1));
   return handleKey(browser_, press);
 }
 

@@ -1,10 +1,11 @@
+// The main window: the bar in the title bar, the page area below, and every keyed command as an action.
 #pragma once
 #include <gtkmm.h>
 
 #include <memory>
 
+#include "browser/browser.h"
 #include "chrome/gtk/split_view.h"
-#include "core/browser.h"
 #include "page/gtk/page_stage.h"
 #include "palette/gtk/address_bar.h"
 

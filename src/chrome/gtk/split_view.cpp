@@ -1,3 +1,4 @@
+// The window's page area: one page, or a split's two with a draggable divider and a border on the unfocused side.
 #include "chrome/gtk/split_view.h"
 
 #include <algorithm>

@@ -1,11 +1,12 @@
+// The window's page area: one page, or a split's two with a draggable divider and a border on the unfocused side.
 #pragma once
 #include <gtkmm.h>
 
 #include <functional>
 #include <memory>
 
+#include "browser/split.h"
 #include "core/modifiers.h"
-#include "core/split.h"
 
 namespace quillo {
 

@@ -90,8 +90,8 @@ void installPost(WebKitScriptWorld* world, WebKitWebPage* page, WebKitFrame* fra
       G_TYPE_NONE, 2, JSC_TYPE_VALUE, JSC_TYPE_VALUE);
   JSCValue* object = jsc_value_new_object(context, nullptr, nullptr);
   jsc_value_object_define_property_data(object, "post", JSC_VALUE_PROPERTY_ENUMERABLE, function);
-  jsc_value_object_define_property_data(jsc_context_get_global_object(context), "quillo",
-                                        JSC_VALUE_PROPERTY_ENUMERABLE, object);
+  jsc_value_object_define_property_data(jsc_context_get_global_object(context), "quillo", JSC_VALUE_PROPERTY_ENUMERABLE,
+                                        object);
   g_object_unref(object);
   g_object_unref(function);
   g_object_unref(context);
@@ -103,8 +103,8 @@ WebKitUserMessage* evalReply(bool ok, const std::string& text) {
 
 // Runs a script in one frame; the result as JSON text, or the error.
 bool evaluateIn(WebKitFrame* frame, const char* script, bool isolated, std::string& result) {
-  JSCContext* context = isolated ? webkit_frame_get_js_context_for_script_world(frame, quilloWorld)
-                                 : webkit_frame_get_js_context(frame);
+  JSCContext* context =
+      isolated ? webkit_frame_get_js_context_for_script_world(frame, quilloWorld) : webkit_frame_get_js_context(frame);
   JSCValue* value = jsc_context_evaluate(context, script, -1);
   std::string error;
   char* json = nullptr;
@@ -193,7 +193,8 @@ extern "C" G_MODULE_EXPORT void webkit_web_process_extension_initialize(WebKitWe
   g_signal_connect(quilloWorld, "window-object-cleared", G_CALLBACK(installPost), nullptr);
   // Frames that never run one of our scripts still need to be reachable.
   g_signal_connect(webkit_script_world_get_default(), "window-object-cleared", G_CALLBACK(frameCleared), nullptr);
-  g_signal_connect(extension, "page-created", G_CALLBACK(+[](WebKitWebProcessExtension*, WebKitWebPage* page, gpointer) {
+  g_signal_connect(extension, "page-created",
+                   G_CALLBACK(+[](WebKitWebProcessExtension*, WebKitWebPage* page, gpointer) {
                      g_signal_connect(page, "user-message-received", G_CALLBACK(receive), nullptr);
                    }),
                    nullptr);

@@ -1,6 +1,6 @@
+// The message names and parameter formats the browser and its web process extension share.
 #pragma once
-// The messages between the browser and its web process extension. Shared by
-// both sides, so it uses nothing beyond the language.
+// Both sides include it, so it uses nothing beyond the language.
 
 namespace quillo::extension {
 

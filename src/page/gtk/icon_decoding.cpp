@@ -1,3 +1,4 @@
+// Checking that fetched icon bytes decode as an image GTK can draw.
 #include "page/gtk/icon_decoding.h"
 
 #include <gtk/gtk.h>

@@ -1,5 +1,6 @@
+// Checking that fetched icon bytes decode as an image GTK can draw.
 #pragma once
-#include "palette/sources.h"
+#include "core/sources.h"
 
 namespace quillo {
 

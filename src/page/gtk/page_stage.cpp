@@ -1,3 +1,4 @@
+// The area under the bar: the current page's web view, or the error view of its failed load.
 #include "page/gtk/page_stage.h"
 
 #include "page/webkit/webkit_view.h"

@@ -1,3 +1,4 @@
+// Passing the extension's reports of frames loading and going away on to a view's frame origins.
 #include "page/webkit/frame_notes.h"
 
 #include "page/extension/protocol.h"

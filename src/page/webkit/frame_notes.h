@@ -1,3 +1,4 @@
+// Passing the extension's reports of frames loading and going away on to a view's frame origins.
 #pragma once
 #include <webkit/webkit.h>
 

@@ -1,3 +1,4 @@
+// A WebKitGTK content-blocking rule list, wrapped as the model's content filter.
 #pragma once
 #include <webkit/webkit.h>
 

@@ -1,3 +1,4 @@
+// The WebKitGTK engine: the one web context, its settings, and the persistent and private network sessions.
 #include "page/webkit/webkit_engine.h"
 
 #include <cstdlib>
@@ -16,7 +17,6 @@ namespace {
 
 constexpr const char* kExtensionModule = "libquilloextension.so";
 constexpr const char* kScriptWorld = "quillo";
-
 
 // What every session gets, persistent or private.
 void prepare(WebKitNetworkSession* session) {

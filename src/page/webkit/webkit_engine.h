@@ -1,3 +1,4 @@
+// The WebKitGTK engine: the one web context, its settings, and the persistent and private network sessions.
 #pragma once
 #include <webkit/webkit.h>
 

@@ -1,3 +1,4 @@
+// WebKitGTK permission requests and queries: which site asks for the camera, microphone or notifications.
 #include "page/webkit/webkit_permissions.h"
 
 #include <gtk/gtk.h>
@@ -125,13 +126,17 @@ void askingHost(WebKitWebView* view, std::function<void(std::string)> done) {
   }
   if (g_object_get_data(G_OBJECT(view), kWaitingForWord)) return guessAskingHost(view, std::move(done));
   auto* waiting = new Waiting{view, std::move(done)};
-  waiting->timeout = g_timeout_add(kWaitForWordMilliseconds, [](gpointer data) -> gboolean {
-    auto* waiting = static_cast<Waiting*>(data);
-    waiting->timeout = 0;
-    settle(waiting->view, std::nullopt);
-    return G_SOURCE_REMOVE;
-  }, waiting);
-  g_object_set_data_full(G_OBJECT(view), kWaitingForWord, waiting, [](gpointer data) { delete static_cast<Waiting*>(data); });
+  waiting->timeout = g_timeout_add(
+      kWaitForWordMilliseconds,
+      [](gpointer data) -> gboolean {
+        auto* waiting = static_cast<Waiting*>(data);
+        waiting->timeout = 0;
+        settle(waiting->view, std::nullopt);
+        return G_SOURCE_REMOVE;
+      },
+      waiting);
+  g_object_set_data_full(G_OBJECT(view), kWaitingForWord, waiting,
+                         [](gpointer data) { delete static_cast<Waiting*>(data); });
 }
 
 // A question in the page's window: the buttons of the alert (the first is
@@ -141,9 +146,11 @@ void askInWindow(WebKitWebView* view, const Alert& alert, std::function<void(siz
   GtkWindow* parent = GTK_IS_WINDOW(root) ? GTK_WINDOW(root) : nullptr;
   GtkWidget* box = gtk_message_dialog_new(parent, GtkDialogFlags(GTK_DIALOG_MODAL | GTK_DIALOG_DESTROY_WITH_PARENT),
                                           GTK_MESSAGE_QUESTION, GTK_BUTTONS_NONE, "%s", alert.message.c_str());
-  if (!alert.detail.empty()) gtk_message_dialog_format_secondary_text(GTK_MESSAGE_DIALOG(box), "%s", alert.detail.c_str());
+  if (!alert.detail.empty())
+    gtk_message_dialog_format_secondary_text(GTK_MESSAGE_DIALOG(box), "%s", alert.detail.c_str());
   // GNOME puts the default last.
-  for (size_t i = alert.buttons.size(); i-- > 0;) gtk_dialog_add_button(GTK_DIALOG(box), alert.buttons[i].c_str(), int(i));
+  for (size_t i = alert.buttons.size(); i-- > 0;)
+    gtk_dialog_add_button(GTK_DIALOG(box), alert.buttons[i].c_str(), int(i));
   gtk_dialog_set_default_response(GTK_DIALOG(box), 0);
   GtkWidget* check = nullptr;
   if (alert.checkbox) {
@@ -265,13 +272,13 @@ bool answerPermissionQuery(WebKitWebView* view, WebKitPermissionStateQuery* quer
   else
     return false;
   if (WebKitSecurityOrigin* origin = webkit_permission_state_query_get_security_origin(query))
-    if (const char* host = webkit_security_origin_get_host(origin))
-      permission.host = host;
+    if (const char* host = webkit_security_origin_get_host(origin)) permission.host = host;
   if (permission.host.empty()) permission.host = hostOf(webkit_web_view_get_uri(view));
   auto decision = permissions->decision(permission);
-  webkit_permission_state_query_finish(query, !decision                             ? WEBKIT_PERMISSION_STATE_PROMPT
-                                              : *decision == PermissionDecision::allow ? WEBKIT_PERMISSION_STATE_GRANTED
-                                                                                       : WEBKIT_PERMISSION_STATE_DENIED);
+  webkit_permission_state_query_finish(query, !decision ? WEBKIT_PERMISSION_STATE_PROMPT
+                                              : *decision == PermissionDecision::allow
+                                                  ? WEBKIT_PERMISSION_STATE_GRANTED
+                                                  : WEBKIT_PERMISSION_STATE_DENIED);
   return true;
 }
 

@@ -1,3 +1,4 @@
+// WebKitGTK permission requests and queries: camera, microphone and notifications, answered per site.
 #pragma once
 #include <webkit/webkit.h>
 

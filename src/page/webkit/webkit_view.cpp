@@ -1,3 +1,4 @@
+// The WebKitGTK web view behind the page's web view port: loads, policies, scripts, dialogs and downloads.
 #include "page/webkit/webkit_view.h"
 
 #include <fcntl.h>
@@ -8,8 +9,8 @@
 
 #include "core/log.h"
 #include "page/extension/protocol.h"
-#include "page/navigation_policy.h"
 #include "page/frame_message.h"
+#include "page/navigation_policy.h"
 #include "page/webkit/frame_notes.h"
 #include "page/webkit/webkit_content_filter.h"
 #include "page/webkit/webkit_permissions.h"
@@ -91,22 +92,17 @@ class WebKitDownloadItem final : public WebDownload {
 // Carries out the browser's answer to one of WebKit's policy questions.
 void apply(NavigationPolicy policy, WebKitPolicyDecision* decision) {
   switch (policy) {
-    case NavigationPolicy::allow:
-      webkit_policy_decision_use(decision);
-      break;
-    case NavigationPolicy::download:
-      webkit_policy_decision_download(decision);
-      break;
-    case NavigationPolicy::cancel:
-      webkit_policy_decision_ignore(decision);
-      break;
+    case NavigationPolicy::allow: webkit_policy_decision_use(decision); break;
+    case NavigationPolicy::download: webkit_policy_decision_download(decision); break;
+    case NavigationPolicy::cancel: webkit_policy_decision_ignore(decision); break;
   }
 }
 
 }  // namespace
 
 void watchDownloads(WebKitNetworkSession* session) {
-  g_signal_connect(session, "download-started", G_CALLBACK(+[](WebKitNetworkSession*, WebKitDownload* download, gpointer) {
+  g_signal_connect(session, "download-started",
+                   G_CALLBACK(+[](WebKitNetworkSession*, WebKitDownload* download, gpointer) {
                      if (WebKitWebView* view = webkit_download_get_web_view(download))
                        if (WebKitView* port = WebKitView::from(view)) port->startedDownload(download);
                    }),
@@ -123,14 +119,13 @@ void WebKitView::startedDownload(WebKitDownload* download) {
 
 WebKitView::WebKitView(WebKitWebView* view, std::shared_ptr<DataStore> store,
                        std::vector<std::shared_ptr<ContentFilter>> filters)
-    : view_(WEBKIT_WEB_VIEW(g_object_ref_sink(view))),
-      store_(std::move(store)),
-      cancellable_(g_cancellable_new()) {
+    : view_(WEBKIT_WEB_VIEW(g_object_ref_sink(view))), store_(std::move(store)), cancellable_(g_cancellable_new()) {
   for (auto& filter : filters)
     if (filter) filters_[filter->identifier()] = std::move(filter);
   g_object_set_data(G_OBJECT(view_), kPortKey, this);
 
-  auto notify = G_CALLBACK(+[](GObject*, GParamSpec*, gpointer self) { static_cast<WebKitView*>(self)->stateChanged(); });
+  auto notify =
+      G_CALLBACK(+[](GObject*, GParamSpec*, gpointer self) { static_cast<WebKitView*>(self)->stateChanged(); });
   for (const char* property : {"notify::uri", "notify::title", "notify::is-loading", "notify::estimated-load-progress"})
     connect(view_, property, notify);
   connect(webkit_web_view_get_back_forward_list(view_), "changed",
@@ -145,15 +140,14 @@ WebKitView::WebKitView(WebKitWebView* view, std::shared_ptr<DataStore> store,
             static_cast<WebKitView*>(self)->loadFailed(uri, error);
             return gboolean(TRUE);  // our own error view, never WebKit's page
           }));
-  connect(view_, "load-failed-with-tls-errors",
-          G_CALLBACK(+[](WebKitWebView*, const char* uri, GTlsCertificate*, GTlsCertificateFlags problems,
-                         gpointer self) {
-            static_cast<WebKitView*>(self)->certificateFailed(uri, problems);
-            return gboolean(TRUE);
-          }));
+  connect(
+      view_, "load-failed-with-tls-errors",
+      G_CALLBACK(+[](WebKitWebView*, const char* uri, GTlsCertificate*, GTlsCertificateFlags problems, gpointer self) {
+        static_cast<WebKitView*>(self)->certificateFailed(uri, problems);
+        return gboolean(TRUE);
+      }));
   connect(view_, "decide-policy",
-          G_CALLBACK(+[](WebKitWebView*, WebKitPolicyDecision* decision, WebKitPolicyDecisionType type,
-                         gpointer self) {
+          G_CALLBACK(+[](WebKitWebView*, WebKitPolicyDecision* decision, WebKitPolicyDecisionType type, gpointer self) {
             return gboolean(static_cast<WebKitView*>(self)->decidePolicy(decision, type));
           }));
   connect(view_, "notify::is-playing-audio", G_CALLBACK(+[](GObject*, GParamSpec*, gpointer self) {
@@ -189,8 +183,10 @@ WebKitView::WebKitView(WebKitWebView* view, std::shared_ptr<DataStore> store,
               if (me->events_) me->events_->webViewNeedsAttention();
             }));
           }));
-  connect(view_, "query-permission-state", G_CALLBACK(+[](WebKitWebView* view, WebKitPermissionStateQuery* query,
-                                                         gpointer) { return gboolean(answerPermissionQuery(view, query)); }));
+  connect(view_, "query-permission-state",
+          G_CALLBACK(+[](WebKitWebView* view, WebKitPermissionStateQuery* query, gpointer) {
+            return gboolean(answerPermissionQuery(view, query));
+          }));
   connect(view_, "run-file-chooser", G_CALLBACK(+[](WebKitWebView*, WebKitFileChooserRequest* request, gpointer self) {
             return gboolean(static_cast<WebKitView*>(self)->showFileChooser(request));
           }));
@@ -257,14 +253,11 @@ void WebKitView::loadChanged(WebKitLoadEvent event) {
       navigationFailed_ = false;
       events_->webViewStartedNavigation();
       break;
-    case WEBKIT_LOAD_COMMITTED:
-      events_->webViewCommitted();
-      break;
+    case WEBKIT_LOAD_COMMITTED: events_->webViewCommitted(); break;
     case WEBKIT_LOAD_FINISHED:
       if (!navigationFailed_) events_->webViewFinishedNavigation();
       break;
-    default:
-      break;
+    default: break;
   }
 }
 
@@ -626,8 +619,7 @@ bool WebKitView::showScriptDialog(WebKitScriptDialog* dialog) {
                            webkit_script_dialog_prompt_set_text(answer->dialog,
                                                                 gtk_editable_get_text(GTK_EDITABLE(answer->entry)));
                          break;
-                       default:
-                         break;
+                       default: break;
                      }
                      gtk_window_destroy(GTK_WINDOW(box));
                    }),

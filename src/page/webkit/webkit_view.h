@@ -1,3 +1,4 @@
+// The WebKitGTK web view behind the page's web view port.
 #pragma once
 #include <gtk/gtk.h>
 #include <webkit/webkit.h>

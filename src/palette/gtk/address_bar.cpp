@@ -1,20 +1,14 @@
+// The palette's text field and caption: the current address at rest, typed text and inline completion when focused.
 #include "palette/gtk/address_bar.h"
 
 #include <glib.h>
 
-#include "chrome/key_label.h"
+#include "browser/palette_command.h"
 #include "core/address.h"
-#include "palette/palette_command.h"
+#include "core/key_label.h"
+#include "core/text.h"
 
 namespace quillo {
-
-namespace {
-std::string lower(const std::string& s) {
-  std::string out = s;
-  for (auto& c : out) c = char(g_ascii_tolower(c));
-  return out;
-}
-}  // namespace
 
 AddressBar::AddressBar(Browser& browser) : Gtk::Box(Gtk::Orientation::VERTICAL), browser_(browser) {
   add_css_class("quillo-address-bar");
@@ -201,7 +195,7 @@ void AddressBar::complete() {
   if (!completion || typedText_.empty() || typedText_.front() == '/') return;
   auto answer = completion(typedText_);
   if (!answer || answer->size() <= typedText_.size()) return;
-  if (lower(*answer).rfind(lower(typedText_), 0) != 0) return;
+  if (asciiLower(*answer).rfind(asciiLower(typedText_), 0) != 0) return;
   std::string full = typedText_ + answer->substr(typedText_.size());
   int typedLength = int(g_utf8_strlen(typedText_.c_str(), -1));
   settingText_ = true;

@@ -1,3 +1,4 @@
+// The palette's text field and caption: the current address at rest, typed text and inline completion when focused.
 #pragma once
 #include <gtkmm.h>
 
@@ -5,7 +6,7 @@
 #include <optional>
 #include <string>
 
-#include "core/browser.h"
+#include "browser/browser.h"
 
 namespace quillo {
 

@@ -1,3 +1,4 @@
+// Palette row icons: site images decoded once and cached, and the theme icons for commands and permissions.
 #include "palette/gtk/palette_icons.h"
 
 #include <array>
@@ -76,14 +77,10 @@ std::string forSymbol(std::string_view symbol) {
 
 std::string forPermission(const SitePermission& permission) {
   switch (permission.kind) {
-    case SitePermission::Kind::camera:
-      return "camera-web-symbolic";
-    case SitePermission::Kind::microphone:
-      return "audio-input-microphone-symbolic";
-    case SitePermission::Kind::notifications:
-      return "preferences-system-notifications-symbolic";
-    case SitePermission::Kind::app:
-      return "application-x-executable-symbolic";
+    case SitePermission::Kind::camera: return "camera-web-symbolic";
+    case SitePermission::Kind::microphone: return "audio-input-microphone-symbolic";
+    case SitePermission::Kind::notifications: return "preferences-system-notifications-symbolic";
+    case SitePermission::Kind::app: return "application-x-executable-symbolic";
   }
   return "application-x-executable-symbolic";
 }

@@ -1,3 +1,4 @@
+// Palette row icons: site images decoded once and cached, and the theme icons for commands and permissions.
 #pragma once
 #include <gtkmm.h>
 
@@ -7,7 +8,7 @@
 #include <string_view>
 #include <unordered_map>
 
-#include "palette/sources.h"
+#include "core/sources.h"
 
 namespace quillo {
 

@@ -1,10 +1,11 @@
+// The palette's row widgets: items, the pin grid, split pairs, notices, dividers, and in-place edit fields.
 #include "palette/gtk/palette_rows.h"
 
 #include <algorithm>
 
-#include "chrome/key_label.h"
+#include "browser/split.h"
 #include "core/address.h"
-#include "core/split.h"
+#include "core/key_label.h"
 
 namespace quillo {
 
@@ -71,9 +72,7 @@ IconChoice tabIcon(RowHost& host, const Page& page) {
   return choice;
 }
 
-IconChoice pinIcon(RowHost& host, const Pin& pin) {
-  return IconChoice{host.browser().icon(pin), paletteicons::kPin};
-}
+IconChoice pinIcon(RowHost& host, const Pin& pin) { return IconChoice{host.browser().icon(pin), paletteicons::kPin}; }
 
 int pinPosition(const Browser& browser, const std::string& id) {
   const auto& pins = browser.pins.get();
@@ -333,8 +332,8 @@ class ItemRow final : public PaletteRow {
         if (permissions) {
           auto decision = permissions->decision(permission);
           if (decision && !permissions->savedDecision(permission))
-            look.address = *decision == PermissionDecision::allow ? "Allowed until Quillo quits"
-                                                                  : "Blocked until Quillo quits";
+            look.address =
+                *decision == PermissionDecision::allow ? "Allowed until Quillo quits" : "Blocked until Quillo quits";
           // Both choices, the one in force marked.
           look.hint = std::string(decision == PermissionDecision::allow ? "● " : "○ ") + "Allow   " +
                       (decision == PermissionDecision::block ? "● " : "○ ") + "Block";
@@ -424,9 +423,8 @@ class ItemRow final : public PaletteRow {
       return;
     }
     if (!field_) {
-      field_ = std::make_unique<InlineField>([this](const std::optional<std::string>& result) {
-        host_.fieldDone(fieldIsAddress_, result);
-      });
+      field_ = std::make_unique<InlineField>(
+          [this](const std::optional<std::string>& result) { host_.fieldDone(fieldIsAddress_, result); });
       body_.insert_child_after(*field_, address_);
     }
     title_.set_visible(false);
@@ -785,18 +783,12 @@ std::unique_ptr<PaletteRow> makeRow(RowHost& host, const Entry& entry) {
   switch (entry.kind()) {
     case Entry::Kind::item:
     case Entry::Kind::sectionStart:
-    case Entry::Kind::download:
-      return std::make_unique<ItemRow>(host);
-    case Entry::Kind::pinGrid:
-      return std::make_unique<PinGridRow>(host);
-    case Entry::Kind::notice:
-      return std::make_unique<NoticeRow>(host);
-    case Entry::Kind::splitGroup:
-      return std::make_unique<SplitRow>(host);
-    case Entry::Kind::quickDivider:
-      return std::make_unique<QuickDividerRow>(host);
-    case Entry::Kind::divider:
-      return std::make_unique<DividerRow>(host);
+    case Entry::Kind::download: return std::make_unique<ItemRow>(host);
+    case Entry::Kind::pinGrid: return std::make_unique<PinGridRow>(host);
+    case Entry::Kind::notice: return std::make_unique<NoticeRow>(host);
+    case Entry::Kind::splitGroup: return std::make_unique<SplitRow>(host);
+    case Entry::Kind::quickDivider: return std::make_unique<QuickDividerRow>(host);
+    case Entry::Kind::divider: return std::make_unique<DividerRow>(host);
   }
   return nullptr;
 }

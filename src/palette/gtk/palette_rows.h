@@ -1,3 +1,4 @@
+// The palette's row widgets: items, the pin grid, split pairs, notices, dividers, and in-place edit fields.
 #pragma once
 #include <gtkmm.h>
 
@@ -7,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "core/browser.h"
+#include "browser/browser.h"
 #include "palette/gtk/palette_icons.h"
 #include "palette/palette_list.h"
 

@@ -1,3 +1,4 @@
+// The palette's CSS: the card over the page, its rows, headings, pin tiles and dividers, in the theme's colours.
 #include "palette/gtk/palette_style.h"
 
 #include <gtkmm.h>

@@ -1,3 +1,4 @@
+// The palette's look (CSS), loaded into the display once.
 #pragma once
 
 namespace quillo {

@@ -1,11 +1,12 @@
+// The palette's list over the page: rows kept by identity, updated once per frame, made as scrolled, pins dragged.
 #include "palette/gtk/palette_view.h"
 
 #include <algorithm>
 #include <cmath>
 #include <set>
 
+#include "core/text.h"
 #include "palette/gtk/palette_style.h"
-#include "palette/text.h"
 
 namespace quillo {
 
@@ -83,8 +84,8 @@ bool PaletteView::wantsOpen() const {
   // While start-up holds the page back, the field has the keyboard only so
   // that early keys are not lost: the resting list opens once something is
   // typed, not as a flash before the page takes the keyboard.
-  const bool heldOpen = browser_.chrome.isHeldOpen.get() &&
-                        !(browser_.isDeferringViews.get() && browser_.query->empty());
+  const bool heldOpen =
+      browser_.chrome.isHeldOpen.get() && !(browser_.isDeferringViews.get() && browser_.query->empty());
   return heldOpen || browser_.isComposingNewTab.get() || browser_.scope.get() || browser_.cycleIndex.get() ||
          browser_.isEditingInList() || browser_.isChoosingSplitPartner.get();
 }
@@ -113,21 +114,11 @@ PaletteView::RowKey PaletteView::keyOf(const PaletteList::Entry& entry) {
     case Kind::download:
       group = 0;  // the same row whether it starts a section or not
       break;
-    case Kind::pinGrid:
-      group = 1;
-      break;
-    case Kind::notice:
-      group = 2;
-      break;
-    case Kind::splitGroup:
-      group = 3;
-      break;
-    case Kind::quickDivider:
-      group = 4;
-      break;
-    case Kind::divider:
-      group = 5;
-      break;
+    case Kind::pinGrid: group = 1; break;
+    case Kind::notice: group = 2; break;
+    case Kind::splitGroup: group = 3; break;
+    case Kind::quickDivider: group = 4; break;
+    case Kind::divider: group = 5; break;
   }
   return {group, entry.id()};
 }
@@ -383,7 +374,7 @@ std::vector<PaletteRow*> PaletteView::pinRows() {
 
 void PaletteView::dragBegin(double, double y) {
   drag_ = Drag{};
-  if (!browser_.isManagingPins() || !palette::trimSpaces(browser_.query.get()).empty()) {
+  if (!browser_.isManagingPins() || !trimSpaces(browser_.query.get()).empty()) {
     dragGesture_->set_state(Gtk::EventSequenceState::DENIED);
     return;
   }

@@ -1,3 +1,4 @@
+// The palette's list over the page: rows kept by identity, updated once per frame, made as scrolled, pins dragged.
 #pragma once
 #include <gtkmm.h>
 
@@ -9,7 +10,7 @@
 #include <utility>
 #include <vector>
 
-#include "core/browser.h"
+#include "browser/browser.h"
 #include "palette/gtk/palette_icons.h"
 #include "palette/gtk/palette_rows.h"
 #include "palette/palette_list.h"

@@ -1,3 +1,4 @@
+// Downloads on the Linux desktop: the launcher's running count, recent files, and showing a file in its folder.
 #include "stores/gtk/desktop_downloads.h"
 
 #include <gtk/gtk.h>
@@ -13,7 +14,8 @@ void openFolder(const std::filesystem::path& file) {
   char* uri = g_file_get_uri(folder);
   GError* error = nullptr;
   if (!g_app_info_launch_default_for_uri(uri, nullptr, &error)) {
-    logLine(std::string("couldn't open ") + file.parent_path().string() + ": " + (error ? error->message : "no program"));
+    logLine(std::string("couldn't open ") + file.parent_path().string() + ": " +
+            (error ? error->message : "no program"));
     g_clear_error(&error);
   }
   g_free(uri);
@@ -64,8 +66,8 @@ void DesktopDownloads::reveal(const std::filesystem::path& file) {
   const char* uris[] = {uri, nullptr};
   auto* path = new std::filesystem::path(file);
   g_dbus_connection_call(
-      bus, "org.freedesktop.FileManager1", "/org/freedesktop/FileManager1", "org.freedesktop.FileManager1",
-      "ShowItems", g_variant_new("(^ass)", uris, ""), nullptr, G_DBUS_CALL_FLAGS_NONE, 5000, cancellable_,
+      bus, "org.freedesktop.FileManager1", "/org/freedesktop/FileManager1", "org.freedesktop.FileManager1", "ShowItems",
+      g_variant_new("(^ass)", uris, ""), nullptr, G_DBUS_CALL_FLAGS_NONE, 5000, cancellable_,
       [](GObject* source, GAsyncResult* result, gpointer data) {
         std::unique_ptr<std::filesystem::path> file(static_cast<std::filesystem::path*>(data));
         GError* error = nullptr;

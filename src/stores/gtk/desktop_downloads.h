@@ -1,3 +1,4 @@
+// Downloads on the Linux desktop: the launcher's running count, recent files, and showing a file in its folder.
 #pragma once
 #include <gio/gio.h>
 

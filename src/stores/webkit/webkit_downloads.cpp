@@ -1,3 +1,4 @@
+// WebKitGTK downloads: choosing where each file goes and following it into the downloads list.
 #include "stores/webkit/webkit_downloads.h"
 
 #include "core/log.h"
@@ -82,9 +83,9 @@ void failed(WebKitDownload* download, GError* error, gpointer) {
   Tracker* tracker = trackerOf(download);
   if (!tracker || tracker->failed) return;
   tracker->failed = true;
-  bool cancelled = error && ((error->domain == WEBKIT_DOWNLOAD_ERROR &&
-                              error->code == WEBKIT_DOWNLOAD_ERROR_CANCELLED_BY_USER) ||
-                             (error->domain == WEBKIT_NETWORK_ERROR && error->code == WEBKIT_NETWORK_ERROR_CANCELLED));
+  bool cancelled =
+      error && ((error->domain == WEBKIT_DOWNLOAD_ERROR && error->code == WEBKIT_DOWNLOAD_ERROR_CANCELLED_BY_USER) ||
+                (error->domain == WEBKIT_NETWORK_ERROR && error->code == WEBKIT_NETWORK_ERROR_CANCELLED));
   if (Downloads* list = tracker->list())
     list->fail(tracker->item, error && error->message ? error->message : "", cancelled);
 }

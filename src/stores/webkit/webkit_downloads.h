@@ -1,3 +1,4 @@
+// WebKitGTK downloads: choosing where each file goes and following it into the downloads list.
 #pragma once
 #include <webkit/webkit.h>
 

@@ -1,9 +1,9 @@
+// Helpers for tests on the real engine.
 #include "engine/support/engine_support.h"
 
 #include <gtkmm/init.h>
 
 #include <fstream>
-#include <memory>
 #include <stdexcept>
 
 #include "page/webkit/webkit_engine.h"
@@ -25,27 +25,16 @@ void ensureGtk() {
 
 bool runUntil(const std::function<bool()>& done, std::chrono::milliseconds timeout) {
   ensureGtk();
-  bool timedOut = false;
-  GSource* deadline = g_timeout_source_new(static_cast<guint>(timeout.count()));
-  g_source_set_callback(
-      deadline,
-      [](gpointer flag) -> gboolean {
-        *static_cast<bool*>(flag) = true;
-        return G_SOURCE_REMOVE;
-      },
-      &timedOut, nullptr);
-  g_source_attach(deadline, nullptr);
-  // A tick so that a blocking iteration wakes up to look at the predicate.
-  guint tick = g_timeout_add(20, [](gpointer) -> gboolean { return G_SOURCE_CONTINUE; }, nullptr);
-
+  const gint64 end = g_get_monotonic_time() + gint64(timeout.count()) * 1000;
+  // A tick wakes a blocking iteration up to look at the predicate again.
+  guint tick = g_timeout_add(
+      20, [](gpointer) -> gboolean { return G_SOURCE_CONTINUE; }, nullptr);
   bool result = done();
-  while (!result && !timedOut) {
+  while (!result && g_get_monotonic_time() < end) {
     g_main_context_iteration(nullptr, TRUE);
     result = done();
   }
   g_source_remove(tick);
-  g_source_destroy(deadline);
-  g_source_unref(deadline);
   return result;
 }
 
@@ -110,11 +99,22 @@ Evaluation evaluateAndWait(WebViewPort& view, const std::string& script, uint64_
   return *evaluation;
 }
 
+std::string evaluateText(WebViewPort& view, const std::string& script, uint64_t frameID, bool isolated) {
+  auto answer = evaluateAndWait(view, script, frameID, isolated);
+  if (!answer.result) return "<" + answer.error + ">";
+  return answer.result->is_string() ? answer.result->get<std::string>() : answer.result->dump();
+}
+
 Url mustParse(const std::string& text) {
   auto url = Url::parse(text);
   if (!url) throw std::runtime_error("not a URL: " + text);
   return *url;
 }
+
+const std::string kTinyGif(
+    "GIF89a\x01\x00\x01\x00\x80\x00\x00\x00\x00\x00\xff\xff\xff\x21\xf9\x04\x01\x00\x00\x00\x00\x2c\x00"
+    "\x00\x00\x00\x01\x00\x01\x00\x00\x02\x02\x44\x01\x00\x3b",
+    43);
 
 std::string readFile(const std::filesystem::path& path) {
   std::ifstream in(path);
@@ -134,6 +134,11 @@ GtkWindow* shownWindow(GType type) {
 GtkMessageDialog* shownDialog() {
   GtkWindow* dialog = shownWindow(GTK_TYPE_MESSAGE_DIALOG);
   return dialog ? GTK_MESSAGE_DIALOG(dialog) : nullptr;
+}
+
+GtkMessageDialog* awaitDialog() {
+  runUntil([] { return shownDialog() != nullptr; });
+  return shownDialog();
 }
 
 std::string textOf(gpointer widget, const char* property) {
@@ -180,8 +185,8 @@ std::vector<GtkWidget*> withRole(GtkWidget* root, GtkAccessibleRole role) {
   return found;
 }
 
-bool accessibleNameIs(GtkWidget* widget, const std::string& name) {
-  char* problem = gtk_test_accessible_check_property(GTK_ACCESSIBLE(widget), GTK_ACCESSIBLE_PROPERTY_LABEL, name.c_str());
+bool accessibleNameIs(GtkWidget* widget, const std::string& name, GtkAccessibleProperty property) {
+  char* problem = gtk_test_accessible_check_property(GTK_ACCESSIBLE(widget), property, name.c_str());
   bool ok = problem == nullptr;
   g_free(problem);
   return ok;

@@ -1,7 +1,7 @@
+// Helpers for tests on the real engine: the main loop, the shared engine and window, reading dialogs and accessibility.
 #pragma once
-#include <gtk/gtk.h>
-
 #include <gtest/gtest.h>
+#include <gtk/gtk.h>
 
 #include <chrono>
 #include <filesystem>
@@ -20,30 +20,21 @@ class WebKitEngine;
 
 namespace quillo::test {
 
-// Initialises GTK (and gtkmm's wrappers) once per process.
 void ensureGtk();
 
-// Iterates the default main context until `done` holds or `timeout` passes.
-// Returns false on time-out. The predicate is checked after every dispatch
-// and at least every 20 ms, so state that changes off the loop is seen too.
+// Iterates the default main context until `done` holds (checked at least every 20 ms); false on time-out.
 bool runUntil(const std::function<bool()>& done, std::chrono::milliseconds timeout = std::chrono::seconds(15));
-
-// Keeps the loop turning for `duration` (to check that something does NOT
-// happen). Never sleeps: events are dispatched all along.
+// Keeps the loop turning, to see that something does NOT happen.
 void runFor(std::chrono::milliseconds duration);
 
-// A toplevel window to put a widget in; shown (mapped) on first use. The
-// child is replaced on each call.
+// The one shared toplevel, shown with `child` in it.
 GtkWindow* windowWith(GtkWidget* child);
-
-// One engine for the whole test program: a second persistent session on the
-// same folders would fight over its files.
+// One engine per program: a second persistent session on the same folders would fight over its files.
 WebKitEngine& sharedEngine();
 
-// Counts what a view reports; keeps the messages and the windows it opened.
 class RecordingEvents : public WebViewEvents {
  public:
-  int stateChanges = 0, commits = 0, audioChanges = 0, closes = 0, attention = 0, crashes = 0;
+  int stateChanges = 0, commits = 0, closes = 0, attention = 0, crashes = 0;
   std::vector<FrameMessage> messages;
   std::vector<std::unique_ptr<WebViewPort>> windows;
   bool acceptWindows = true;
@@ -51,7 +42,7 @@ class RecordingEvents : public WebViewEvents {
 
   void webViewStateChanged() override { ++stateChanges; }
   void webViewCommitted() override { ++commits; }
-  void webViewAudioChanged() override { ++audioChanges; }
+  void webViewAudioChanged() override {}
   void webViewMessage(const FrameMessage& message) override { messages.push_back(message); }
   bool webViewOpenedWindow(std::unique_ptr<WebViewPort> child) override;
   void webViewClosed() override { ++closes; }
@@ -64,34 +55,31 @@ class RecordingEvents : public WebViewEvents {
 // Loads `url` and waits until the load committed and stopped.
 bool loadAndWait(WebViewPort& view, RecordingEvents& events, const Url& url);
 
-// Runs a script and waits for its answer.
 struct Evaluation {
   bool answered = false;
   std::optional<nlohmann::json> result;
   std::string error;
 };
-Evaluation evaluateAndWait(WebViewPort& view, const std::string& script, uint64_t frameID = 0,
-                           bool isolated = false);
-// The same without waiting: the answer fills in as it comes.
+Evaluation evaluateAndWait(WebViewPort& view, const std::string& script, uint64_t frameID = 0, bool isolated = false);
+// Without waiting: the answer fills in as it comes.
 std::shared_ptr<Evaluation> evaluateLater(WebViewPort& view, const std::string& script, uint64_t frameID = 0,
                                           bool isolated = false);
+// The answer as text: a string as it is, anything else as JSON, a failure as "<error>".
+std::string evaluateText(WebViewPort& view, const std::string& script, uint64_t frameID = 0, bool isolated = false);
 
 Url mustParse(const std::string& text);
-
+extern const std::string kTinyGif;  // a 1x1 transparent GIF
 std::string readFile(const std::filesystem::path& path);
 
-// ---- Windows the engine opens on its own ----
 // A shown toplevel of this type (a message dialog, a file chooser), if any.
 GtkWindow* shownWindow(GType type);
 GtkMessageDialog* shownDialog();
-// A string property of a widget ("text", "secondary-text").
+GtkMessageDialog* awaitDialog();  // the dialog once it is shown, nullptr on time-out
 std::string textOf(gpointer widget, const char* property = "text");
 // The first widget of this type in a message dialog's message area.
 GtkWidget* inMessageArea(GtkMessageDialog* dialog, GType type);
 
-// ---- Accessibility ----
-// Sets GTK's test accessibility backend, which keeps accessible names in
-// reach, for as long as it lives.
+// GTK's test accessibility backend, which keeps accessible names in reach, while this lives.
 class TestAccessibility {
  public:
   TestAccessibility();
@@ -102,13 +90,14 @@ class TestAccessibility {
 };
 // Drawn widgets under root with this accessible role, depth first.
 std::vector<GtkWidget*> withRole(GtkWidget* root, GtkAccessibleRole role);
-bool accessibleNameIs(GtkWidget* widget, const std::string& name);
+bool accessibleNameIs(GtkWidget* widget, const std::string& name,
+                      GtkAccessibleProperty property = GTK_ACCESSIBLE_PROPERTY_LABEL);
 
 // One view in the shared window, over the test's own server.
 class ViewTest : public ::testing::Test {
  protected:
   void TearDown() override { windowWith(nullptr); }
-  // Makes a view with its events recorded, shows it, and loads `url` unless empty.
+  // A view with its events recorded, shown, and loaded with `url` unless empty.
   std::unique_ptr<WebViewPort> show(const std::string& url, ViewConfiguration configuration = {});
 
   TestServer server;

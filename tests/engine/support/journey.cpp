@@ -1,10 +1,10 @@
+// The journeys' window, input and what a user sees.
 #include "engine/support/journey.h"
 
 #include <gdk/x11/gdkx.h>
 
 #include <sstream>
 
-#include "engine/support/engine_support.h"
 #include "page/webkit/webkit_engine.h"
 #include "page/webkit/webkit_view.h"
 
@@ -32,22 +32,20 @@ bool xdotool(const std::vector<std::string>& arguments) {
     return false;
   }
   bool exited = false;
-  g_child_watch_add(pid, [](GPid, int, gpointer done) { *static_cast<bool*>(done) = true; }, &exited);
+  g_child_watch_add(
+      pid, [](GPid, int, gpointer done) { *static_cast<bool*>(done) = true; }, &exited);
   if (!runUntil([&] { return exited; }, 20s)) return false;
-  // A round trip to the X server after xdotool's own: every event it caused
-  // is now queued for us; dispatch them.
+  // A round trip to the X server after xdotool's own: every event it caused is now queued for us.
   gdk_display_sync(gdk_display_get_default());
   drain();
   return true;
 }
 
-bool xdotool(const std::string& arguments) {
-  gchar** argv = nullptr;
-  if (!g_shell_parse_argv(arguments.c_str(), nullptr, &argv, nullptr)) return false;
-  std::vector<std::string> words;
-  for (gchar** word = argv; *word; ++word) words.emplace_back(*word);
-  g_strfreev(argv);
-  return xdotool(words);
+bool xdotool(const std::string& words) {
+  std::istringstream in(words);
+  std::vector<std::string> arguments;
+  for (std::string word; in >> word;) arguments.push_back(word);
+  return xdotool(arguments);
 }
 
 void Journey::SetUp() {
@@ -109,14 +107,20 @@ void Journey::TearDown() {
   drain();
 }
 
-void Journey::key(const std::string& keys) {
-  std::vector<std::string> arguments{"key", "--delay", "40"};
-  std::istringstream words(keys);
-  for (std::string word; words >> word;) arguments.push_back(word);
-  ASSERT_TRUE(xdotool(arguments));
-}
+void Journey::key(const std::string& keys) { ASSERT_TRUE(xdotool("key --delay 40 " + keys)); }
 
 void Journey::type(const std::string& text) { ASSERT_TRUE(xdotool({"type", "--delay", "40", text})); }
+
+void Journey::openPalette() {
+  key("ctrl+e");
+  ASSERT_TRUE(waitFor([&] { return fieldHasFocus() && listShown(); })) << "Ctrl+E opens the palette";
+}
+
+void Journey::enter(const std::string& typed) {
+  openPalette();
+  type(typed);
+  key("Return");
+}
 
 std::string Journey::windowID() {
   auto* surface = gtk_native_get_surface(GTK_NATIVE(window->gobj()));
@@ -134,62 +138,45 @@ std::pair<std::string, std::string> Journey::screenPoint(Gtk::Widget& widget, do
 
 void Journey::click(Gtk::Widget& widget, double x, double y, int button, const std::string& modifiers) {
   auto [px, py] = screenPoint(widget, x, y);
-  std::vector<std::string> arguments;
-  if (!modifiers.empty()) arguments = {"keydown", modifiers};
-  for (auto word : {std::string("mousemove"), std::string("--window"), windowID(), px, py, std::string("click"),
-                    std::to_string(button)})
-    arguments.push_back(word);
-  if (!modifiers.empty()) {
-    arguments.push_back("keyup");
-    arguments.push_back(modifiers);
-  }
-  ASSERT_TRUE(xdotool(arguments));
+  const bool held = !modifiers.empty();
+  ASSERT_TRUE(xdotool((held ? "keydown " + modifiers : "") + " mousemove --window " + windowID() + " " + px + " " + py +
+                      " click " + std::to_string(button) + (held ? " keyup " + modifiers : "")));
 }
 
 void Journey::pointTo(Gtk::Widget& widget, double x, double y) {
   auto [px, py] = screenPoint(widget, x, y);
-  ASSERT_TRUE(xdotool({"mousemove", "--window", windowID(), px, py}));
+  ASSERT_TRUE(xdotool("mousemove --window " + windowID() + " " + px + " " + py));
 }
 
 void Journey::drag(Gtk::Widget& widget, double x, double y, double toX, double toY) {
-  auto [fromX, fromY] = screenPoint(widget, x, y);
-  auto [midX, midY] = screenPoint(widget, (x + toX) / 2, (y + toY) / 2);
-  auto [endX, endY] = screenPoint(widget, toX, toY);
-  const auto id = windowID();
-  // In steps, as a hand moves: the press, a move on the way, the end, the
-  // release. Moves reach widgets with the next frame; each waits for it.
-  ASSERT_TRUE(xdotool({"mousemove", "--window", id, fromX, fromY, "mousedown", "1"}));
-  ASSERT_TRUE(nextFrames());
-  ASSERT_TRUE(xdotool({"mousemove", "--window", id, midX, midY}));
-  ASSERT_TRUE(nextFrames());
-  ASSERT_TRUE(xdotool({"mousemove", "--window", id, endX, endY}));
-  ASSERT_TRUE(nextFrames());
+  // As a hand moves: press, on the way, the end, release. Moves reach widgets with the next frame.
+  std::string press = "mousedown 1";
+  for (auto [px, py] :
+       {screenPoint(widget, x, y), screenPoint(widget, (x + toX) / 2, (y + toY) / 2), screenPoint(widget, toX, toY)}) {
+    ASSERT_TRUE(xdotool("mousemove --window " + windowID() + " " + px + " " + py + " " + press));
+    press.clear();
+    ASSERT_TRUE(nextFrames());
+  }
   ASSERT_TRUE(xdotool("mouseup 1"));
   ASSERT_TRUE(nextFrames());
 }
 
 bool Journey::nextFrames(int count) {
   // Two ticks make sure a whole frame, with its events, went by.
-  struct Ticks {
-    int seen = 0;
-  } ticks;
+  int ticks = 0;
   auto* widget = GTK_WIDGET(window->gobj());
   gtk_widget_queue_draw(widget);
   const guint id = gtk_widget_add_tick_callback(
       widget,
-      [](GtkWidget* widget, GdkFrameClock*, gpointer data) -> gboolean {
-        ++static_cast<Ticks*>(data)->seen;
+      [](GtkWidget* widget, GdkFrameClock*, gpointer seen) -> gboolean {
+        ++*static_cast<int*>(seen);
         gtk_widget_queue_draw(widget);
         return G_SOURCE_CONTINUE;
       },
       &ticks, nullptr);
-  const bool ok = runUntil([&] { return ticks.seen >= count + 1; }, 5s);
+  const bool ok = runUntil([&] { return ticks >= count + 1; }, 5s);
   gtk_widget_remove_tick_callback(widget, id);
   return ok;
-}
-
-bool Journey::waitFor(const std::function<bool()>& condition, std::chrono::milliseconds timeout) {
-  return runUntil(condition, timeout);
 }
 
 PagePtr Journey::openPage(const std::string& path) {
@@ -272,12 +259,7 @@ bool Journey::rowShown(const std::string& name) {
 
 bool Journey::rowDescribed(const std::string& name, const std::string& description) {
   GtkWidget* row = listShown() ? findNamed(GTK_WIDGET(list->list().gobj()), name) : nullptr;
-  if (!row) return false;
-  char* problem =
-      gtk_test_accessible_check_property(GTK_ACCESSIBLE(row), GTK_ACCESSIBLE_PROPERTY_DESCRIPTION, description.c_str());
-  bool ok = problem == nullptr;
-  g_free(problem);
-  return ok;
+  return row && accessibleNameIs(row, description, GTK_ACCESSIBLE_PROPERTY_DESCRIPTION);
 }
 
 bool Journey::highlightIs(const std::string& name) {
@@ -286,9 +268,7 @@ bool Journey::highlightIs(const std::string& name) {
 }
 
 std::string Journey::pageScript(const PagePtr& page, const std::string& script) {
-  auto result = evaluateAndWait(page->webView(), script);
-  if (!result.result) return "(no answer: " + result.error + ")";
-  return result.result->is_string() ? result.result->get<std::string>() : result.result->dump();
+  return evaluateText(page->webView(), script);
 }
 
 }  // namespace quillo::test

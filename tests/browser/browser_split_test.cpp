@@ -1,0 +1,201 @@
+// Split view in the model: the divider, links opened beside, the side with the keyboard, restored splits.
+#include <cmath>
+
+#include "support/browser_test.h"
+
+namespace quillo {
+namespace {
+
+using namespace std::chrono_literals;
+
+// a | b with b current, and c on its own.
+class BrowserSplit : public test::BrowserTest {
+ protected:
+  void SetUp() override {
+    a = open("https://a.example/");
+    b = open("https://b.example/");
+    c = open("https://c.example/");
+    browser->select(a);
+    browser->showBeside(b);
+    ASSERT_EQ(browser->splits.size(), 1u);
+  }
+  static std::shared_ptr<Split> splitOf(const PagePtr& page) { return page->split.lock(); }
+
+  PagePtr a, b, c;
+};
+using SplitRestore = test::BrowserTest;
+
+TEST(SplitDivider, DraggingKeepsTheRatioBetweenAFifthAndFourFifths) {
+  for (auto [x, width, ratio] : std::initializer_list<std::tuple<double, double, double>>{
+           {-40, 1000, 0.2}, {200, 1000, 0.2}, {201, 1000, 0.201}, {800, 1000, 0.8}, {1300, 1000, 0.8}, {100, 0, 0.5}})
+    EXPECT_DOUBLE_EQ(Split::ratioForDrag(x, width), ratio) << x << " of " << width;
+  // The left pane gets its share of what the 7 px divider leaves.
+  EXPECT_EQ(Split::leftWidth(1007, 0.2), 200);
+  EXPECT_EQ(Split::leftWidth(5, 0.5), 0);
+  for (auto [saved, ratio] :
+       std::initializer_list<std::pair<double, double>>{{0.35, 0.35}, {7, 0.8}, {-1, 0.2}, {std::nan(""), 0.5}})
+    EXPECT_DOUBLE_EQ(Split::sanitized(saved), ratio) << saved;
+}
+
+TEST_F(BrowserSplit, ShowingBesideMakesTheNewSideCurrentAndADragIsSavedOnce) {
+  auto split = browser->splits[0];
+  EXPECT_EQ(std::make_pair(split->left, split->right), std::make_pair(a, b));
+  EXPECT_DOUBLE_EQ(split->ratio.get(), 0.5);
+  EXPECT_EQ(browser->current(), b);
+
+  scheduler.advance(2s);
+  std::filesystem::remove(home.data("session.json"));
+  // A drag moves the divider many times; the session is written a second after the last move.
+  for (double x : {480.0, 300.0, 100.0, 10.0}) {
+    split->drag(x, 1000);
+    scheduler.advance(100ms);
+  }
+  EXPECT_FALSE(std::filesystem::exists(home.data("session.json")));
+  scheduler.advance(900ms);
+  auto saved = Session::read();
+  ASSERT_EQ(saved.tabs.size(), 3u);
+  EXPECT_EQ(saved.tabs[0].splitRatio, std::optional<double>(0.2));
+  EXPECT_EQ(saved.tabs[1].splitRatio, std::optional<double>(0.2));
+  EXPECT_EQ(saved.tabs[0].splitIsLeft, std::optional<bool>(true));
+  EXPECT_EQ(saved.tabs[1].splitPartner, std::optional<size_t>(0));
+
+  browser->close(c);
+  browser->cycle(false);
+  EXPECT_EQ(browser->current(), b) << "one split and nothing else: nothing to cycle to";
+}
+
+TEST_F(BrowserSplit, APageLeavesItsSplitForANewOneAndClosingEitherSideLeavesTheOtherAnOrdinaryTab) {
+  browser->select(c);
+  browser->showBeside(b);  // c | b; recent: b c a
+  ASSERT_EQ(browser->splits.size(), 1u);
+  EXPECT_EQ(std::make_pair(browser->splits[0]->left, browser->splits[0]->right), std::make_pair(c, b));
+  EXPECT_TRUE(a->split.expired()) << "b's former partner is an ordinary tab";
+  EXPECT_EQ(browser->pages->size(), 3u);
+
+  int changes = 0;
+  browser->splitsChanged.connect([&] { ++changes; });
+  browser->close(b);
+  EXPECT_EQ(browser->current(), c) << "the left side was shown more recently than a";
+  EXPECT_TRUE(c->split.expired());
+  EXPECT_TRUE(browser->splits.empty());
+  EXPECT_EQ(changes, 1);
+
+  browser->showBeside(a);  // c | a, a current
+  browser->close(c);       // the background side
+  EXPECT_EQ(browser->current(), a);
+  EXPECT_TRUE(a->split.expired());
+  EXPECT_EQ(browser->pages->size(), 1u);
+}
+
+TEST_F(BrowserSplit, ShiftClickAndCtrlAltClickOpenALinkBesideItsPageInTheSameStore) {
+  auto secret = open("https://secret.example/", "", true, true);
+  view(secret).emitMessage("quilloHover", "https://secret.example/next");
+  const Modifiers shift{true, false, false, false};
+  for (auto [what, held, clicked] : std::initializer_list<std::tuple<const char*, Modifiers, Page*>>{
+           {"Alt+Shift is not Shift", {true, false, true, false}, secret.get()},
+           {"nor is Super+Shift", {true, false, false, true}, secret.get()},
+           {"only in the current page's view", shift, a.get()},
+           {"nor in no view", shift, nullptr},
+       })
+    EXPECT_FALSE(browser->openLinkBeside(held, clicked)) << what;
+  EXPECT_FALSE(splitOf(secret));
+  EXPECT_EQ(browser->pages->size(), 4u);
+
+  ASSERT_TRUE(browser->openLinkBeside(shift, secret.get()));
+  auto opened = browser->current();
+  ASSERT_NE(opened, secret);
+  EXPECT_EQ(opened->url.get(), Url::parse("https://secret.example/next"));
+  EXPECT_TRUE(opened->isPrivate());
+  EXPECT_EQ(opened->webView().store(), secret->webView().store()) << "in the same private store";
+  ASSERT_TRUE(splitOf(opened));
+  EXPECT_EQ(splitOf(opened)->left, secret);
+  view(opened).emitMessage("quilloHover", "");
+  EXPECT_FALSE(browser->openLinkBeside(shift, opened.get())) << "off the link, the click is the page's";
+
+  // Ctrl+Alt+click, decided by the navigation policy, opens beside the side clicked in.
+  ASSERT_TRUE(c->openBeside) << "every page can open a link beside itself";
+  secret->openBeside(*Url::parse("https://secret.example/more"));
+  auto more = browser->current();
+  EXPECT_EQ(more->url.get(), Url::parse("https://secret.example/more"));
+  ASSERT_TRUE(splitOf(more));
+  EXPECT_EQ(splitOf(more)->left, secret) << "beside the page the link was in, not the current side";
+  EXPECT_TRUE(opened->split.expired());
+  EXPECT_EQ(more->webView().store(), secret->webView().store());
+}
+
+TEST_F(BrowserSplit, ZoomAndFindActOnTheCurrentSideAndAClickElsewhereChangesNothing) {
+  browser->zoomIn();
+  EXPECT_GT(view(b).zoom(), 1.0) << "zoom acts on the current side";
+  EXPECT_DOUBLE_EQ(view(a).zoom(), 1.0);
+
+  browser->startFinding();
+  browser->find("b");
+  EXPECT_TRUE(view(b).findActive);
+  browser->focusSideUnderPointer(b.get());
+  browser->focusSideUnderPointer(c.get());
+  EXPECT_EQ(browser->current(), b) << "a click on the current side, or on a page not beside it, changes nothing";
+  EXPECT_TRUE(browser->isFinding.get());
+
+  browser->focusSideUnderPointer(a.get());
+  EXPECT_EQ(browser->current(), a);
+  EXPECT_FALSE(browser->isFinding.get()) << "finding stays with the side it was started on";
+  EXPECT_FALSE(view(b).findActive);
+  browser->actualSize();
+  browser->zoomOut();
+  EXPECT_LT(view(a).zoom(), 1.0);
+  EXPECT_GT(view(b).zoom(), 1.0);
+}
+
+TEST_F(BrowserSplit, ChoosingAPartnerEndsWithTheComposingAndNeedsAPage) {
+  browser->startSplit();
+  EXPECT_TRUE(browser->isChoosingSplitPartner.get());
+  EXPECT_TRUE(browser->isComposingNewTab.get());
+  browser->reopenClosedTab();  // nothing to reopen: still choosing
+  EXPECT_TRUE(browser->isChoosingSplitPartner.get());
+  browser->select(a);
+  EXPECT_FALSE(browser->isChoosingSplitPartner.get()) << "selecting a page ends composing, and choosing with it";
+
+  Browser empty(engine, scheduler);
+  empty.startSplit();
+  EXPECT_FALSE(empty.isChoosingSplitPartner.get()) << "nothing to put a page beside";
+  EXPECT_FALSE(empty.isComposingNewTab.get());
+}
+
+TEST_F(SplitRestore, SplitsThatMakeNoSenseAreSkippedAndAKeptOneSavesItsDrag) {
+  std::vector<std::string> addresses;
+  for (int i = 0; i < 7; ++i) addresses.push_back("https://site" + std::to_string(i) + ".example/");
+  auto session = test::sessionOf(addresses);
+  auto pair = [&](size_t from, size_t to, bool left, double ratio) {
+    session.tabs[from].splitPartner = to;
+    session.tabs[from].splitIsLeft = left;
+    session.tabs[from].splitRatio = ratio;
+  };
+  pair(0, 9, true, 0.4);   // a partner past the end
+  pair(1, 1, true, 0.4);   // beside itself
+  pair(2, 3, true, 5.0);   // a ratio no drag gives
+  pair(3, 2, true, 0.3);   // both claim the left side: the first wins
+  pair(4, 3, true, 0.6);   // its partner is taken already
+  pair(5, 6, false, 0.4);  // both claim the right side: no left entry
+  pair(6, 5, false, 0.4);
+  session.recent = {0};
+  Browser restored(engine, scheduler);
+  restored.restoreSession(session);
+  ASSERT_EQ(restored.pages->size(), 7u) << "every tab comes back";
+  ASSERT_EQ(restored.splits.size(), 1u);
+  auto& pages = restored.pages.get();
+  EXPECT_EQ(std::make_pair(restored.splits[0]->left, restored.splits[0]->right), std::make_pair(pages[2], pages[3]));
+  EXPECT_DOUBLE_EQ(restored.splits[0]->ratio.get(), 0.8) << "kept where the divider can go";
+  for (size_t i : {0u, 1u, 4u, 5u, 6u}) EXPECT_TRUE(pages[i]->split.expired()) << i;
+
+  // A restored split saves its ratio when dragged, as a new one does.
+  restored.splits[0]->drag(300, 1000);
+  scheduler.advance(1s);
+  auto saved = Session::read();
+  ASSERT_EQ(saved.tabs.size(), 7u);
+  EXPECT_EQ(saved.tabs[2].splitRatio, std::optional<double>(0.3));
+  EXPECT_EQ(saved.tabs[3].splitPartner, std::optional<size_t>(2));
+  EXPECT_FALSE(saved.tabs[4].splitPartner);
+}
+
+}  // namespace
+}  // namespace quillo

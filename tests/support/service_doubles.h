@@ -1,0 +1,106 @@
+// Stand-ins for the desktop services and stores the browser and pages use, holding what a test puts in them
+// and recording what was asked of them: downloads, logins, clipboard, alerts, app links, site icons.
+#pragma once
+#include <algorithm>
+#include <functional>
+#include <map>
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "core/sources.h"
+#include "core/url.h"
+#include "page/app_links.h"
+
+namespace quillo {
+class Page;
+}
+
+namespace quillo::test {
+
+struct TestDownload final : DownloadItem {
+  TestDownload(std::string name, std::optional<Url> from, bool missing = false)
+      : name(std::move(name)), from(std::move(from)), missing(missing) {}
+  std::string filename() const override { return name; }
+  std::optional<Url> source() const override { return from; }
+  bool isMissing() const override { return missing; }
+  std::string name;
+  std::optional<Url> from;
+  bool missing;
+};
+
+struct TestDownloads final : DownloadSource {
+  std::vector<DownloadItemPtr> list;
+  std::vector<DownloadItemPtr> revealed;
+  std::vector<DownloadItemPtr> items() const override { return list; }
+  void remove(const DownloadItemPtr& item) override {
+    list.erase(std::remove(list.begin(), list.end(), item), list.end());
+  }
+  void reveal(const DownloadItemPtr& item) override { revealed.push_back(item); }
+};
+
+struct TestLogins final : LoginSource {
+  std::vector<Login> list;
+  int loads = 0;
+  std::vector<Login> logins() const override { return list; }
+  void load() override { loads++; }
+  void fill(const Login&) override {}
+};
+
+struct TestClipboard final : Clipboard {
+  std::vector<std::string> texts;
+  void setText(const std::string& text) override { texts.push_back(text); }
+};
+
+// Records each alert. Answers at once with `button` (and `checked`) when
+// set; otherwise the answer waits in `answer` until the test gives it.
+struct TestAlerts final : Alerts {
+  std::vector<Alert> asked;
+  std::function<void(size_t)> answer;
+  std::optional<size_t> button;
+  bool checked = false;
+  void ask(const Alert& alert, std::function<void(size_t)> answered) override {
+    asked.push_back(alert);
+    if (button && answered)
+      answered(*button);
+    else if (!button)
+      answer = std::move(answered);
+  }
+  // Unanswered, the box reads unticked.
+  void askWithCheckbox(const Alert& alert, std::function<void(size_t, bool)> answered) override {
+    if (!button) return Alerts::askWithCheckbox(alert, std::move(answered));
+    asked.push_back(alert);
+    if (answered) answered(*button, checked);
+  }
+};
+
+// Apps for link schemes, and the "always allow" choices saved for sites.
+struct TestAppLinks final : AppLinks {
+  std::map<std::string, std::string> apps;  // scheme -> program
+  std::map<std::pair<std::string, std::string>, bool> saved;
+  std::vector<std::string> opened;
+  std::optional<std::string> appName(const Url& url) override {
+    auto found = apps.find(url.scheme());
+    return found == apps.end() ? std::nullopt : std::optional<std::string>(found->second);
+  }
+  void open(const Url& url) override { opened.push_back(url.str()); }
+  std::optional<bool> savedDecision(const std::string& site, const std::string& scheme) override {
+    auto found = saved.find({site, scheme});
+    return found == saved.end() ? std::nullopt : std::optional<bool>(found->second);
+  }
+  void saveAllowed(const std::string& site, const std::string& scheme) override { saved[{site, scheme}] = true; }
+};
+
+struct TestIcons final : IconSource {
+  std::map<const Page*, Bytes> pages;
+  std::map<std::string, Bytes> cached;
+  std::optional<Bytes> pageIcon(const Page& page) const override {
+    return pages.count(&page) ? std::optional(pages.at(&page)) : std::nullopt;
+  }
+  std::optional<Bytes> cachedIcon(const std::string& host) const override {
+    return cached.count(host) ? std::optional(cached.at(host)) : std::nullopt;
+  }
+};
+
+}  // namespace quillo::test
