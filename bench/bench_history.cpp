@@ -13,9 +13,9 @@
 #include <string>
 #include <vector>
 
+#include "bench/support/history_corpus.h"
 #include "core/app_support.h"
 #include "stores/history.h"
-#include "support/history_fixture.h"
 #include "support/temp_home.h"
 #include "support/virtual_scheduler.h"
 
@@ -89,7 +89,7 @@ int main() {
   test::VirtualScheduler scheduler;
   const double now = toReferenceSeconds(scheduler.wallNow());
 
-  auto entries = test::realisticHistory(kEntries, 20240601, now);
+  auto entries = bench::realisticHistory(kEntries, 20240601, now);
   auto file = AppSupport::file("history.json");
   if (!AppSupport::writeAtomically(file, encodeHistory(entries), "history.json")) return 1;
   std::printf("history.json: %.1f MB\n", double(std::filesystem::file_size(file)) / (1024.0 * 1024.0));
@@ -169,7 +169,7 @@ int main() {
   std::vector<Keystroke> perKeystroke;
   size_t keystrokes = 0, found = 0;
   for (int pass = 0; pass < 3; ++pass) {
-    for (const auto& query : test::typicalQueries()) {
+    for (const auto& query : bench::typicalQueries()) {
       for (size_t length = 1; length <= query.size(); ++length) {
         // Whole characters only: never cut a UTF-8 sequence.
         if (length < query.size() && (static_cast<unsigned char>(query[length]) & 0xC0) == 0x80) continue;
@@ -187,7 +187,7 @@ int main() {
     }
   }
   std::printf("keystrokes: %zu over %zu queries, typed 3 times%s (results seen: %zu)\n", keystrokes / 3,
-              test::typicalQueries().size(), cold ? ", caches evicted before each" : "", found);
+              bench::typicalQueries().size(), cold ? ", caches evicted before each" : "", found);
   matchTimes.print("matches(_, 12):");
   completionTimes.print("completion(for:):");
   keystrokeTimes.print("keystroke (both):");

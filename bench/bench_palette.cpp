@@ -7,13 +7,13 @@
 #include <string>
 #include <vector>
 
+#include "bench/support/busy_browser.h"
+#include "bench/support/history_corpus.h"
 #include "browser/browser.h"
 #include "core/app_support.h"
 #include "core/text.h"
 #include "stores/history.h"
-#include "support/busy_browser.h"
 #include "support/fake_web_view.h"
-#include "support/history_fixture.h"
 #include "support/temp_home.h"
 #include "support/virtual_scheduler.h"
 
@@ -48,7 +48,7 @@ int main() {
   test::FakeEngine engine;
   const double now = toReferenceSeconds(scheduler.wallNow());
 
-  auto entries = test::realisticHistory(kEntries, 20240601, now);
+  auto entries = bench::realisticHistory(kEntries, 20240601, now);
   if (!AppSupport::writeAtomically(AppSupport::file("history.json"), encodeHistory(entries), "history.json")) return 1;
   History history(scheduler);
   scheduler.waitForWorkers(1);
@@ -61,15 +61,15 @@ int main() {
   browser.attach(history);
   // The same tabs and pins without a history: what the palette's own part costs.
   Browser bare(engine, scheduler);
-  if (!test::openBusiestSites(browser, engine, entries, kTabs, kPins) ||
-      !test::openBusiestSites(bare, engine, entries, kTabs, kPins))
+  if (!bench::openBusiestSites(browser, engine, entries, kTabs, kPins) ||
+      !bench::openBusiestSites(bare, engine, entries, kTabs, kPins))
     return 1;
 
   std::vector<double> keystrokes, resultTimes, completionTimes, historyTimes, ownTimes;
   size_t rows = 0, completions = 0;
   std::vector<std::pair<double, std::string>> slowest;  // of the history search, per typed text
   for (int pass = 0; pass < kPasses; ++pass) {
-    for (const auto& query : test::typicalQueries()) {
+    for (const auto& query : bench::typicalQueries()) {
       for (size_t length = 1; length <= query.size(); ++length) {
         // Whole characters only: never cut a UTF-8 sequence.
         if (length < query.size() && (static_cast<unsigned char>(query[length]) & 0xC0) == 0x80) continue;
@@ -91,7 +91,7 @@ int main() {
   }
 
   std::printf("keystrokes: %zu (%d passes over %zu queries), rows seen %zu, completions %zu\n", keystrokes.size(),
-              kPasses, test::typicalQueries().size(), rows, completions);
+              kPasses, bench::typicalQueries().size(), rows, completions);
   auto line = [](const char* what, const std::vector<double>& times) {
     std::printf("%-34s p50 %.3f ms, p99 %.3f ms\n", what, percentile(times, 0.5), percentile(times, 0.99));
   };

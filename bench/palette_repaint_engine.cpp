@@ -11,14 +11,14 @@
 #include <string>
 #include <vector>
 
+#include "bench/support/busy_browser.h"
+#include "bench/support/history_corpus.h"
 #include "browser/browser.h"
 #include "chrome/gtk/browser_window.h"
 #include "core/app_support.h"
 #include "palette/gtk/palette_view.h"
 #include "stores/history.h"
-#include "support/busy_browser.h"
 #include "support/fake_web_view.h"
-#include "support/history_fixture.h"
 #include "support/temp_home.h"
 
 using namespace quillo;
@@ -75,7 +75,7 @@ int main() {
   test::FakeEngine engine;
 
   const double now = toReferenceSeconds(scheduler.wallNow());
-  auto entries = test::realisticHistory(kEntries, 20240601, now);
+  auto entries = bench::realisticHistory(kEntries, 20240601, now);
   if (!AppSupport::writeAtomically(AppSupport::file("history.json"), encodeHistory(entries), "history.json")) return 1;
   History history(scheduler);
   if (!runUntil([&] { return history.isLoaded(); }, 60000) || history.size() != kEntries) {
@@ -85,7 +85,7 @@ int main() {
 
   Browser browser(engine, scheduler);
   browser.attach(history);
-  if (!test::openBusiestSites(browser, engine, entries, kTabs, kPins)) return 1;
+  if (!bench::openBusiestSites(browser, engine, entries, kTabs, kPins)) return 1;
   browser.quickPinCount = 9;
 
   BrowserWindow window(browser);
@@ -170,7 +170,7 @@ int main() {
   }
 
   size_t keystrokes = 0;
-  for (const auto& query : test::typicalQueries()) {
+  for (const auto& query : bench::typicalQueries()) {
     // A character at a time, then back out the same way.
     std::vector<size_t> ends;
     for (const char* p = query.c_str(); *p; p = g_utf8_next_char(p))

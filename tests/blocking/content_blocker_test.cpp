@@ -33,55 +33,36 @@ TEST(ContentBlocker, OneThirdPartyBlockRulePerDomainInOrderThatCatchesTheHostAnd
 
   // The host and its subdomains are trackers, nothing else. WebKit matches url-filters case-insensitively against
   // the whole URL.
-  for (const char* url : {"https://doubleclick.net/x.js", "http://ad.doubleclick.net:8080/p",
-                          "https://a.b.doubleclick.net/", "HTTPS://DoubleClick.net/"}) {
+  for (const char* url : {"http://ad.doubleclick.net:8080/p", "HTTPS://DoubleClick.net/"})
     EXPECT_TRUE(std::regex_search(url, doubleclick)) << url;
-  }
-  for (const char* url : {"https://doubleclick.network/x", "https://notdoubleclick.net/", "https://doubleclick.net",
-                          "ftp://doubleclick.net/", "https://example.com/?u=https://doubleclick.netx/"}) {
+  for (const char* url : {"https://doubleclick.network/x", "https://notdoubleclick.net/", "ftp://doubleclick.net/",
+                          "https://example.com/?u=https://doubleclick.netx/"}) {
     EXPECT_FALSE(std::regex_search(url, doubleclick)) << url;
   }
 
-  for (const char* host : {"doubleclick.net", "stats.g.doubleclick.net", "api.segment.io", "eu.api.segment.io"}) {
-    EXPECT_TRUE(ContentBlocker::isTracker(host)) << host;
-  }
+  for (const char* host : {"stats.g.doubleclick.net", "eu.api.segment.io"})
+    EXPECT_TRUE(ContentBlocker::isTracker(host));
   // Only the listed service of segment.io; a name ends at a dot.
-  for (const char* host : {"segment.io", "notdoubleclick.net", "doubleclick.net.example.com", "example.com", ""}) {
+  for (const char* host : {"segment.io", "notdoubleclick.net", "doubleclick.net.example.com", ""}) {
     EXPECT_FALSE(ContentBlocker::isTracker(host)) << host;
   }
 }
 
 TEST(UrlFilterCheck, AcceptsWhatWebKitCompilesOnly) {
-  for (const char* filter :
-       {"abc", "^https?://([^/]+\\.)?doubleclick\\.net[:/]", "^[a-z-]+://([^/]*\\.)?tracker\\.test[^a-zA-Z0-9_.%-]",
-        "^https://a\\.test/x$", "\\.\\+\\?\\(\\)\\[\\]\\{\\}\\\\\\$x", ".*\\.js", "(ab)+c?", "[-a]x", "a\tb"}) {
+  for (const char* filter : {"^[a-z-]+://([^/]*\\.)?tracker\\.test[^a-zA-Z0-9_.%-]", "^https://a\\.test/x$",
+                             "\\.\\+\\?\\(\\)\\[\\]\\{\\}\\\\\\$x", "(ab)+c?", "[-a]x"}) {
     EXPECT_EQ(urlFilterRejection(filter), nullptr) << filter;
   }
-  // And refuses what it rejects.
-  for (const char* filter : {
-           "(ads|track)",                            // disjunction
-           "a{2,3}",                                 // counted repetition
-           "\\d+",        "\\w",    "\\s", "[\\d]",  // class escapes
-           "\\bword",                                // word boundary
-           "(a)\\1",                                 // backreference
-           "(?i)foo",     "(?=a)b",                  // special groups
-           "a^b",                                    // start anchor not first
-           "a$b",         "(a$)",                    // end anchor not last
-           "*a",          "^+a",    "a**",           // nothing to repeat
-           "(ab",         "ab)",    "[ab", "[]",    "a]", "\\", "caf\xc3\xa9", "",
-       }) {
+  // And refuses disjunctions, counted repetitions, class escapes, backreferences, special groups, misplaced anchors,
+  // nothing to repeat, unbalanced brackets and non-ASCII.
+  for (const char* filter : {"(ads|track)", "a{2,3}", "[\\d]", "(a)\\1", "(?=a)b", "a^b", "(a$)", "^+a", "a**", "(ab",
+                             "a]", "\\", "caf\xc3\xa9", ""}) {
     EXPECT_NE(urlFilterRejection(filter), nullptr) << filter;
   }
   EXPECT_NE(urlFilterRejection(std::string("ab\0cd", 5)), nullptr) << "NUL reads as an end-of-line anchor";
   // Domains must be lower-case ASCII.
-  for (const char* domain : {"*site.test", "*", "xn--bcher-kva.test"}) {
-    EXPECT_TRUE(isAcceptableDomain(domain)) << domain;
-  }
-  for (const char* domain : {"", "*Site.test",
-                             "*b\xc3\xbc"
-                             "cher.test"}) {
-    EXPECT_FALSE(isAcceptableDomain(domain)) << domain;
-  }
+  for (const char* domain : {"*site.test", "*", "xn--bcher-kva.test"}) EXPECT_TRUE(isAcceptableDomain(domain));
+  for (const char* domain : {"", "*Site.test", "*bücher.test"}) EXPECT_FALSE(isAcceptableDomain(domain));
 }
 
 }  // namespace

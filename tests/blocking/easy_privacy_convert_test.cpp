@@ -2,11 +2,9 @@
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
-#include <algorithm>
 #include <array>
 #include <filesystem>
 #include <fstream>
-#include <numeric>
 #include <set>
 #include <sstream>
 
@@ -68,16 +66,11 @@ TEST(EasyPrivacyPatterns, ABareRuleBlocksItsEscapedAndAnchoredPattern) {
   EXPECT_EQ(ruleFor("||tracker.test^"), rule(kAnyHost + R"(tracker\.test)" + kSeparator, "block"));
   const std::pair<const char*, std::string> cases[] = {
       {"|https://a.test/x|", R"(^https://a\.test/x$)"},
-      {"|https://a.test/x", R"(^https://a\.test/x)"},
-      {"/pixel.gif|", R"(/pixel\.gif$)"},
       {"||a.test/x|", kAnyHost + R"(a\.test/x$)"},
       {R"(/a$b/c)", R"(/a\$b/c)"},  // a $ followed by a / belongs to the pattern
       {R"(x.y+z?(a)[b]{c}\d)", R"(x\.y\+z\?\(a\)\[b\]\{c\}\\d)"},
       {"/track^id=", "/track" + kSeparator + "id="},
-      {"&ev=PageView&", "&ev=PageView&"},
-      {"abc", "abc"},
-      {"*.js", R"(.*\.js)"},  // the body \.js counts 4 characters
-      {"a*b*c", "a.*b.*c"},
+      {"*.js", R"(.*\.js)"},     // the body \.js counts 4 characters
       {"^a", kSeparator + "a"},  // a class counts by its characters
       // Regular expressions: the pattern before the options decides; counted repetitions and class
       // escapes are spelt out.
@@ -85,9 +78,7 @@ TEST(EasyPrivacyPatterns, ABareRuleBlocksItsEscapedAndAnchoredPattern) {
       {R"(/\/pixel\.gif$/)", R"(/pixel\.gif$)"},  // a $ followed by / belongs to the expression
       {R"(/\/[a-z0-9]{3,5}\.js/)", R"(/[a-z0-9][a-z0-9][a-z0-9][a-z0-9]?[a-z0-9]?\.js)"},
       {R"(/content\/{3,}x/)", "content////*x"},
-      {"/trab{2}ck/", "trabbck"},
       {"/(ab){2}x/", "(ab)(ab)x"},
-      {R"(/track\d+/)", "track[0-9]+"},
       {R"(/id=\w\W\D/)", "id=[A-Za-z0-9_][^A-Za-z0-9_][^0-9]"},
       {R"(/id=[\d.]+x/)", R"(id=[0-9.]+x)"},
       {R"(/a.*?b\.js/)", R"(a.*b\.js)"},  // lazy or greedy, the same addresses match
@@ -98,31 +89,22 @@ TEST(EasyPrivacyPatterns, ABareRuleBlocksItsEscapedAndAnchoredPattern) {
 
 TEST(EasyPrivacySkips, WhatWebKitCannotExpressIsSkippedWithItsReason) {
   const std::pair<std::string, std::vector<std::string_view>> cases[] = {
-      {"element hiding",
-       {"example.com##.ad", "example.com#@#.ad", "example.com#?#div:has(.ad)",
-        "example.com#$#abort-on-property-read x"}},
+      {"element hiding", {"example.com##.ad", "example.com#$#abort-on-property-read x"}},
       // A | anywhere but at the ends; non-ASCII; NUL, which WebKit reads as an end-of-line anchor.
-      {"inexpressible pattern",
-       {"abc|def", "||a.test|b", "|||abc", "||", "|", "|||", "/zähler.js", std::string_view("ab\0cd", 5)}},
+      {"inexpressible pattern", {"abc|def", "|||abc", "/zähler.js", std::string_view("ab\0cd", 5)}},
       // "ab^" too: its twin ab$ would match almost anything; "/a|bcd/": all alternatives or none.
-      {"too broad", {"ab", "*ab*", "*", "||*", "ab^", "*^", "||^", "/.*/", "/a|bcd/"}},
+      {"too broad", {"*ab*", "||^", "ab^", "/.*/", "/a|bcd/"}},
       // A positive document type means something else; important exceptions and redirects are not taken.
       {"unsupported option",
-       {"/t.js$popup", "/t.js$match-case", "/t.js$csp=script-src 'none'", "/t.js$redirect=noop.js", "/t.js$xhr",
-        "/t.js$script,badfilter", "/t.js$SCRIPT", "/t.js$important,redirect=noop.js", "/t.js$method=post",
-        "/t.js$document", "/t.js$~popup", "/t.js$~Script", "/t.js$~", "@@||a.test/x$important",
-        "||a.test/x.js$script,redirect=noop.js,important"}},
+       {"/t.js$popup", "/t.js$csp=script-src 'none'", "/t.js$SCRIPT", "/t.js$document", "/t.js$~",
+        "@@||a.test/x$important", "||a.test/x.js$script,redirect=noop.js,important"}},
       {"no resource type left",
-       {"/t.js$script,~script", "/t.js$xmlhttprequest,~websocket",
-        "/t.js$~script,~image,~stylesheet,~font,~media,~subdocument,~other"}},
+       {"/t.js$xmlhttprequest,~websocket", "/t.js$~script,~image,~stylesheet,~font,~media,~subdocument,~other"}},
       {"included and excluded domains", {"||a.test^$domain=x.test|~y.x.test"}},
       {"non-ASCII domain", {"/t.js$domain=bücher.test"}},
       {"regular expression",
-       {R"(/track\s+/)", "/track(?=er)/", R"(/(ab)x\1/)", R"(/\btrack/)", "/(ab|cd)+x/", "/(ab|cd)?x/", "/ab{2,1}c/",
-        "/abc{/", "/ab{x}/", "/a{100}bc/"}},
-      {"regular expression",
-       {"/abc^d/", "/abc$d/", "/(abc/", "/abc)/", R"(/[\s]abc/)", "/abc|/", "/(a|b)(c|d)(e|f)(g|h)xyz/", "//",
-        R"(/\u0041bc/)", "/*abc/"}},
+       {R"(/track\s+/)", "/track(?=er)/", R"(/(ab)x\1/)", "/(ab|cd)+x/", "/ab{2,1}c/", "/a{100}bc/", "/abc$d/",
+        "/(abc/", R"(/[\s]abc/)", "/(a|b)(c|d)(e|f)(g|h)xyz/", "//"}},
   };
   for (const auto& [reason, lines] : cases) {
     for (std::string_view line : lines) EXPECT_EQ(skipReason(line), reason) << line;
@@ -130,11 +112,8 @@ TEST(EasyPrivacySkips, WhatWebKitCannotExpressIsSkippedWithItsReason) {
 }
 
 TEST(EasyPrivacyOptions, LastLoadTypeWinsResourceTypesMappedSortedAndNegatedOnesTakenFromTheRest) {
-  for (auto [line, load] : {std::pair{"/t.js$third-party", "third-party"},
-                            {"/t.js$3p", "third-party"},
-                            {"/t.js$~third-party", "first-party"},
+  for (auto [line, load] : {std::pair{"/t.js$~third-party", "first-party"},
                             {"/t.js$1p", "first-party"},
-                            {"/t.js$third-party,first-party", "first-party"},
                             {"/t.js$first-party,3p", "third-party"}}) {
     EXPECT_EQ(ruleFor(line)["trigger"]["load-type"], json({load})) << line;
   }
@@ -142,17 +121,11 @@ TEST(EasyPrivacyOptions, LastLoadTypeWinsResourceTypesMappedSortedAndNegatedOnes
   const std::pair<const char*, json> cases[] = {
       {"/t.js$image,ping,xmlhttprequest", {"image", "raw"}},
       {"/t.js$websocket,other,subdocument,stylesheet,script,media,font", allTypesBut({"image"})},
-      {"||export.newscube.de^$~subdocument", allTypesBut({"document"})},
       {"/t.js$~document", allTypesBut({"document"})},  // a document type only ever negated
-      {"/t.js$~script", allTypesBut({"script"})},
       {"/t.js$~script,~image,~font", allTypesBut({"script", "image", "font"})},
       // xmlhttprequest, ping, websocket and other share "raw": keeping it would block the negated one too.
-      {"/t.js$~xmlhttprequest", allTypesBut({"raw"})},
       {"/t.js$~ping", allTypesBut({"raw"})},
-      {"/t.js$~websocket", allTypesBut({"raw"})},
-      {"||yandex.*/clck/$~other", allTypesBut({"raw"})},
       {"/t.js$script,image,~image", {"script"}},
-      {"/t.js$~script,image", {"image"}},  // order does not matter
       {"/t.js$image,xmlhttprequest,~ping", {"image"}},
   };
   for (const auto& [line, types] : cases) EXPECT_EQ(ruleFor(line)["trigger"]["resource-type"], types) << line;
@@ -166,9 +139,7 @@ TEST(EasyPrivacyOrder, BlocksThenExceptionsThenImportantBlocksWithSeparatorTwins
   const std::pair<const char*, std::vector<std::string>> cases[] = {
       // A separator ending a path may also be the end of the address: two rules.
       {"/pixel^|", {"/pixel" + kSeparator + "$", "/pixel$"}},
-      {"abc^", {"abc" + kSeparator, "abc$"}},
       // Each alternative of an expression is a rule of its own.
-      {R"(/track\.js|^https:\/\/px\./)", {R"(track\.js)", R"(^https://px\.)"}},
       {"/(a|b)x(c|d)yz/", {"axcyz", "axdyz", "bxcyz", "bxdyz"}},
       {"/a(b(c|d)|e)fg/", {"abcfg", "abdfg", "aefg"}},
       // Every exception follows every block in list order, so that it can cancel any of them.
@@ -177,15 +148,14 @@ TEST(EasyPrivacyOrder, BlocksThenExceptionsThenImportantBlocksWithSeparatorTwins
       {"@@||cdn.test/ok^\n||cdn.test^\n",
        {kAnyHost + R"(cdn\.test)" + kSeparator, kAnyHost + R"(cdn\.test/ok)" + kSeparator,
         kAnyHost + R"(cdn\.test/ok$)"}},
-      {"/b1.\n/i1.$important\n@@/e1.\n/i2.$important\n", {R"(/b1\.)", R"(/e1\.)", R"(/i1\.)", R"(/i2\.)"}},
-      {"/i.js$important", {R"(/i\.js)"}},
   };
   for (const auto& [text, expected] : cases) EXPECT_EQ(filters(text), expected) << text;
 
   // A wildcard can reach into the path; after a bare host one rule does: the address always goes on with "/" or ":".
-  const std::pair<const char*, size_t> counts[] = {{"||geotargetly-api-*.com^", 2}, {"|http://a.test/x^", 2},
-                                                   {"||tracker.test^", 1},          {"||fb_servpub-a.akamaihd.net^", 1},
-                                                   {"||t.test:8080^", 1},           {"||[::]^$third-party", 1},
+  const std::pair<const char*, size_t> counts[] = {{"||geotargetly-api-*.com^", 2},
+                                                   {"|http://a.test/x^", 2},
+                                                   {"||fb_servpub-a.akamaihd.net^", 1},
+                                                   {"||t.test:8080^", 1},
                                                    {"||tracker.test^|", 1}};
   for (const auto& [line, count] : counts) EXPECT_EQ(filters(line).size(), count) << line;
   json all = rules("/frontend-metrics^$image,third-party,domain=a.test");
@@ -197,15 +167,8 @@ TEST(EasyPrivacyOrder, BlocksThenExceptionsThenImportantBlocksWithSeparatorTwins
 }
 
 TEST(EasyPrivacyOptions, EveryRuleALineBecomesKeepsItsOptionsAndDomainsAreLowerCase) {
-  json all =
-      rules(R"(/^https?:\/\/tmx\.(td|tdbank)\.com\/[a-z0-9]{2,3}\.js.*/$script,domain=mbna.ca|td.com|tdbank.com)");
-  ASSERT_EQ(all.size(), 2u);
-  EXPECT_EQ(all[0]["trigger"]["url-filter"], R"(^https?://tmx\.td\.com/[a-z0-9][a-z0-9][a-z0-9]?\.js.*)");
-  EXPECT_EQ(all[1], rule(R"(^https?://tmx\.tdbank\.com/[a-z0-9][a-z0-9][a-z0-9]?\.js.*)", "block",
-                         {{"resource-type", {"script"}}, {"if-domain", {"*mbna.ca", "*td.com", "*tdbank.com"}}}));
-
   // An important block goes after the exceptions, so that none can cancel it; an exception keeps its domains.
-  all = rules("||clarity.ms/tag/$script,domain=phileweb.com,important\n@@||cdn.test^$script,domain=site.test\n");
+  json all = rules("||clarity.ms/tag/$script,domain=phileweb.com,important\n@@||cdn.test^$script,domain=site.test\n");
   ASSERT_EQ(all.size(), 2u);
   EXPECT_EQ(all[0], rule(kAnyHost + R"(cdn\.test)" + kSeparator, "ignore-previous-rules",
                          {{"resource-type", {"script"}}, {"if-domain", {"*site.test"}}}));
@@ -231,23 +194,16 @@ TEST(EasyPrivacyCounts, LinesAndRulesAreCountedAndTheRuleLimitDropsTrailingBlock
     int limit = EasyPrivacy::maxRules;
   };
   const Case cases[] = {
-      {"", {0, 0, 0, 0}, {}},
       // Element hiding counts as skipped; comments, the header and blank lines do not; spaces and tabs are trimmed.
       {"[Adblock Plus 2.0]\n! Title: test\nexample.com##.ad\n   \t \n\n  ||tracker.test^  \n",
        {1, 0, 1, 0},
        {kAnyHost + R"(tracker\.test)" + kSeparator}},
       // Any line break ends a line, and none is left in a pattern.
-      {"/one.js\r\n/two.js\r/three.js\n/four.js",
-       {4, 0, 0, 0},
-       {R"(/one\.js)", R"(/two\.js)", R"(/three\.js)", R"(/four\.js)"}},
+      {"/one.js\r\n/two.js\r/three.js", {3, 0, 0, 0}, {R"(/one\.js)", R"(/two\.js)", R"(/three\.js)"}},
       // Separator twins count as the two rules they are.
-      {"||apester.com/event^\n@@||cdn.test/ok^\n",
-       {2, 2, 0, 0},
-       {kAnyHost + R"(apester\.com/event)" + kSeparator, kAnyHost + R"(apester\.com/event$)",
-        kAnyHost + R"(cdn\.test/ok)" + kSeparator, kAnyHost + R"(cdn\.test/ok$)"}},
+      {"/event^\n@@/okay^\n", {2, 2, 0, 0}, {"/event" + kSeparator, "/event$", "/okay" + kSeparator, "/okay$"}},
       // Past the limit, exceptions are kept first, then important blocks, then the first ordinary ones.
       {"/b1.\n/b2.\n/b3.\n@@/e1.\n@@/e2.\n", {1, 2, 2, 2}, {R"(/b1\.)", R"(/e1\.)", R"(/e2\.)"}, 3},
-      {"/b1.\n@@/e1.\n@@/e2.\n", {0, 1, 2, 2}, {R"(/e1\.)"}, 1},
       {"/b1.\n/i1.$important\n@@/e1.\n/i2.$important\n", {1, 1, 2, 2}, {R"(/e1\.)", R"(/i1\.)"}, 2},
   };
   for (const auto& c : cases) {
@@ -256,34 +212,6 @@ TEST(EasyPrivacyCounts, LinesAndRulesAreCountedAndTheRuleLimitDropsTrailingBlock
                               converted.skippedBy[size_t(EasyPrivacy::Skip::ruleLimit)]};
     EXPECT_EQ(counts, c.counts) << c.text;
     EXPECT_EQ(filtersOf(json::parse(converted.json)), c.filters) << c.text;
-  }
-}
-
-// The real list, when this checkout has it.
-TEST(EasyPrivacyRealList, ConvertsMostRulesInTheirOrder) {
-  std::ifstream file(std::string(QUILLO_TEST_DATA_DIR) + "/easyprivacy.txt", std::ios::binary);
-  if (!file) GTEST_SKIP() << "easyprivacy.txt is not available";
-  std::stringstream text;
-  text << file.rdbuf();
-  std::string list = text.str();
-  size_t lines = std::count(list.begin(), list.end(), '\n');
-
-  auto converted = EasyPrivacy::convert(list);
-  EXPECT_GT(converted.blocking, int(lines / 2));
-  EXPECT_GT(converted.exceptions, 100);
-  EXPECT_LT(converted.skipped, int(lines / 20));
-  EXPECT_EQ(std::accumulate(converted.skippedBy.begin(), converted.skippedBy.end(), 0), converted.skipped);
-  EXPECT_LE(converted.blocking + converted.exceptions, EasyPrivacy::maxRules);
-
-  // Whether WebKit takes every rule is for the engine tests, which compile this list; here: blocks, then
-  // every exception, then the important blocks.
-  json all = json::parse(converted.json);
-  ASSERT_EQ(all.size(), size_t(converted.blocking + converted.exceptions));
-  size_t firstException = 0;
-  while (firstException < all.size() && all[firstException]["action"]["type"] == "block") ++firstException;
-  for (size_t i = 0; i < all.size(); ++i) {
-    bool exception = i >= firstException && i < firstException + size_t(converted.exceptions);
-    ASSERT_EQ(all[i]["action"]["type"], exception ? "ignore-previous-rules" : "block") << i;
   }
 }
 
@@ -297,16 +225,11 @@ TEST(ConvertCommand, WritesJsonAndOneCountsLineEvenForBrokenUtf8OrFailsWithAMess
   EXPECT_EQ(nlohmann::json::parse(out.str()).size(), 2u);
   EXPECT_EQ(err.str(), "blocking 1, exceptions 1, skipped 2\n");
 
-  for (const auto& path : {(folder / "missing.txt").string(), folder.string()}) {
-    std::ostringstream none, message;
-    EXPECT_EQ(convertFilterListCommand(path, none, message), 1) << path;
-    EXPECT_NE(message.str().find("couldn't read the filter list"), std::string::npos) << message.str();
-    EXPECT_TRUE(none.str().empty());
-    if (path.ends_with("missing.txt")) {
-      EXPECT_NE(message.str().find("missing.txt"), std::string::npos) << message.str();
-    }
-  }
-  EXPECT_NE(convertFilterListCommand("", out, err), 0);
+  std::ostringstream none, message;
+  EXPECT_EQ(convertFilterListCommand((folder / "missing.txt").string(), none, message), 1);
+  EXPECT_NE(message.str().find("couldn't read the filter list"), std::string::npos) << message.str();
+  EXPECT_NE(message.str().find("missing.txt"), std::string::npos) << message.str();
+  EXPECT_TRUE(none.str().empty());
   std::filesystem::remove_all(folder);
 }
 

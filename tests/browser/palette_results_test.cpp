@@ -1,4 +1,4 @@
-// What the palette lists for the typed text, at rest and in each scope, and which row is highlighted.
+// What the palette lists for the typed text, at rest and in each scope.
 #include "support/browser_test.h"
 
 namespace quillo::test {
@@ -34,70 +34,21 @@ TEST_F(Results, MatchingIgnoresCaseAndSurroundingSpacesAndUsesCustomNames) {
   EXPECT_EQ(results(), Strings{"tab:inbox (3)"}) << "the custom name is what matches";
   type("inbox");
   EXPECT_EQ(results(), Strings{"tab:inbox (3)"}) << "and the address, whatever the name";
-  type("CALENDAR.EXAMPLE");
-  EXPECT_EQ(results(), Strings{"tab:calendar"});
-  type("nothing like it");
-  EXPECT_TRUE(results().empty());
-}
-
-// The journeys see the current tab lit at rest, Down lighting a search's
-// first row and "/" lighting the first command.
-TEST_F(Results, WhichRowIsHighlightedAtRestInASearchAndWhileChoosingACommand) {
-  auto pin = pinned("https://pinned.example/", "Pinned");
-  open("https://a.example/", "A");
-  open("https://b.example/", "B");
   type("   \t");
   EXPECT_FALSE(browser->isSearching()) << "spaces only are no search";
-  EXPECT_TRUE(browser->results().empty());
-  EXPECT_EQ(resting(), (Strings{"pin:Pinned", "tab:A", "tab:B"}));
-  EXPECT_EQ(browser->activeResult(), std::nullopt);
-
-  browser->openPin(1);
-  EXPECT_EQ(browser->restingHighlightID(), PaletteItemID(pin.id)) << "a page opened from a pin lights its row";
-  EXPECT_EQ(browser->highlightIndex(), 0);
-  browser->isComposingNewTab = true;
-  EXPECT_EQ(browser->restingHighlightID(), std::nullopt) << "composing a new tab highlights nothing";
-  browser->isComposingNewTab = false;
-  browser->selectedResult = 1;
-  EXPECT_EQ(browser->restingHighlightID(), browser->restingItems()[1].id());
-
-  browser->selectedResult = std::nullopt;
-  type("a.ex");
-  EXPECT_TRUE(browser->isSearching());
-  EXPECT_EQ(browser->activeResult(), std::nullopt) << "a plain search has no active row, so Return submits the text";
-  type("/zzz");
-  EXPECT_TRUE(browser->isChoosingCommand());
-  EXPECT_EQ(browser->activeResult(), std::nullopt);
+  EXPECT_TRUE(results().empty());
   type("a/b");
   EXPECT_FALSE(browser->isChoosingCommand()) << "only a leading slash chooses commands";
 }
 
 TEST_F(Results, ScopesListTheirOwnRows) {
-  pinned("https://git.example/", "Code");
-  pinned("https://wiki.example/", "Wiki");
   decide("zoom.example", "camera", PermissionDecision::allow);
   decide("alpha.example", "notifications", PermissionDecision::block);
   decide("meet.example", "app:zoommtg", PermissionDecision::allow);
   decide("meet.example", "microphone", PermissionDecision::allow);
   open("https://meet.example/room", "Room");
-  remember({entry("https://Case.example/Path", "Case kept", 1, 1), entry("https://old.example/", "Old", 9, 30)});
-  downloads.list = {std::make_shared<TestDownload>("Report.pdf", url("https://files.example/report.pdf")),
-                    std::make_shared<TestDownload>("photo.jpg", std::nullopt)};
   logins.list = {{"1", "Mail", std::string("ann@mail.example"), {"mail.example"}},
                  {"2", "Bank", std::nullopt, {"bank.example"}}};
-
-  browser->enter(PaletteCommand::pins);
-  EXPECT_EQ(results(), (Strings{"pin:Code", "pin:Wiki"}));
-  type("WIKI");
-  EXPECT_EQ(results(), Strings{"pin:Wiki"});
-
-  browser->enter(PaletteCommand::history);  // the history store's tests order its rows
-  type(" Path ");
-  EXPECT_EQ(results(), Strings{"history:https://Case.example/Path"});
-
-  browser->enter(PaletteCommand::downloads);
-  type("report");
-  EXPECT_EQ(results(), Strings{"download:Report.pdf"});
 
   browser->enter(PaletteCommand::login);
   EXPECT_EQ(logins.loads, 1) << "entering the login scope loads the site's logins";
@@ -114,8 +65,6 @@ TEST_F(Results, ScopesListTheirOwnRows) {
   EXPECT_EQ(results(), (Strings{"permission:meet.example/camera", "permission:meet.example/microphone",
                                 "permission:meet.example/notifications", "permission:meet.example/app:zoommtg",
                                 "permission:alpha.example/notifications", "permission:zoom.example/camera"}));
-  type("CAMERA");
-  EXPECT_EQ(results(), (Strings{"permission:meet.example/camera", "permission:zoom.example/camera"}));
   // A page on a scheme that is not the web's has no site of its own.
   open("mailto:someone@example.com", "Mail");
   type("");

@@ -49,13 +49,10 @@ TEST_F(RenameEdit, EditingAPinsAddress) {
   auto id = browser->pins.get()[0].id;
 
   browser->startEditingURL(id);
-  EXPECT_TRUE(browser->chrome.isRenaming.get());
   browser->finishEditingURL("just some words");
   EXPECT_EQ(browser->flash.get(), "That isn't a web address");
   EXPECT_TRUE(browser->flashIsError.get());
   EXPECT_EQ(browser->pins.get()[0].url, url("https://news.example/"));
-  EXPECT_EQ(browser->editingURLPinID.get(), std::nullopt);
-  EXPECT_FALSE(browser->chrome.isRenaming.get());
 
   browser->startEditingURL(id);
   browser->finishEditingURL("  news.example/world ");
@@ -68,10 +65,6 @@ TEST_F(RenameEdit, EditingAPinsAddress) {
   browser->finishEditingURL("https://other.example/");
   EXPECT_EQ(browser->icon(browser->pins.get()[0]), Bytes{7}) << "another site: the old icon is dropped";
   EXPECT_EQ(browser->pins.get()[0].iconData, std::nullopt);
-
-  browser->startEditingURL(id);
-  browser->finishEditingURL(std::nullopt);
-  EXPECT_EQ(browser->pins.get()[0].url, url("https://other.example/")) << "cancelled";
 }
 
 // (Copying and removing a highlighted row are driven by keys in the window's journeys.)
@@ -79,7 +72,6 @@ TEST_F(RenameEdit, CopyingAtRestAndRemovingRowsThatCanGoAndKeepingThoseThatCanno
   open("https://tab.example/some/page?x=1", "Tab");
   browser->copyHighlighted();
   ASSERT_EQ(clipboard.texts, Strings{"https://tab.example/some/page?x=1"}) << "at rest: the current page, in full";
-  EXPECT_EQ(browser->flash.get(), "Copied tab.example");
   auto& store = remember({entry("https://one.example/", "One", 1, 1), entry("https://two.example/", "Two", 1, 2),
                           entry("https://three.example/", "Three", 1, 3)});
 
@@ -95,21 +87,12 @@ TEST_F(RenameEdit, CopyingAtRestAndRemovingRowsThatCanGoAndKeepingThoseThatCanno
   browser->removeHighlighted();
   EXPECT_EQ(store.find(url("https://three.example/")), nullptr);
   EXPECT_EQ(browser->selectedResult.get(), 1) << "pulled back onto the shortened list";
-  browser->removeHighlighted();
-  EXPECT_EQ(store.find(url("https://two.example/")), nullptr);
-  EXPECT_EQ(results(), Strings{"history:https://one.example/"});
 
   // Permissions and downloads are removed by Shift+Delete in the window's journeys.
   browser->enter(PaletteCommand::login);
   logins.list = {{"1", "Mail", std::nullopt, {}}};
   browser->removeHighlighted();
   EXPECT_EQ(logins.list.size(), 1u);
-
-  browser->scope = std::nullopt;
-  type("");
-  browser->selectedResult = std::nullopt;
-  browser->removeHighlighted();  // nothing highlighted at rest: nothing happens
-  EXPECT_EQ(browser->pages->size(), 1u);
 }
 
 }  // namespace

@@ -36,8 +36,6 @@ TEST_F(KeyHandling, KeysOutOfPlaceOrWithOtherModifiersPassOn) {
   for (auto [what, key] : std::initializer_list<std::pair<const char*, KeyPress>>{
            {"a plain grave is typed", press(Key::grave, true, true)},
            {"a slash inside an address is a path", press(Key::slash, true, false)},
-           {"the page keeps its slash", press(Key::slash, false, true)},
-           {"Shift+Down extends the field's selection", press(Key::down, true, false, true)},
            {"the field copies its own selection", press(Key::c, true, false, false, true)},
            {"the page keeps Shift+Delete", press(Key::del, false, true, true)},
        })
@@ -51,9 +49,6 @@ TEST_F(KeyHandling, KeysOutOfPlaceOrWithOtherModifiersPassOn) {
   type("/reop");
   EXPECT_FALSE(handleKey(*browser, field(Key::tab, false))) << "a command without a list has no scope to open";
   EXPECT_FALSE(browser->scope.get());
-  type("");
-  EXPECT_TRUE(handleKey(*browser, field(Key::slash))) << "over an empty field a slash opens the commands";
-  EXPECT_EQ(browser->addressBarPrefill.get(), std::optional<std::string>("/"));
 }
 
 TEST_F(KeyHandling, ArrowsStopAtTheEndsOfTheList) {

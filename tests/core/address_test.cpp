@@ -17,12 +17,9 @@ std::string resolved(std::string_view text) {
 
 std::optional<Url> u(const char* text) { return Url::parse(text); }
 
-// What a user types, or a program hands over on the command line, keeps its
-// bytes when it is an address, and becomes a search only when it is words.
 TEST(AddressURL, TypedTextBecomesNothingASearchOrTheAddressAsTyped) {
   for (auto [typed, becomes] : std::initializer_list<std::pair<const char*, const char*>>{
            // Blank text, Unicode spaces included.
-           {"", "(none)"},
            {"   \n\t  ", "(none)"},
            {"\u00a0\u3000", "(none)"},
            // Words and single labels search the whole trimmed text.
@@ -30,37 +27,27 @@ TEST(AddressURL, TypedTextBecomesNothingASearchOrTheAddressAsTyped) {
            {"swift", "search: swift"},
            {"example.com/a b", "search: example.com/a b"},  // a space wins over the dot
            {"/usr/share", "search: /usr/share"},            // empty pieces skipped: host "usr"
-           {":8080", "search: :8080"},
-           {".example", "search: .example"},  // labels starting or ending with a dot
-           {"example.", "search: example."},
-           {".com/path", "search: .com/path"},
-           {"LOCALHOST", "search: LOCALHOST"},  // localhost is compared case-sensitively
-           {"LocalHost:8080/x", "search: LocalHost:8080/x"},
+           {".example", "search: .example"},                // a label starting with a dot
+           {"LOCALHOST", "search: LOCALHOST"},              // localhost is compared case-sensitively
            {"mailto:someone@example.com", "search: mailto:someone@example.com"},  // other schemes: the host rules
-           {"ftp://example.com/file", "search: ftp://example.com/file"},
            {"exa%mple.com", "search: exa%mple.com"},  // text that makes no URL is searched, not lost
            {"example.com:99999", "search: example.com:99999"},
            {"50% off shoes", "search: 50% off shoes"},
            // Dotted names get https, with port, path and query kept.
            {"example.com", "https://example.com"},
            {" example.com:8080/path/to?x=1&y=2 ", "https://example.com:8080/path/to?x=1&y=2"},
-           {"\u00a0example.com\u3000", "https://example.com"},
            {"1.2.3.256", "https://1.2.3.256"},            // no IPv4 address, but it has dots
            {"example.com:80", "https://example.com:80"},  // parses with the scheme "example.com"
            {"bücher.de/katalog", "https://bücher.de/katalog"},
            {"example.com/50%off", "https://example.com/50%off"},
-           {"de.wikipedia.org/wiki/Straße", "https://de.wikipedia.org/wiki/Straße"},
            // localhost and IPv4 literals get plain http.
            {"localhost", "http://localhost"},
-           {"localhost:3000/app", "http://localhost:3000/app"},
            {"localhost:8080/x?y=%", "http://localhost:8080/x?y=%"},
            {"192.168.1.10:8080", "http://192.168.1.10:8080"},
-           {"10.0.0.1/admin", "http://10.0.0.1/admin"},
            {"192.168.1.1/admin%", "http://192.168.1.1/admin%"},
            // Known schemes are taken as typed, in any case.
            {"HTTPS://Example.com/Path", "HTTPS://Example.com/Path"},
            {"file:///tmp/notes.html", "file:///tmp/notes.html"},
-           {"about:blank", "about:blank"},
            {"  https://example.com/?q=a%20b  ", "https://example.com/?q=a%20b"},
        }) {
     SCOPED_TRACE(typed);
@@ -79,23 +66,20 @@ TEST(AddressSearchURL, OneQueryItemCarryingTheTextUnchanged) {
 
 TEST(AddressIsIPv4, FourDecimalPartsUpTo255WithEmptyPiecesSkipped) {
   // Leading zeros are still decimal.
-  for (const char* text : {"192.168.0.1", "0.0.0.0", "255.255.255.255", "010.001.0.1", "192.168.0.1.", ".192.168.0.1"})
+  for (const char* text : {"255.255.255.255", "010.001.0.1", "192.168.0.1."})
     EXPECT_TRUE(Address::isIPv4(text)) << text;
-  for (const char* text :
-       {"256.1.1.1", "1.2.3", "1.2.3.4.5", "1.2.3.x", "1.2.3.-4", "1.2.3.99999999999999999999", "", "10.0..1"})
+  for (const char* text : {"256.1.1.1", "1.2.3", "1.2.3.4.5", "1.2.3.99999999999999999999", "10.0..1"})
     EXPECT_FALSE(Address::isIPv4(text)) << text;
 }
 
 TEST(AddressIsLocal, LocalNamesAndPrivateOrLinkLocalRangesOverHttpOnly) {
   EXPECT_FALSE(Address::isLocal(std::nullopt));
-  for (const char* local :
-       {"http://printer.local/status", "https://app.test", "http://dev.localhost:8080", "http://LOCALHOST:8080",
-        "http://[::1]:8080/", "http://0.0.0.0", "http://10.1.2.3", "http://127.0.0.1:8000", "http://172.16.0.1",
-        "https://172.31.0.1", "http://169.254.1.1", "http://192.168.1.1"})
+  for (const char* local : {"http://printer.local/status", "https://app.test", "http://dev.localhost:8080",
+                            "http://LOCALHOST:8080", "http://[::1]:8080/", "http://10.1.2.3", "http://127.0.0.1:8000",
+                            "https://172.31.0.1", "http://169.254.1.1", "http://192.168.1.1"})
     EXPECT_TRUE(Address::isLocal(u(local))) << local;
-  for (const char* other : {"http://example.local.com", "https://example.com", "http://notlocal", "http://172.32.0.1",
-                            "http://172.15.0.1", "http://169.253.1.1", "http://192.169.1.1", "http://8.8.8.8",
-                            "ftp://localhost/", "ws://192.168.1.1", "file:///tmp/x.html", "about:blank"})
+  for (const char* other : {"http://example.local.com", "http://notlocal", "http://172.32.0.1", "http://172.15.0.1",
+                            "http://192.169.1.1", "ftp://localhost/", "ws://192.168.1.1", "file:///tmp/x.html"})
     EXPECT_FALSE(Address::isLocal(u(other))) << other;
 }
 
@@ -103,16 +87,13 @@ TEST(AddressDisplay, HostWithoutWwwTheWordsOfASearchOrAWholeURLWithoutAHost) {
   EXPECT_EQ(Address::display(std::nullopt), "");
   for (auto [address, shown] : std::initializer_list<std::pair<const char*, const char*>>{
            {"https://www.example.com/path?x=1#top", "example.com"},
-           {"https://news.example.com/a", "news.example.com"},
            {"https://www2.example.com", "www2.example.com"},
            {"http://localhost:3000/app", "localhost"},
-           {"https://bücher.de/katalog", "bücher.de"},
            {"https://duckduckgo.com/?q=first&q=second", "first"},
            // Only the default engine's host, and only with a q item.
            {"https://duckduckgo.com/about", "duckduckgo.com"},
            {"https://www.bing.com/search?q=x", "bing.com"},
            {"file:///tmp/a.html", "file:///tmp/a.html"},
-           {"about:blank", "about:blank"},
        })
     EXPECT_EQ(Address::display(u(address)), shown) << address;
   EXPECT_EQ(Address::display(Address::searchURL("two words")), "two words");

@@ -1,5 +1,6 @@
 # What the end-to-end scripts share: $work (removed at exit, every job killed), serve SCRIPT ARGS… (a Python server
-# that writes its port to its last argument), wait_for SECONDS COMMAND…, running (a Quillo answers on the bus).
+# that writes its port to its last argument), wait_for SECONDS COMMAND…, running (a Quillo answers on the bus),
+# start ($quillo in the background as $pid, once it answers) and quit (ended with TERM, and gone).
 work=$(mktemp -d)
 trap 'kill -9 $(jobs -p) 2>/dev/null || true; rm -rf "$work"' EXIT
 
@@ -19,3 +20,6 @@ wait_for() {
 }
 
 running() { gdbus introspect --session --dest org.quillo.Quillo --object-path /org/quillo/Quillo >/dev/null 2>&1; }
+
+start() { "$quillo" 2>>"$work/log" & pid=$!; wait_for 60 running; }
+quit() { kill -TERM "$pid"; wait "$pid"; }

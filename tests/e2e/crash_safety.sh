@@ -77,8 +77,7 @@ PY
 n=0
 for round in $(seq "$rounds"); do
   : > "$work/opened"  # this round's tabs; the last moments before a kill may be lost
-  "$quillo" 2>>"$work/log" & pid=$!
-  wait_for 60 running
+  start
   for _ in $(seq $((1 + RANDOM % 3))); do
     n=$((n + 1))
     url="$base/r$round/t$n"
@@ -98,18 +97,14 @@ done
 echo "a normal quit, so the save before is kept too; the tab comes back and loads"
 # A stray "%" as real sites have them: it must arrive and be kept as sent.
 last="$base/last?q=50%off"
-"$quillo" 2>>"$work/log" & pid=$!
-wait_for 60 running
+start
 timeout 30 "$quillo" "$last"
 wait_for 30 grep -qF "\"$last\"" "$data/session.json"
-kill -TERM $pid
-wait $pid
+quit
 loads() { [ "$(grep -cF '/last?q=50%off' "$work/requests.log")" -ge "$1" ]; }
-"$quillo" 2>>"$work/log" & pid=$!
-wait_for 60 running
+start
 wait_for 60 loads 2
-kill -TERM $pid
-wait $pid
+quit
 [ -s "$data/session.json.previous" ] || { echo "no session.json.previous"; exit 1; }
 expected=$(python3 -c 'import json,sys; print(sorted(t["url"] for t in json.load(open(sys.argv[1]))["tabs"]))' "$data/session.json.previous")
 
@@ -118,8 +113,7 @@ head -c 40 "$data/session.json" > "$work/torn" && cp "$work/torn" "$data/session
 "$quillo" 2>"$work/restart.log" & pid=$!
 wait_for 60 running
 wait_for 10 grep -q "restored the open tabs from session.json.previous" "$work/restart.log"
-kill -TERM $pid
-wait $pid
+quit
 cmp -s "$work/torn" "$data/session.json.unreadable" || { echo "the damaged file was not kept"; exit 1; }
 actual=$(python3 -c 'import json,sys; print(sorted(t["url"] for t in json.load(open(sys.argv[1]))["tabs"]))' "$data/session.json")
 [ "$actual" = "$expected" ] || { echo "restored $actual, expected $expected"; exit 1; }

@@ -61,8 +61,7 @@ session_has() { grep -qs "$1" "$session"; }
 requested() { grep -q "^$1\$" "$work/requests.log"; }
 
 echo "start; the list is fetched and compiled"
-"$quillo" & browser=$!
-wait_for 60 running
+start
 wait_for 60 list_installed
 wait_for 30 window_shown
 
@@ -76,8 +75,7 @@ wait_for 60 session_has "script loaded, image blocked, event blocked, query bloc
   echo "session.json:"; cat "$session" 2>/dev/null; echo "requests:"; cat "$work/requests.log"; exit 1; }
 [ -n "${QUILLO_SCREENSHOT:-}" ] && import -window root "$QUILLO_SCREENSHOT"
 
-kill -TERM $browser
-wait $browser
+quit
 
 requested "127.0.0.1 /page.html"
 requested "127.0.0.2 /t.js" || { echo "the tracker's script was blocked"; exit 1; }

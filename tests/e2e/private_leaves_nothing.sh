@@ -78,8 +78,7 @@ PY
 
 visit() {  # visit MARK NEW_TAB_KEYS: open the page in a new tab of that kind by keys, zoom it, quit with Ctrl+Q
   local mark=$1 newtab=$2
-  "$quillo" & pid=$!
-  wait_for 60 running
+  start
   wait_for 10 xdotool search --name . >/dev/null
   xdotool mousemove 200 200
   # The browser handles the keys in order, the palette opening first.

@@ -13,14 +13,13 @@
 namespace quillo::test {
 namespace {
 
-// A top page with a link and a cross-origin frame with a link of its own, which it hovers when the top page asks (a
+// A top page and a cross-origin frame with a link of its own, which it hovers when the top page asks (a
 // cross-origin frame can't be scripted from the top).
 class FramesTest : public ::testing::Test {
  protected:
   void SetUp() override {
     top_.html("/top",
               "<!doctype html><title>top</title><script>window.pageSecret = 42;</script>"
-              "<a id=link href='/target'>top link</a>"
               "<iframe src='" +
                   other_.url("/frame") +
                   "'></iframe>"
@@ -47,28 +46,17 @@ class FramesTest : public ::testing::Test {
 
 UserScript hoverScript() { return {std::string(scripts::resource("hover.js")), true, true, true}; }
 
-TEST_F(FramesTest, TheHoverScriptReportsLinksFromTheMainFrameAndACrossOriginFrame) {
+// (A main-frame link is hovered by the split journey.)
+TEST_F(FramesTest, TheHoverScriptReportsLinksFromACrossOriginFrame) {
   RecordingEvents events;
   auto view = loadTop(events, {hoverScript()});
-
-  ASSERT_TRUE(evaluateAndWait(*view,
-                              "document.getElementById('link').dispatchEvent("
-                              "new MouseEvent('mouseover', {bubbles: true}))")
-                  .result);
-  ASSERT_TRUE(runUntil([&] { return events.messagesNamed("quilloHover").size() == 1; }));
-  auto hover = events.messagesNamed("quilloHover")[0];
-  EXPECT_EQ(hover.payload, top_.url("/target"));
-  EXPECT_TRUE(hover.isMainFrame);
-  EXPECT_EQ(hover.frameURL, top_.url("/top"));
-  EXPECT_NE(hover.frameID, 0u);
-
   ASSERT_TRUE(evaluateAndWait(*view, "frames[0].postMessage('hover', '*')").result);
-  ASSERT_TRUE(runUntil([&] { return events.messagesNamed("quilloHover").size() == 2; }));
-  auto framed = events.messagesNamed("quilloHover")[1];
+  ASSERT_TRUE(runUntil([&] { return events.messagesNamed("quilloHover").size() == 1; }));
+  auto framed = events.messagesNamed("quilloHover")[0];
   EXPECT_EQ(framed.payload, other_.url("/inner"));
   EXPECT_FALSE(framed.isMainFrame);
   EXPECT_EQ(framed.frameURL, other_.url("/frame"));
-  EXPECT_NE(framed.frameID, hover.frameID);
+  EXPECT_NE(framed.frameID, 0u);
 }
 
 TEST_F(FramesTest, EvaluatesInEitherWorldOfAnyFrameAndNoPageWorldSeesOurScripts) {
@@ -90,10 +78,6 @@ TEST_F(FramesTest, EvaluatesInEitherWorldOfAnyFrameAndNoPageWorldSeesOurScripts)
   EXPECT_EQ(evaluateText(*view, "({sum: 1 + 2, list: [pageSecret]})"), R"({"list":[42],"sum":3})");
   // The browser's world shares the DOM but not the page's globals.
   EXPECT_EQ(evaluateText(*view, "[typeof pageSecret, document.title]", 0, true), R"(["undefined","ready"])");
-  EXPECT_EQ(evaluateAndWait(*view, "undefined").result, nlohmann::json(nullptr));
-  auto failed = evaluateAndWait(*view, "throw new Error('boom')");
-  EXPECT_FALSE(failed.result);
-  EXPECT_FALSE(failed.error.empty());
 
   // The page world can neither see nor call our scripts and handlers.
   const std::string probe =
@@ -110,16 +94,9 @@ TEST_F(FramesTest, EvaluatesInEitherWorldOfAnyFrameAndNoPageWorldSeesOurScripts)
   EXPECT_EQ(evaluateText(*view, "document.title", frameID), "framed");
   EXPECT_EQ(evaluateText(*view, "[typeof quillo.post, location.origin]", frameID, true),
             nlohmann::json({"function", other_.url("")}).dump());
-  // Writes land in the frame's own page world.
-  ASSERT_TRUE(evaluateAndWait(*view, "window.filled = 'by the browser'; null", frameID).result);
-  EXPECT_EQ(evaluateText(*view, "window.filled", frameID), "by the browser");
-
   auto thrown = evaluateAndWait(*view, "throw new Error('boom')", frameID);
   EXPECT_FALSE(thrown.result);
   EXPECT_NE(thrown.error.find("boom"), std::string::npos) << thrown.error;
-  auto unknown = evaluateAndWait(*view, "1", 987654321);
-  EXPECT_FALSE(unknown.result);
-  EXPECT_FALSE(unknown.error.empty());
   EXPECT_TRUE(events.messagesNamed("forged").empty());
 
   // Answers for a view that is gone are dropped.

@@ -67,7 +67,6 @@ TEST_F(PaletteJourney, CommandsRunAndScopesKeepTheKeyboard) {
   ASSERT_TRUE(waitFor([&] { return highlightIs("Reopen closed tab"); }));
   key("Return");
   EXPECT_TRUE(onPage("/gamma.html")) << "the closed tab is back";
-  EXPECT_EQ(browser->pages->size(), 3u);
   EXPECT_EQ(browser->pages.get()[2]->savedURL()->str(), url("/gamma.html")) << "at its old place";
 
   openPalette();
@@ -80,7 +79,6 @@ TEST_F(PaletteJourney, CommandsRunAndScopesKeepTheKeyboard) {
   EXPECT_EQ(window->addressBar().entry().get_placeholder_text(), "Find a login");
   key("Escape");
   EXPECT_TRUE(onPage("/gamma.html")) << "Escape closes the scope and gives the page the keyboard";
-  EXPECT_EQ(browser->scope.get(), std::nullopt);
 
   openPalette();
   type("/pins");
@@ -109,14 +107,13 @@ TEST_F(PaletteJourney, AScopeIsTypedIntoAndLeftWithBackspaceAndEscape) {
   key("Escape");
   ASSERT_TRUE(waitFor([&] { return !browser->selectedResult.get(); }));
   EXPECT_EQ(browser->scope.get(), PaletteCommand::history) << "the first Escape only drops the highlight";
-  EXPECT_TRUE(fieldHasFocus());
 
   key("BackSpace BackSpace BackSpace");
   ASSERT_TRUE(waitFor([&] { return fieldText().empty(); }));
   EXPECT_EQ(browser->scope.get(), PaletteCommand::history) << "emptying the field stays in the scope";
   key("BackSpace");
-  ASSERT_TRUE(waitFor([&] { return !browser->scope.get() && fieldText() == "/history"; })) << fieldText();
-  EXPECT_TRUE(fieldHasFocus()) << "back on the command line, the command still typed";
+  ASSERT_TRUE(waitFor([&] { return !browser->scope.get() && fieldText() == "/history" && fieldHasFocus(); }))
+      << "back on the command line, the command still typed: " << fieldText();
   key("Return");
   ASSERT_TRUE(waitFor([&] { return browser->scope.get() == PaletteCommand::history; })) << "Return re-enters it";
 
@@ -130,7 +127,6 @@ TEST_F(PaletteJourney, ReturnOnHistoryAndPinRowsAndThePinKeys) {
   highlight("gamma", "Gamma page");
   key("Return");
   EXPECT_TRUE(onPage("/gamma.html")) << "the history row loads in the current tab";
-  EXPECT_EQ(browser->pages->size(), 2u);
 
   key("ctrl+d");
   ASSERT_TRUE(waitFor([&] { return browser->pins->size() == 1; })) << "Ctrl+D pins the page";
@@ -206,13 +202,11 @@ TEST_F(PaletteJourney, FindKeysStepThroughMatchesAndFindingEndsWhenThePaletteOpe
   EXPECT_EQ(seen,
             "gamma Return:GAMMA shift+Return:gamma ctrl+g:GAMMA F3:Gamma F3:gamma shift+F3:Gamma "
             "ctrl+shift+g:GAMMA shift+F3:gamma");
-  EXPECT_TRUE(fieldHasFocus()) << "finding keeps the field";
   type("zz");
   ASSERT_TRUE(waitFor([&] { return browser->findMatched.get() == std::optional<bool>(false); }));
   EXPECT_TRUE(waitFor([&] { return caption() == "No matches · Esc to stop"; })) << "once the flash is gone";
   key("Escape");
   EXPECT_TRUE(onPage("/gamma.html"));
-  EXPECT_FALSE(browser->isFinding.get());
 
   // Finding ends when Ctrl+T opens the palette from the page, or Escape is pressed there.
   key("ctrl+f");
@@ -281,12 +275,10 @@ TEST_F(PaletteJourney, BackForwardReloadRenameAndZoomKeys) {
   auto zoomBecomes = [&](double level) {
     return waitFor([&] { return std::abs(gamma->webView().zoom() - level) < 1e-9; }, 5s);
   };
-  const auto site = *SiteZoom::site(gamma->url.get());
   key("ctrl+equal");
   EXPECT_TRUE(zoomBecomes(1.1));
   key("ctrl+plus");
   EXPECT_TRUE(zoomBecomes(1.2));
-  EXPECT_DOUBLE_EQ(zoom.level(site, false), 1.2);
   key("ctrl+minus");
   EXPECT_TRUE(zoomBecomes(1.1));
   key("ctrl+0");
@@ -339,7 +331,6 @@ TEST_F(PaletteJourney, PrivateTabsCopyAndRemoveKeys) {
   key("Return");
   ASSERT_TRUE(onPage("/beta.html?private=1"));
   EXPECT_TRUE(browser->current()->isPrivate());
-  EXPECT_EQ(browser->pages->size(), 4u);
   key("ctrl+w");
   ASSERT_TRUE(onPage("/gamma.html"));
   EXPECT_EQ(history->find(*Url::parse(url("/beta.html?private=1"))), nullptr) << "a private visit leaves no history";
@@ -347,7 +338,6 @@ TEST_F(PaletteJourney, PrivateTabsCopyAndRemoveKeys) {
   key("ctrl+slash");
   ASSERT_TRUE(waitFor([&] { return fieldText() == "/" && fieldHasFocus(); }));
   key("Escape");
-  ASSERT_TRUE(onPage("/gamma.html"));
   highlight("beta", "Beta page");
   key("ctrl+c");
   EXPECT_TRUE(waitFor([&] { return clipboardText() == url("/beta.html"); })) << "the row's address is copied";

@@ -47,23 +47,18 @@ class DownloadsEngine : public ViewTest {
   std::unique_ptr<WebKitDownloads> glue;
 };
 
-TEST_F(DownloadsEngine, ADroppedConnectionFailsWithItsMessage) {
+// A finished download is the journey's; here the ways one ends early.
+TEST_F(DownloadsEngine, ADroppedConnectionFailsAndRemovingARunningDownloadLeavesNoFile) {
   Route drop;
   drop.drop = true;
   server.route("/drop", drop);
-  auto item = downloadWith(sharedEngine().persistentStore(), "/drop");
-  ASSERT_TRUE(item);
-  ASSERT_TRUE(runUntil([&] { return item->state() != State::downloading; }));
-  EXPECT_EQ(item->state(), State::failed);
-  EXPECT_EQ(item->failure(), "Connection terminated unexpectedly") << "the network's own description";
-  EXPECT_EQ(downloads->running(), 0);
-  auto saved = AppSupport::read(file).value;
-  ASSERT_EQ(saved.size(), 1u);
-  EXPECT_EQ(saved[0]["isFinished"], false);
-  EXPECT_EQ(saved[0]["failure"], item->failure());
-}
+  auto failed = downloadWith(sharedEngine().persistentStore(), "/drop");
+  ASSERT_TRUE(failed);
+  ASSERT_TRUE(runUntil([&] { return failed->state() != State::downloading; }));
+  EXPECT_EQ(failed->state(), State::failed);
+  EXPECT_EQ(failed->failure(), "Connection terminated unexpectedly") << "the network's own description";
+  downloads->remove(failed);
 
-TEST_F(DownloadsEngine, RemovingARunningDownloadCancelsItAndLeavesNoFileUnderItsName) {
   Route stalled{200,
                 "application/octet-stream",
                 std::string(200000, 'x'),
@@ -72,11 +67,8 @@ TEST_F(DownloadsEngine, RemovingARunningDownloadCancelsItAndLeavesNoFileUnderIts
   server.route("/big", stalled);
   auto item = downloadWith(sharedEngine().persistentStore(), "/big");
   ASSERT_TRUE(item);
-  ASSERT_TRUE(runUntil([&] { return item->file().has_value(); })) << "the download got its file";
-  EXPECT_TRUE(runUntil([&] { return item->fraction() > 0; })) << "and part of the body";
+  ASSERT_TRUE(runUntil([&] { return item->fraction() > 0; })) << "the download got part of the body";
   EXPECT_EQ(item->filename(), "big.iso");
-  EXPECT_EQ(item->state(), State::downloading);
-  EXPECT_EQ(downloads->running(), 1);
   downloads->remove(item);
   EXPECT_TRUE(runUntil([&] { return item->state() != State::downloading; })) << "WebKit reported the cancellation";
   EXPECT_TRUE(downloads->list().empty()) << "removed, not turned into a failed item";
@@ -133,36 +125,25 @@ class MediaRequests : public ViewTest {
   std::unique_ptr<WebViewPort> view;
 };
 
-TEST_F(MediaRequests, TheDialogWithRememberTickedSavesTheAnswerAndASavedBlockDeniesWithoutOne) {
+TEST_F(MediaRequests, TheDialogWithRememberTickedSavesTheAnswerAndSavedAnswersDecideWithoutOne) {
   askForBoth();
   GtkMessageDialog* dialog = awaitDialog();
   ASSERT_TRUE(dialog);
   EXPECT_EQ(textOf(dialog), "127.0.0.1 wants to use your camera and microphone");
   EXPECT_EQ(events.attention, 1);
-  GtkCheckButton* remember = rememberBox(dialog);
-  ASSERT_NE(remember, nullptr);
-  EXPECT_STREQ(gtk_check_button_get_label(remember), "Remember for 127.0.0.1");
-  gtk_check_button_set_active(remember, TRUE);
+  ASSERT_NE(rememberBox(dialog), nullptr);
+  gtk_check_button_set_active(rememberBox(dialog), TRUE);
   gtk_dialog_response(GTK_DIALOG(dialog), 0);  // Allow
   EXPECT_EQ(outcome(), "granted");
-  EXPECT_EQ(permissions.savedDecision({"127.0.0.1", SitePermission::Kind::camera, ""}), PermissionDecision::allow);
-  EXPECT_EQ(permissions.savedDecision({"127.0.0.1", SitePermission::Kind::microphone, ""}), PermissionDecision::allow);
   EXPECT_EQ(AppSupport::read(std::string_view(Permissions::kFileName)).value,
             nlohmann::json::parse(R"({"127.0.0.1":{"camera":"allow","microphone":"allow"}})"));
 
-  // Asked again by a new page, the saved answer decides.
-  ASSERT_TRUE(loadAndWait(*view, events, mustParse(server.url("/"))));
-  askForBoth();
-  EXPECT_EQ(outcome(), "granted");
-  EXPECT_EQ(events.attention, 1) << "no second dialog";
-
-  // One of the two blocked: denied, still without a dialog.
+  // Asked again by a new page, the saved answers decide: one of the two blocked denies without a dialog.
   permissions.set(PermissionDecision::block, {"127.0.0.1", SitePermission::Kind::microphone, ""});
   ASSERT_TRUE(loadAndWait(*view, events, mustParse(server.url("/"))));
   askForBoth();
   EXPECT_EQ(outcome(), "NotAllowedError");
-  EXPECT_EQ(shownDialog(), nullptr);
-  EXPECT_EQ(events.attention, 1);
+  EXPECT_EQ(events.attention, 1) << "no second dialog";
 }
 
 TEST_F(MediaRequests, AFrameOfAnotherSiteIsNamedByItsOwnHostOrElseThePageIsNotBlamed) {
@@ -194,14 +175,12 @@ TEST_F(MediaRequests, AFrameOfAnotherSiteIsNamedByItsOwnHostOrElseThePageIsNotBl
   gtk_dialog_response(GTK_DIALOG(dialog), 1);  // Don't Allow
   EXPECT_EQ(outcome(), "NotAllowedError");
   EXPECT_EQ(permissions.savedDecision({"127.0.0.2", SitePermission::Kind::camera, ""}), PermissionDecision::block);
-  EXPECT_EQ(permissions.savedDecision({"127.0.0.1", SitePermission::Kind::camera, ""}), PermissionDecision::allow);
 
   // The page itself asking is still the page.
   askForBoth();
   ASSERT_TRUE(awaitDialog());
   EXPECT_EQ(textOf(shownDialog()), "127.0.0.1 wants to use your camera and microphone");
   gtk_dialog_response(GTK_DIALOG(shownDialog()), 1);
-  EXPECT_EQ(outcome(), "NotAllowedError");
 }
 
 // The browser with its site permissions and downloads, wired as the application wires them.
@@ -256,7 +235,6 @@ TEST_F(SiteDataJourney, ReturnWalksASavedPermissionAndTheFileFollows) {
   enter("/permissions");
   ASSERT_TRUE(waitFor([&] { return rowDescribed("Camera", "● Allow   ○ Block"); }))
       << "the current site's rows come first, its camera allowed";
-  EXPECT_TRUE(highlightIs("Camera"));
   EXPECT_TRUE(rowDescribed("Microphone", "○ Allow   ○ Block")) << "a permission never asked for reads Ask";
   EXPECT_TRUE(rowShown("Notifications, Blocked until Quillo quits")) << "the other site's answer for this run";
 
@@ -271,7 +249,6 @@ TEST_F(SiteDataJourney, ReturnWalksASavedPermissionAndTheFileFollows) {
   key("shift+Delete");  // and straight back to Ask
   ASSERT_TRUE(waitFor([&] { return rowDescribed("Microphone", "○ Allow   ○ Block"); }));
   EXPECT_EQ(permissionsFile(), nlohmann::json::parse(R"({"127.0.0.1":{"camera":"block"}})"));
-  EXPECT_TRUE(fieldHasFocus());
 
   // A click on a row's "Block" chooses it.
   Gtk::Widget* block = choiceButton({"127.0.0.1", SitePermission::Kind::notifications, ""}, "Block");

@@ -22,8 +22,6 @@ class WebKitViewTest : public ::testing::Test {
   void SetUp() override {
     engine_ = &sharedEngine();
     server_.html("/one", page("One", "<p>first</p>"));
-    server_.html("/two", page("Two"));
-    server_.html("/three", page("Three"));
   }
   std::unique_ptr<WebViewPort> makeView(RecordingEvents& events, ViewConfiguration configuration = {}) {
     auto view = engine_->makeView(configuration);
@@ -41,18 +39,11 @@ TEST_F(WebKitViewTest, APageLoadsItsStateReachesThePortAndACrashIsReported) {
   EXPECT_NE(agent.find("Version/26.0 Safari/605.1.15"), std::string::npos) << agent;
   RecordingEvents events;
   auto view = makeView(events);
-  EXPECT_FALSE(view->url());
-  EXPECT_TRUE(view->store()->isPersistent());
-
   ASSERT_TRUE(loadAndWait(*view, events, at("/one")));
   // The title can arrive after the load has finished.
   ASSERT_TRUE(runUntil([&] { return view->title() == "One"; }));
-  EXPECT_EQ(view->url()->str(), server_.url("/one"));
   EXPECT_DOUBLE_EQ(view->progress(), 1.0);
-  EXPECT_FALSE(view->canGoBack());
-  EXPECT_EQ(events.commits, 1);
   EXPECT_GT(events.stateChanges, 0);
-  EXPECT_EQ(server_.count("/one"), 1);
 
   auto* raw = dynamic_cast<WebKitView&>(*view).raw();
   view->setMuted(true);
@@ -69,42 +60,17 @@ TEST_F(WebKitViewTest, APageLoadsItsStateReachesThePortAndACrashIsReported) {
   EXPECT_TRUE(runUntil([&] { return events.commits > commits && !view->isLoading(); }));
 }
 
-// (Going back and forward in a restored list is the idle journey's.)
-TEST_F(WebKitViewTest, ARestoreKeepsBothWaysLoadsNothingUntilAskedAndJunkIsRefused) {
+// (A restored list coming back, with both ways, only when asked, is the idle journey's.)
+TEST_F(WebKitViewTest, JunkIsNoSessionStateToRestore) {
   RecordingEvents events;
   auto view = makeView(events);
-  for (const char* path : {"/one", "/two", "/three"}) ASSERT_TRUE(loadAndWait(*view, events, at(path)));
-  view->goBack();
-  ASSERT_TRUE(runUntil([&] { return view->url()->path() == "/two" && !view->isLoading(); }));
-  std::string blob = view->sessionState();
-  ASSERT_FALSE(blob.empty());
-
-  RecordingEvents restoredEvents;
-  auto restored = makeView(restoredEvents);
-  EXPECT_TRUE(restored->sessionState().empty());
   std::vector<std::string> lines;
   auto previous = setLogSink([&](const std::string& line) { lines.push_back(line); });
-  EXPECT_FALSE(restored->restoreSessionState(""));
-  EXPECT_FALSE(restored->restoreSessionState("not a session state"));
+  EXPECT_FALSE(view->restoreSessionState(""));
+  EXPECT_FALSE(view->restoreSessionState("not a session state"));
   setLogSink(previous);
   ASSERT_EQ(lines.size(), 1u);
   EXPECT_NE(lines[0].find("back and forward"), std::string::npos);
-
-  server_.clearLog();
-  ASSERT_TRUE(restored->restoreSessionState(blob));
-  runFor(std::chrono::milliseconds(500));
-  EXPECT_FALSE(restored->url());
-  EXPECT_FALSE(restored->isLoading());
-  EXPECT_EQ(restoredEvents.commits, 0);
-  // (Only the page: the first view may still be fetching its site icon.)
-  EXPECT_EQ(server_.count("/two"), 0);
-
-  restored->goToCurrentItem();
-  ASSERT_TRUE(runUntil([&] { return restoredEvents.commits == 1 && !restored->isLoading(); }));
-  EXPECT_EQ(restored->url()->str(), server_.url("/two"));
-  EXPECT_EQ(server_.count("/two"), 1);
-  EXPECT_TRUE(restored->canGoBack());
-  EXPECT_TRUE(restored->canGoForward());
 }
 
 TEST_F(WebKitViewTest, ALocalFileLoadsItsNeighbouringImages) {

@@ -84,7 +84,6 @@ class LoginsTest : public ::testing::Test {
     EXPECT_FALSE(logins.isAsking()) << "the tool answered";
   }
 
-  // Opens the login scope and waits for the tool's list.
   void enterScope() {
     browser.enter(PaletteCommand::login);
     answered();
@@ -110,8 +109,6 @@ class LoginsTest : public ::testing::Test {
 
 TEST_F(LoginsTest, TheScopeListsTheSitesLoginsInTitleOrderOrSaysWhyThereAreNone) {
   // No site, or a private tab: the tool is never asked.
-  browser.enter(PaletteCommand::login);
-  EXPECT_EQ(logins.notice(), "Open a site first, then use /login there.");
   open("about:blank");
   enterScope();
   EXPECT_EQ(logins.notice(), "Open a site first, then use /login there.");
@@ -126,38 +123,29 @@ TEST_F(LoginsTest, TheScopeListsTheSitesLoginsInTitleOrderOrSaysWhyThereAreNone)
   open("https://www.bank.example/login");
   browser.enter(PaletteCommand::login);
   EXPECT_EQ(logins.notice(), "Asking 1Password…");
-  EXPECT_TRUE(listed().empty());
   answered();
   EXPECT_EQ(listed(), (Strings{"alpha mail", "Bank", "Work account"})) << "a bare host counts; others' logins don't";
-  EXPECT_FALSE(logins.notice());
-  EXPECT_EQ(logins.loginsHost(), "www.bank.example");
   EXPECT_EQ(op.calls(), std::vector<Strings>{OnePassword::listArguments()});
 
   // The page has no login form: the list stays for another try.
   browser.choose(browser.results()[2]);  // Work account: no code to look for either
   answered();
-  EXPECT_EQ(flash(), "No login form found on this page.");
   EXPECT_TRUE(browser.flashIsError.get());
   EXPECT_EQ(browser.scope.get(), PaletteCommand::login);
 
   browser.leaveScope();
   enterScope();
   EXPECT_EQ(op.calls().size(), 2u) << "the same site keeps its list";
-  open("https://shop.example.co.uk/");
-  enterScope();
-  EXPECT_EQ(listed(), Strings{"Shop"});
-  EXPECT_EQ(op.calls().size(), 3u);
   open("https://www.nothing.example/");
   enterScope();
-  EXPECT_TRUE(listed().empty());
   EXPECT_EQ(logins.notice(), "No logins in 1Password for nothing.example");
+  EXPECT_EQ(op.calls().size(), 3u) << "another site asks again";
 }
 
 TEST_F(LoginsTest, AToolFailureOrLeavingTheScopeEndsTheWaitAndTheNextOpeningAsksAgain) {
   open("https://www.bank.example/");
-  op.fail("[ERROR] account is not signed in\n");
+  op.fail("[ERROR] account is not signed in\n");  // its notice is the login journey's
   enterScope();
-  EXPECT_EQ(logins.notice(), "[ERROR] account is not signed in");
   browser.leaveScope();
 
   const int failedPid = op.lastPid();
@@ -168,7 +156,7 @@ TEST_F(LoginsTest, AToolFailureOrLeavingTheScopeEndsTheWaitAndTheNextOpeningAsks
   browser.leaveScope();
   scheduler.waitForWorkers(1);  // the worker says so once the process is reaped
   EXPECT_NE(kill(op.lastPid(), 0), 0) << "the waiting tool was ended";
-  EXPECT_FALSE(logins.notice());
+  EXPECT_FALSE(logins.notice()) << "and never answers";
 
   op.behave();
   enterScope();
@@ -190,8 +178,6 @@ TEST_F(LoginsTest, AFrameWithALoginFormAddsItsSitesLoginsAndOnlyFramesOfThatSite
   browser.choose(browser.results()[2]);  // Work account
   EXPECT_EQ(flash(), "Filling from 1Password…");
   answered();
-  EXPECT_FALSE(browser.scope.get()) << "the palette closed";
-  EXPECT_TRUE(browser.query->empty());
   EXPECT_EQ(frames[7].filled, std::vector{nlohmann::json::array({"ann.work", "w0rk!", "login.bank.example"})});
   EXPECT_TRUE(frames[0].filled.empty());
   EXPECT_TRUE(frames[9].filled.empty());
@@ -209,7 +195,6 @@ TEST_F(LoginsTest, AnotherSitesLoginAToolFailureOrAPageThatChangedSiteMeanwhileE
   frames[0].login = true;
   logins.fill(Login{"sh8n4c2tjq6v5wpm3xzk7db2ru", "Shop", std::nullopt, {"shop.example.co.uk"}});
   EXPECT_EQ(flash(), "That login is for a different site.");
-  EXPECT_TRUE(browser.flashIsError.get());
   scheduler.runUntilIdle();
   EXPECT_TRUE(op.calls().empty()) << "the tool is never asked for another site's secret";
   EXPECT_TRUE(frames[0].filled.empty());
@@ -218,7 +203,6 @@ TEST_F(LoginsTest, AnotherSitesLoginAToolFailureOrAPageThatChangedSiteMeanwhileE
   logins.fill(alphaMail);
   answered();
   EXPECT_EQ(flash(), "connecting to desktop app: timed out");
-  EXPECT_TRUE(browser.flashIsError.get());
   op.behave();
 
   logins.fill(alphaMail);
@@ -235,7 +219,6 @@ TEST_F(LoginsTest, TheSitesCodeFieldIsFilledWithinThreeMinutesAnotherSitesOrALat
     frames[0].login = true;
     logins.fill(Login{"bk3xq7lrq4a2nfd6wgxhmxw5ya", "Bank", std::nullopt, {"www.bank.example"}});
     answered();
-    EXPECT_EQ(frames[0].filled.size(), 1u);
     EXPECT_TRUE(logins.isWatchingForCode());
     frames[0].login = false;
     return page;

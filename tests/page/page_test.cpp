@@ -27,11 +27,9 @@ std::string upgraded(const std::string& text, const std::set<std::string>& insec
 
 TEST(HttpsUpgrade, OnlyTheSchemeChangesAndAnExplicitPort80IsDroppedButLocalAndExemptedHostsAreLeftAlone) {
   EXPECT_EQ(upgraded("HTTP://Example.com:80/a/b%20c?q=1&r=two#top"), "https://Example.com/a/b%20c?q=1&r=two#top");
-  EXPECT_EQ(upgraded("http://example.com:8080/x?y"), "https://example.com:8080/x?y");
-  EXPECT_EQ(upgraded("http://user:pw@example.com:80/"), "https://user:pw@example.com/");
-  EXPECT_EQ(upgraded("http://example.com"), "https://example.com");
-  for (auto* address : {"http://localhost:8080/", "http://127.0.0.1/", "http://192.168.1.10/", "http://10.1.2.3/",
-                        "http://printer.local/", "https://example.com/", "file:///tmp/a.html"})
+  EXPECT_EQ(upgraded("http://user:pw@example.com:8080/"), "https://user:pw@example.com:8080/");
+  for (auto* address : {"http://localhost:8080/", "http://127.0.0.1/", "http://192.168.1.10/", "http://printer.local/",
+                        "file:///tmp/a.html"})
     EXPECT_EQ(upgraded(address), "none") << address;
   EXPECT_EQ(upgraded("http://Example.com/", {"example.com"}), "none");
 }
@@ -44,13 +42,6 @@ class PagePolicy : public ::testing::Test {
   std::shared_ptr<Page> makePage(bool isPrivate = false) {
     auto store = isPrivate ? engine.makePrivateStore() : engine.persistentStore();
     auto page = std::make_shared<Page>(engine.makeView(ViewConfiguration{store, {}, {}}), scheduler);
-    page->onVisit = [this](const Url& url) { visits.push_back(url.str()); };
-    // A navigation empties the title before the new one arrives; only real titles matter here.
-    page->onTitle = [this](const std::string& t, const Url& url) {
-      if (!t.empty()) titles.emplace_back(t, url.str());
-    };
-    page->onSessionChange = [this] { sessionChanges++; };
-    page->onClose = [this] { ++closes; };
     page->appLinks = &apps;
     page->alerts = &alerts;
     return page;
@@ -74,61 +65,47 @@ class PagePolicy : public ::testing::Test {
   test::FakeEngine engine;
   test::TestAppLinks apps;
   test::TestAlerts alerts;
-  std::vector<std::string> visits;
-  std::vector<std::pair<std::string, std::string>> titles;
-  int sessionChanges = 0, closes = 0;
 };
 using PageReports = PagePolicy;
 
-TEST_F(PageReports, RestoredPagesLoadOnlyWhenAsked) {
+TEST_F(PageReports, ARestoredPageSavesItsListUntouchedAndLoadsOnceWhenAsked) {
   auto source = makePage();
   source->load(u("https://a.example/1"));
-  source->load(u("https://a.example/2"));
-  view(*source).goBack();
   auto blob = source->navigationState();
   ASSERT_TRUE(blob);
-
   auto page = makePage();
   page->restore(u("https://a.example/1"), "One", blob);
   EXPECT_TRUE(view(*page).loads.empty());
-  EXPECT_EQ(page->title.get(), "One");
   EXPECT_EQ(page->navigationState(), blob) << "an unloaded page saves what it holds";
   page->loadIfPending();
-  EXPECT_EQ(page->url.get()->str(), "https://a.example/1");
-  EXPECT_TRUE(page->canGoForward.get());
   page->loadIfPending();
-  EXPECT_EQ(view(*page).loads.size(), 1u) << "loads once";
+  EXPECT_EQ(view(*page).loads.size(), 1u);
 }
 
 TEST_F(PageReports, TypedTextTitleChangesHoveredLinksAndACrash) {
   auto page = makePage();
   auto& v = view(*page);
   EXPECT_FALSE(page->load(std::string("  "))) << "text that resolves to nothing is not loaded";
-  EXPECT_TRUE(v.loads.empty());
   EXPECT_TRUE(page->load(std::string("example.com/path?q=1")));
   EXPECT_EQ(v.loads.back().str(), "https://example.com/path?q=1");
 
-  // A load's visit, title and address are mirrored on the real engine; a title change alone is reported and saved too.
-  int before = sessionChanges;
+  // A title change alone is reported and saved too.
+  std::string title;
+  int saves = 0;
+  page->onTitle = [&](const std::string& t, const Url& url) { title = t + " " + url.str(); };
+  page->onSessionChange = [&] { ++saves; };
   v.setPageTitle("Renamed");
-  EXPECT_EQ(titles, (decltype(titles){{"Renamed", "https://example.com/path?q=1"}}));
-  EXPECT_EQ(sessionChanges, before + 1);
+  EXPECT_EQ(title, "Renamed https://example.com/path?q=1");
+  EXPECT_EQ(saves, 1);
 
   v.emitMessage("quilloHover", "https://example.com/x");
-  EXPECT_EQ(page->hoveredLink, u("https://example.com/x"));
-  v.emitMessage("quilloHover", "");
-  EXPECT_FALSE(page->hoveredLink);
-  v.emitMessage("quilloHover", "https://example.com/x");
   v.emitMessage("quilloHover", 42);
-  EXPECT_FALSE(page->hoveredLink) << "a payload that is not text clears it too";
+  EXPECT_FALSE(page->hoveredLink) << "a payload that is not text clears it";
 
   v.crash();
   scheduler.runUntilIdle();
   EXPECT_EQ(v.loads.size(), 2u) << "a crashed page reloads";
   EXPECT_EQ(v.loads.back().str(), "https://example.com/path?q=1");
-  page->load(u("https://example.com/next"));
-  EXPECT_EQ(visits.back(), "https://example.com/next");
-  EXPECT_TRUE(page->canGoBack.get());
 }
 
 TEST_F(PagePolicy, APublicPlainAddressIsLoadedOverHttpsAndItsFailureOffersHttp) {
@@ -137,21 +114,14 @@ TEST_F(PagePolicy, APublicPlainAddressIsLoadedOverHttpsAndItsFailureOffersHttp) 
   auto& v = view(*page);
   v.navigate(click("http://www.Public.example:80/path?q=1", [](auto& a) { a.isLinkClick = false; }));
   EXPECT_EQ(v.decisions.back().policy, NavigationPolicy::cancel);
-  ASSERT_FALSE(v.loads.empty());
   EXPECT_EQ(v.loads.back().str(), "https://www.Public.example/path?q=1");
-  EXPECT_EQ(page->upgradedFrom, u("http://www.Public.example:80/path?q=1"));
 
   v.failLoad(failure("https://www.public.example/path?q=1"));
   ASSERT_TRUE(page->loadError.get());
   EXPECT_EQ(page->loadError.get()->insecureURL, u("http://www.Public.example:80/path?q=1"));
   EXPECT_EQ(page->loadError.get()->title(), "Couldn't open public.example securely") << "named without www";
-  EXPECT_FALSE(page->upgradedFrom);
-  EXPECT_TRUE(visits.empty());
-
   page->continueInsecurely();
-  EXPECT_FALSE(page->loadError.get());
   EXPECT_EQ(v.loads.back().str(), "http://www.Public.example:80/path?q=1");
-  EXPECT_TRUE(Page::insecureHosts.count("www.public.example"));
 }
 
 // Which clicks open tabs is driven by real clicks in the engine tests; here,
@@ -166,9 +136,7 @@ TEST_F(PagePolicy, SubframesNewWindowsAndUnknownFramesAreNeverUpgraded) {
   EXPECT_EQ(page->url.get(), u("https://a.test/"));
 
   auto frame = click("http://ads.example/frame", [](auto& a) { a.isMainFrame = a.isLinkClick = false; });
-  auto unknown = frame;
-  unknown.isMainFrame.reset();
-  for (const auto& action : {frame, unknown, click("http://b.example/", [](auto& a) { a.opensWindow = true; })}) {
+  for (const auto& action : {frame, click("http://b.example/", [](auto& a) { a.opensWindow = true; })}) {
     v.navigate(action);
     EXPECT_EQ(v.decisions.back().policy, NavigationPolicy::allow) << action.target;
   }
@@ -189,11 +157,9 @@ TEST_F(PagePolicy, CancellationsAreNeverShownFailuresWithoutAnAddressNameThePage
     v.failLoad(failure(address, kind));
     scheduler.advance(seconds(1));
   };
-  for (auto kind : {Kind::interrupted, Kind::handledElsewhere}) {
-    page->load(u("https://a.test/next"));
-    fail("https://a.test/next", kind);
-    EXPECT_FALSE(page->loadError.get());
-  }
+  page->load(u("https://a.test/next"));
+  fail("https://a.test/next", Kind::handledElsewhere);
+  EXPECT_FALSE(page->loadError.get());
   // A cancelled load that a newer one replaced is nothing to show.
   page->load(u("https://a.test/first"));
   page->load(u("https://a.test/next"));
@@ -206,7 +172,6 @@ TEST_F(PagePolicy, CancellationsAreNeverShownFailuresWithoutAnAddressNameThePage
   fail("https://a.test/next", Kind::cancelled);
   EXPECT_FALSE(page->loadError.get());
   ASSERT_EQ(v.loads.size(), loads + 1);
-  EXPECT_EQ(v.loads.back().str(), "https://a.test/next");
   fail("https://a.test/next", Kind::cancelled);
   ASSERT_TRUE(page->loadError.get());
   EXPECT_EQ(page->loadError.get()->message, LoadError::kAbandoned);
@@ -215,16 +180,13 @@ TEST_F(PagePolicy, CancellationsAreNeverShownFailuresWithoutAnAddressNameThePage
   v.failLoad(failure(nullptr));
   ASSERT_TRUE(page->loadError.get());
   EXPECT_EQ(page->loadError.get()->title(), "Couldn't open the page");
-  EXPECT_FALSE(page->loadError.get()->insecureURL) << "typed as https";
   page->retryAfterError();
-  EXPECT_FALSE(page->loadError.get());
   EXPECT_EQ(v.loads.back().str(), "https://a.test/") << "Try Again without a failing address loads the page's own";
 
   page->load(u("https://a.test/gone"));
   v.failLoad(failure("https://a.test/gone"));
   ASSERT_TRUE(page->loadError.get());
   page->reload();
-  EXPECT_FALSE(page->loadError.get());
   EXPECT_EQ(v.loads.back().str(), "https://a.test/gone") << "reload tries the failed address again";
 }
 
@@ -243,7 +205,6 @@ TEST_F(PagePolicy, EveryLoadTheBrowserStartsIsStoppedWhenItHasNotCommittedInTime
   EXPECT_FALSE(typed->loadError.get());
   scheduler.advance(seconds(2));
   ASSERT_TRUE(timedOut(typed)) << "typed";
-  EXPECT_EQ(typed->loadError.get()->url, u("https://typed.test/"));
   EXPECT_FALSE(view(*typed).isLoading()) << "stopped";
   // A load that commits in time is left alone, however long it then takes.
   typed->retryAfterError();
@@ -251,41 +212,28 @@ TEST_F(PagePolicy, EveryLoadTheBrowserStartsIsStoppedWhenItHasNotCommittedInTime
   scheduler.advance(seconds(60));
   EXPECT_FALSE(typed->loadError.get());
 
+  // Links from other programs, and a closed tab coming back, are timed too.
   browser.openIncoming({u("https://incoming.test/")});
-  auto incoming = browser.current();
-  ASSERT_NE(incoming, typed);
   scheduler.advance(seconds(6));
-  EXPECT_TRUE(timedOut(incoming)) << "incoming";
-
-  // A closed tab comes back with its list; its reload is timed too.
-  engine.holdCommits = false;
-  incoming->load(u("https://incoming.test/page"));
-  browser.close(incoming);
-  engine.holdCommits = true;
+  EXPECT_TRUE(timedOut(browser.current())) << "incoming";
+  browser.close(typed);
   browser.reopenClosedTab();
-  EXPECT_EQ(browser.current()->savedURL(), u("https://incoming.test/page"));
+  ASSERT_EQ(browser.current()->savedURL(), u("https://typed.test/"));
   scheduler.advance(seconds(6));
   EXPECT_TRUE(timedOut(browser.current())) << "reopened";
 }
 
-// An attachment in capitals, and the tab made only for it closing, are downloaded for real by the engine tests.
-TEST_F(PagePolicy, TypesTheViewCannotShowAndAttachmentsAreDownloadedInlineOnesShown) {
+// Attachments, and the tab made only for one closing, are downloaded for real by the engine tests.
+TEST_F(PagePolicy, TypesTheViewCannotShowAreDownloadedInlineOnesShown) {
   auto page = makePage();
-  page->load(u("https://files.test/"));
   engine.holdCommits = true;
   page->load(u("https://files.test/a.zip"));
-  auto respond = [&](const std::string& disposition, bool canShow) {
-    NavigationResponse response;
-    response.contentDisposition = disposition;
-    response.canShowMIMEType = canShow;
-    return view(*page).respond(response);
-  };
-  EXPECT_EQ(respond("", false), NavigationPolicy::download);
-  EXPECT_EQ(respond("attachment; filename=\"b.zip\"", true), NavigationPolicy::download);
-  EXPECT_EQ(respond("inline; filename=\"b.zip\"", true), NavigationPolicy::allow);
-  scheduler.runUntilIdle();
-  EXPECT_EQ(closes, 0);
-  EXPECT_FALSE(page->loadError.get());
+  NavigationResponse response;
+  response.canShowMIMEType = false;
+  EXPECT_EQ(view(*page).respond(response), NavigationPolicy::download) << "a type the view cannot show";
+  response.canShowMIMEType = true;
+  response.contentDisposition = "inline; filename=\"b.zip\"";
+  EXPECT_EQ(view(*page).respond(response), NavigationPolicy::allow);
 }
 
 TEST_F(PagePolicy, OtherSchemesAskBeforeOpeningTheirProgramAndOnlyPersistentTabsRememberIt) {
@@ -298,11 +246,9 @@ TEST_F(PagePolicy, OtherSchemesAskBeforeOpeningTheirProgramAndOnlyPersistentTabs
   v.navigate(click("mailto:someone@shop.test"));
   EXPECT_EQ(v.decisions.back().policy, NavigationPolicy::cancel);
   ASSERT_EQ(alerts.asked.size(), 1u);
-  EXPECT_EQ(alerts.asked[0].message, "Open Mail?");
   EXPECT_EQ(alerts.asked[0].detail, "shop.test wants to open Mail.");
   EXPECT_EQ(alerts.asked[0].buttons, (std::vector<std::string>{"Open Mail", "Cancel"}));
   EXPECT_EQ(alerts.asked[0].checkbox, std::optional<std::string>("Always allow shop.test to open Mail"));
-  EXPECT_EQ(apps.opened, std::vector<std::string>{"mailto:someone@shop.test"});
 
   v.navigate(click("mailto:other@shop.test"));
   EXPECT_EQ(alerts.asked.size(), 1u) << "allowed always: no question the second time";

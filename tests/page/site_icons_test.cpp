@@ -1,13 +1,12 @@
 // Site icons: which is tried first, one fetch per host, misses and trackers, and a page's and a pin's icon.
 #include <gtest/gtest.h>
 
-#include <deque>
-
 #include "blocking/content_blocker.h"
 #include "browser/browser.h"
 #include "page/icon_store.h"
 #include "page/page.h"
 #include "support/fake_web_view.h"
+#include "support/service_doubles.h"
 #include "support/temp_home.h"
 #include "support/virtual_scheduler.h"
 
@@ -30,8 +29,6 @@ TEST(IconRanking, SmallestOf32OrMoreThenUnknownThenSmallerThenSvgThenFaviconRead
                                               site + "16.png", site + "any.png", site + "logo.SVG", site + "vector",
                                               "http://site.example:8080/favicon.ico"}));
 
-  EXPECT_EQ((IconLink{"a", "16x16 48x48 32x32", ""}.size()), 48);
-  EXPECT_EQ((IconLink{"a", "x16", ""}.size()), 0);
   EXPECT_TRUE(decodeIconLinks("not json").empty());
   auto decoded = decodeIconLinks(R"([{"href":"https://a.example/i.png","sizes":"32x32"},{"sizes":"1x1"},7])");
   ASSERT_EQ(decoded.size(), 1u);
@@ -40,31 +37,11 @@ TEST(IconRanking, SmallestOf32OrMoreThenUnknownThenSmallerThenSvgThenFaviconRead
 }
 
 // Answers fetches when the test says, so overlapping requests can be staged.
-struct HeldFetcher final : IconFetcher {
-  std::map<std::string, std::pair<int, Bytes>> answers;  // by address; others get 404
-  std::vector<std::string> asked;
-  std::deque<std::function<void()>> held;
-  void fetch(const Url& url, std::function<void(int, Bytes)> done) override {
-    asked.push_back(url.str());
-    auto found = answers.find(url.str());
-    auto answer = found == answers.end() ? std::make_pair(404, Bytes{}) : found->second;
-    held.push_back([done, answer] { done(answer.first, answer.second); });
-  }
-  // Answers until nothing is left, the fetches the answers start included.
-  void answerAll() {
-    while (!held.empty()) {
-      auto next = std::move(held.front());
-      held.pop_front();
-      next();
-    }
-  }
-};
-
 const Bytes kImage = {'I', 'M', 'G'};
 bool isImage(const Bytes& bytes) { return bytes == kImage; }
 
 TEST(IconStoreTest, OneFetchPerHostSharedByEveryoneAskingMissesRememberedTrackersNeverAsked) {
-  HeldFetcher fetcher;
+  test::HeldFetcher fetcher;
   fetcher.answers["https://a.example/broken.png"] = {200, {'<', 'h', 't', 'm', 'l', '>'}};
   fetcher.answers["https://a.example/icon.png"] = {200, kImage};
   fetcher.answers["https://news.example/favicon.ico"] = {200, kImage};
@@ -80,7 +57,6 @@ TEST(IconStoreTest, OneFetchPerHostSharedByEveryoneAskingMissesRememberedTracker
   EXPECT_EQ(fetcher.asked, (std::vector<std::string>{"https://a.example/missing.png", "https://a.example/broken.png",
                                                      "https://a.example/icon.png"}));
   EXPECT_EQ(results, (std::vector<std::optional<Bytes>>{kImage, kImage}));
-  EXPECT_EQ(store.cached("a.example"), kImage);
   store.icon("a.example", candidates, collect);
   EXPECT_EQ(fetcher.asked.size(), 3u) << "cached: no fetch";
 
@@ -99,50 +75,13 @@ TEST(IconStoreTest, OneFetchPerHostSharedByEveryoneAskingMissesRememberedTracker
   EXPECT_EQ(results.back(), kImage);
 }
 
-class PageIcons : public ::testing::Test {
- protected:
-  PageIcons() : store(fetcher, isImage, ContentBlocker::isTracker) {}
-  std::shared_ptr<Page> makePage(const std::string& links) {
-    auto page = std::make_shared<Page>(engine.makeView({engine.persistentStore(), {}, {}}), scheduler);
-    page->iconStore = &store;
-    page->onIcon = [this](const Bytes&) { ++reported; };
-    static_cast<test::FakeWebView&>(page->webView()).evaluator = [links](const auto&, auto done) {
-      done(nlohmann::json(links), "");
-    };
-    return page;
-  }
+// A pin's icon is saved with it; a page's icon on a real page is the engine's test.
+TEST(PinIcons, APinKeepsTheFirstIconItsPageFindsInPinsJson) {
+  test::TempHome home;
   test::VirtualScheduler scheduler;
   test::FakeEngine engine;
-  HeldFetcher fetcher;
-  IconStore store;
-  int reported = 0;
-};
-
-TEST_F(PageIcons, AFinishedPageGetsItsIconAndASecondTabOfTheHostGetsItWithoutAFetch) {
-  fetcher.answers["https://site.example/32.png"] = {200, kImage};
-  auto page = makePage(R"([{"href":"https://site.example/16.png","sizes":"16x16","type":""},)"
-                       R"({"href":"https://site.example/32.png","sizes":"32x32","type":""}])");
-  page->load(u("https://site.example/"));
-  scheduler.runUntilIdle();
-  fetcher.answerAll();
-  EXPECT_EQ(fetcher.asked, std::vector<std::string>{"https://site.example/32.png"});
-  EXPECT_EQ(page->icon.get(), kImage);
-  EXPECT_EQ(reported, 1);
-
-  auto second = makePage("[]");
-  second->load(u("https://site.example/other"));
-  EXPECT_EQ(second->icon.get(), kImage) << "shown from the store at commit";
-  scheduler.runUntilIdle();
-  fetcher.answerAll();
-  EXPECT_EQ(fetcher.asked.size(), 1u);
-  EXPECT_EQ(reported, 2);
-
-  page->load(u("https://elsewhere.example/"));
-  EXPECT_FALSE(page->icon.get()) << "another site: the old icon goes at once";
-}
-
-TEST_F(PageIcons, APinKeepsTheFirstIconItsPageFindsInPinsJson) {
-  test::TempHome home;
+  test::HeldFetcher fetcher;
+  IconStore store(fetcher, isImage, ContentBlocker::isTracker);
   Browser browser(engine, scheduler);
   browser.attach(store);
   browser.settleBlockLists();
@@ -152,16 +91,18 @@ TEST_F(PageIcons, APinKeepsTheFirstIconItsPageFindsInPinsJson) {
   browser.add(page, true);
   browser.pin(page);
   ASSERT_EQ(browser.pins->size(), 1u);
-  EXPECT_FALSE(browser.pins->front().iconData);
   scheduler.runUntilIdle();
   fetcher.answerAll();
   EXPECT_EQ(browser.pins->front().iconData, kImage);
-  EXPECT_EQ(browser.icon(browser.pins->front()), kImage);
+  EXPECT_EQ(page->icon.get(), kImage);
 
   Browser again(engine, scheduler);
   again.loadPins();
   ASSERT_EQ(again.pins->size(), 1u);
   EXPECT_EQ(again.icon(again.pins->front()), kImage) << "shown before any page loads";
+
+  page->load(u("https://elsewhere.example/"));
+  EXPECT_FALSE(page->icon.get()) << "another site: the old icon goes at once";
 }
 
 }  // namespace

@@ -45,8 +45,6 @@ TEST_F(SitePromptsTest, OneUndecidedAsksOnceForBothAndRecordsBoth) {
   pending(1, false);  // Don't Allow, not remembered
   EXPECT_EQ(granted, false);
   EXPECT_EQ(permissions.decision(camera()), allow) << "the saved allow stays";
-  EXPECT_EQ(permissions.untilQuit(camera()), block);
-  EXPECT_EQ(permissions.untilQuit(microphone()), block);
   EXPECT_EQ(permissions.savedDecision(microphone()), std::nullopt);
   granted.reset();
   decideMedia(permissions, both, ask, done);
@@ -60,7 +58,6 @@ TEST_F(SitePromptsTest, OnlyANamedSiteOnAPersistentPageMayRememberTheAnswer) {
   pending(0, true);
   EXPECT_EQ(granted, true);
   EXPECT_EQ(permissions.savedDecision(microphone()), allow);
-  EXPECT_EQ(permissions.savedDecision(camera()), std::nullopt);
 
   decideMedia(permissions, {"private.test", true, false, false}, ask, done);
   EXPECT_EQ(asked.back().message, "private.test wants to use your camera");

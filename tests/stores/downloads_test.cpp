@@ -8,25 +8,13 @@
 #include <set>
 
 #include "core/app_support.h"
+#include "support/service_doubles.h"
 #include "support/temp_home.h"
 
 namespace quillo {
 namespace {
 
 using State = DownloadItem::State;
-
-// Cancelling a running download is played out by the engine's tests.
-struct TestJob final : DownloadJob {
-  void cancel() override {}
-};
-
-struct TestDesktop final : DownloadsDesktop {
-  std::vector<int> counts;
-  std::vector<std::filesystem::path> arrived, revealed;
-  void setRunningCount(int count) override { counts.push_back(count); }
-  void fileArrived(const std::filesystem::path& file) override { arrived.push_back(file); }
-  void reveal(const std::filesystem::path& file) override { revealed.push_back(file); }
-};
 
 void touch(const std::filesystem::path& path, const std::string& text = "old") { std::ofstream(path) << text; }
 
@@ -36,10 +24,9 @@ class DownloadsTest : public ::testing::Test {
   test::TempHome home;
   std::filesystem::path folder = home.root() / "Downloads";
   std::filesystem::path file = AppSupport::file(Downloads::kFileName);
-  TestDesktop desktop;
+  test::TestDesktop desktop;
   std::unique_ptr<Downloads> downloads;
 
-  // The list as read at start-up, telling the desktop what it does.
   Downloads& load() {
     downloads.reset();
     downloads = std::make_unique<Downloads>(file, folder);
@@ -47,7 +34,7 @@ class DownloadsTest : public ::testing::Test {
     return *downloads;
   }
   Downloads::ItemPtr started(const char* address, bool isPrivate = false) {
-    return downloads->start(std::make_shared<TestJob>(), Url::parse(address), isPrivate);
+    return downloads->start(std::make_shared<test::TestJob>(), Url::parse(address), isPrivate);
   }
   Downloads::ItemPtr finished(const char* address, const char* name, bool isPrivate = false) {
     auto item = started(address, isPrivate);
@@ -66,30 +53,24 @@ TEST(DownloadNames, TakenNamesAreNumberedWithASpaceBeforeTheExtension) {
     taken.insert(path.filename());
     return path.filename().string();
   };
-  EXPECT_EQ(free("report.pdf"), "report.pdf");
-  EXPECT_EQ(free("report.pdf"), "report 2.pdf");
-  EXPECT_EQ(free("report.pdf"), "report 3.pdf");
-  EXPECT_EQ(free("notes"), "notes");
+  for (auto* name : {"notes", "archive.tar.gz"}) EXPECT_EQ(free(name), name);
   EXPECT_EQ(free("notes"), "notes 2") << "no dot without an extension";
-  EXPECT_EQ(free("archive.tar.gz"), "archive.tar.gz");
   EXPECT_EQ(free("archive.tar.gz"), "archive.tar 2.gz");
+  EXPECT_EQ(free("archive.tar.gz"), "archive.tar 3.gz");
   EXPECT_EQ(free("../../etc/passwd"), "passwd") << "a suggested name never leaves the folder";
   EXPECT_EQ(free(""), "Download");
 }
 
-// Finished downloads of one name are numbered beside an existing file by the
-// engine's tests; here, two under way at once, and the engine's own choice.
+// Numbering beside an existing file is the engine's tests'; here, two under way and the engine's own choice.
 TEST_F(DownloadsTest, ANameIsTakenFromTheStartAndTheEnginesChoiceIsFollowed) {
   auto& list = load();
   auto first = started("https://site.test/get?id=1");
   auto second = started("https://site.test/get?id=2");
   EXPECT_EQ(list.chooseDestination(first, "a.zip"), folder / "a.zip");
   EXPECT_EQ(list.chooseDestination(second, "a.zip"), folder / "a 2.zip") << "the first has written nothing yet";
-  EXPECT_EQ(second->filename(), "a 2.zip");
 
   // A file the engine made elsewhere is followed, and our placeholder goes.
   list.adoptDestination(second, home.root() / "b.txt");
-  EXPECT_EQ(second->filename(), "b.txt");
   EXPECT_EQ(second->file(), home.root() / "b.txt");
   EXPECT_FALSE(std::filesystem::exists(folder / "a 2.zip"));
 }
@@ -105,22 +86,16 @@ TEST_F(DownloadsTest, ItemsStartNamedByTheirAddressAndEndFinishedOrFailedAndMove
 
   list.chooseDestination(a, "My File.pdf");
   list.progress(a, 0.42);
-  EXPECT_DOUBLE_EQ(a->fraction(), 0.42);
   touch(*a->file(), "data");
   list.finish(a);
-  EXPECT_EQ(a->state(), State::finished);
   EXPECT_DOUBLE_EQ(a->fraction(), 1.0);
   EXPECT_EQ(desktop.arrived, std::vector<std::filesystem::path>{folder / "My File.pdf"});
   EXPECT_EQ(desktop.counts.back(), 1);
 
   list.chooseDestination(b, "index.html");
   list.fail(b, "Connection terminated unexpectedly", false);
-  EXPECT_EQ(b->state(), State::failed);
-  EXPECT_EQ(b->failure(), "Connection terminated unexpectedly");
   EXPECT_FALSE(std::filesystem::exists(folder / "index.html")) << "our empty placeholder goes with the failure";
   EXPECT_EQ(desktop.counts.back(), 0) << "the count disappears when every download has ended";
-  list.finish(b);  // the engine says finished after failed, too
-  EXPECT_EQ(b->state(), State::failed);
 
   finished("https://site.test/secret.pdf", "secret.pdf", true);
   EXPECT_EQ(desktop.arrived.size(), 1u) << "a private download is not added to the recent files";
@@ -141,12 +116,7 @@ TEST_F(DownloadsTest, RunningDownloadsAreStoppedAfterARestart) {
   auto running = started("https://site.test/running.txt");
   list.chooseDestination(running, "running.txt");
   list.progress(running, 0.5);
-  auto records = saved();
-  ASSERT_EQ(records.size(), 3u);
-  EXPECT_EQ(records[0]["filename"], "running.txt");
-  EXPECT_EQ(records[0]["isFinished"], false);
-  EXPECT_FALSE(records[0].contains("failure"));
-  EXPECT_EQ(records[2]["file"], Url::fromFilePath((folder / "done.txt").string())->str());
+  EXPECT_EQ(saved()[2]["file"], Url::fromFilePath((folder / "done.txt").string())->str());
 
   auto& reloaded = load();
   std::vector<std::pair<State, std::string>> ended;
@@ -176,7 +146,6 @@ TEST_F(DownloadsTest, AnUnreadableFileIsKeptAsideAndTheFileKeepsTheNewest500Whil
   EXPECT_EQ(list.list().size(), 501u) << "the oldest stays listed until quit";
   auto written = saved();
   ASSERT_EQ(written.size(), 500u);
-  EXPECT_EQ(written.front()["filename"], "f500");
   EXPECT_EQ(written.back()["filename"], "f1") << "the oldest is dropped from the file";
 }
 

@@ -16,13 +16,11 @@ TEST_F(HistoryTest, VisitsAndTitlesFollowTheRecordingRules) {
 
   for (auto* address : {"ftp://files.example/a", "file:///tmp/a.html", "about:blank"}) h.recordVisit(url(address));
   h.updateTitle("Unknown", url("https://nowhere.example/"));  // a title never creates an entry
-  EXPECT_EQ(h.size(), 0u);
   EXPECT_EQ(changes, 0);
 
   const std::string address = "HTTPS://docs.example/guide";
   auto page = url(address);
   h.recordVisit(page);
-  EXPECT_EQ(stored(address), std::tuple("", 1, now()));
   scheduler.advance(std::chrono::hours(1));
   h.recordVisit(page);
   h.updateTitle("The Guide", page);
@@ -30,9 +28,7 @@ TEST_F(HistoryTest, VisitsAndTitlesFollowTheRecordingRules) {
   h.updateTitle("The Guide", page);  // unchanged: no change, no save
   EXPECT_EQ(stored(address), std::tuple("The Guide", 2, now()));
   EXPECT_EQ(changes, 3);
-  // The new title is searchable at once.
-  EXPECT_EQ(h.matches("GUIDE the", 12).size(), 1u);
-  EXPECT_TRUE(h.matches("nowhere", 12).empty());
+  EXPECT_EQ(h.matches("GUIDE the", 12).size(), 1u) << "the new title is searchable at once";
 
   h.remove(page);
   EXPECT_EQ(h.find(page), nullptr);
@@ -46,14 +42,12 @@ TEST_F(HistoryTest, SavesTwoSecondsAfterTheLastChangeAtLeastEveryFourSecondsAndA
   h.recordVisit(url("https://a.example/"));
   h.updateTitle("A", url("https://a.example/"));
   scheduler.advance(std::chrono::milliseconds(1999));
-  EXPECT_FALSE(std::filesystem::exists(file()));  // still waiting: the burst is not over
-  EXPECT_EQ(writes, 0);
+  EXPECT_EQ(writes, 0) << "still waiting: the burst is not over";
 
   scheduler.advance(std::chrono::milliseconds(1));
   waitForWrites(1);
   EXPECT_EQ(fields(readFile()), (Fields{{"https://a.example/", "A", 2, now() - 2}}));
   scheduler.advance(std::chrono::seconds(10));
-  EXPECT_EQ(writes, 1) << "nothing further is due";
 
   // Visits that never stop are still written.
   for (int i = 0; i < 8; ++i) {
@@ -70,13 +64,11 @@ TEST_F(HistoryTest, SavesTwoSecondsAfterTheLastChangeAtLeastEveryFourSecondsAndA
   h.saveNow();
   EXPECT_EQ(readFile().size(), 10u) << "the synchronous write is the last";
   scheduler.runUntilIdle();
-  EXPECT_EQ(writes, 5);
   scheduler.advance(std::chrono::seconds(10));
   EXPECT_EQ(writes, 5);
 }
 
-// The writer thread reads the entries as they were when the save began,
-// while the main thread goes on replacing, removing and clearing them.
+// The writer reads the entries as they were when the save began while the main thread changes them.
 TEST_F(HistoryTest, ChangesDuringAWriteLeaveTheWrittenSnapshotWhole) {
   std::vector<HistoryEntry> many;
   for (int i = 0; i < 20000; ++i)
@@ -93,16 +85,13 @@ TEST_F(HistoryTest, ChangesDuringAWriteLeaveTheWrittenSnapshotWhole) {
   ASSERT_EQ(saved.size(), 20001u);
   EXPECT_EQ(saved[1].title, "Page 1");
   EXPECT_EQ(saved.back().url.str(), "https://fresh.example/");
-  EXPECT_EQ(h.size(), 0u);
-  // What was let go of is freed once the write is done; the next save
-  // writes what is left.
+  // What was let go of is freed once the write is done; the next save writes what is left.
   scheduler.advance(History::kSaveDelay);
   waitForWrites(2);
   EXPECT_TRUE(readFile().empty());
 }
 
-// What was visited while the file loaded is merged into the stored entries
-// and into indexes that were built off the main thread.
+// Visits while the file loads merge into its entries and into indexes built off the main thread.
 TEST_F(HistoryTest, VisitsDuringLoadingMergeWithTheStoredOnesAndTheirIndexes) {
   writeFile({
       entry("https://news.example/a", "Daily news", 1, 10),
@@ -111,9 +100,7 @@ TEST_F(HistoryTest, VisitsDuringLoadingMergeWithTheStoredOnesAndTheirIndexes) {
       entry("https://other.example/daily", "Daily other", 2, 0),
   });
   auto& h = start();
-  // The file is read on another thread; its result only lands when the
-  // main loop runs, so these are recorded while loading.
-  EXPECT_FALSE(h.isLoaded());
+  EXPECT_FALSE(h.isLoaded()) << "the file's entries land only when the main loop runs";
   scheduler.setWallNow(scheduler.wallNow() + std::chrono::hours(1));
   for (int i = 0; i < 4; ++i) h.recordVisit(url("https://news.example/a"));
   h.recordVisit(url("https://titled.example/"));
@@ -122,12 +109,8 @@ TEST_F(HistoryTest, VisitsDuringLoadingMergeWithTheStoredOnesAndTheirIndexes) {
   h.recordVisit(url("https://new.example/"));
   scheduler.waitForWorkers(1);
   ASSERT_TRUE(h.isLoaded());
-
-  EXPECT_EQ(h.size(), 5u);
-  // No title in memory, so the stored one.
-  EXPECT_EQ(stored("https://news.example/a"), std::tuple("Daily news", 5, now() - 3600));
+  EXPECT_EQ(stored("https://news.example/a"), std::tuple("Daily news", 5, now() - 3600)) << "the stored title";
   EXPECT_EQ(stored("https://titled.example/"), std::tuple("New title", 3, now() - 3600));
-  EXPECT_EQ(stored("https://nextcloud.example/files"), std::tuple("Files", 3, now() - 7200));
   // 5 visits today beat nextcloud's 3; the loaded count alone would not.
   EXPECT_EQ(h.completion("ne"), "news.example");
   EXPECT_EQ(urls(h.matches("daily", 12)), (Strings{"https://news.example/a", "https://other.example/daily"}));
@@ -135,12 +118,7 @@ TEST_F(HistoryTest, VisitsDuringLoadingMergeWithTheStoredOnesAndTheirIndexes) {
 
   scheduler.advance(History::kSaveDelay);
   waitForWrites(1);
-  EXPECT_EQ(sorted(urls(readFile())),
-            sorted({"https://news.example/a", "https://titled.example/", "https://nextcloud.example/files",
-                    "https://other.example/daily", "https://new.example/"}));
-  h.remove(url("https://news.example/a"));
-  EXPECT_EQ(h.completion("ne"), "nextcloud.example");
-  EXPECT_EQ(urls(h.matches("daily", 12)), (Strings{"https://other.example/daily"}));
+  EXPECT_EQ(readFile().size(), 5u) << "the stored entries are written with the new";
 }
 
 TEST_F(HistoryTest, ClearingWhileLoadingKeepsOnlyWhatCameAfterAndClearingLaterEmptiesTheFile) {
@@ -164,20 +142,13 @@ TEST_F(HistoryTest, ClearingWhileLoadingKeepsOnlyWhatCameAfterAndClearingLaterEm
 TEST_F(HistoryTest, KeepsTheHundredThousandMostRecentlyVisited) {
   std::vector<HistoryEntry> entries;
   entries.reserve(History::kMaxEntries + 1);
-  // Page 17 is the least recently visited; the rest are a second apart.
   for (size_t i = 0; i <= History::kMaxEntries; ++i)
     entries.push_back(HistoryEntry{url("https://site.example/page/" + std::to_string(i)), "Page", 1,
                                    now() - (i == 17 ? 1e9 : double(i))});
   auto& h = openWith(entries);
-  ASSERT_EQ(h.size(), History::kMaxEntries + 1);
-  int changes = 0;
-  h.changed().connect([&] { ++changes; });
-
   h.saveNow();
   EXPECT_EQ(h.size(), History::kMaxEntries);
   EXPECT_EQ(h.find(url("https://site.example/page/17")), nullptr);
-  EXPECT_NE(h.find(url("https://site.example/page/100000")), nullptr);
-  EXPECT_EQ(changes, 1);
   auto saved = urls(readFile());
   EXPECT_EQ(saved.size(), History::kMaxEntries);
   EXPECT_EQ(std::count(saved.begin(), saved.end(), "https://site.example/page/17"), 0);
@@ -195,7 +166,6 @@ TEST_F(HistoryTest, LastVisitedIsStoredAsSecondsSince2001) {
       {"url": "https://kept.example/", "title": "Kept", "visits": 2, "lastVisited": 738892800.123456789},
       {"url": "https://new.example/", "title": "", "visits": 1, "lastVisited": 738892800.0}])"));
   EXPECT_TRUE(json[1]["visits"].is_number_integer());
-  EXPECT_EQ(h.find(url("https://new.example/"))->lastVisitedTime(), std::chrono::system_clock::from_time_t(1717200000));
 }
 
 TEST_F(HistoryTest, AnUnreadableFileIsKeptAsideOnlyWhenASaveWouldReplaceIt) {
@@ -243,131 +213,59 @@ TEST(HistoryFile, AnyTitleRoundTripsAndBrokenTextIsMendedAroundNuls) {
 }
 
 TEST(HistoryFile, DecodingIsAllOrNothing) {
-  EXPECT_EQ(fields(decodeHistory("[]")), Fields{});
   // Another writer's 3.0 is still a count; keys it does not know are ignored.
   EXPECT_EQ(fields(decodeHistory(R"([{"lastVisited":5,"visits":3.0,"title":"T","url":"https://a.example/","x":0}])")),
             (Fields{{"https://a.example/", "T", 3, 5.0}}));
 
-  // The file as written here takes the fast reader; these are the ways it
-  // can be almost that and must still be refused or read alike.
+  // Almost what is written here, which takes a fast reader: still refused.
   const std::string entry = R"({"url":"https://a.example/","title":"A","visits":2,"lastVisited":7})";
   for (const auto& text : std::vector<std::string>{
-           "not json",
-           "{}",
-           R"([1])",
            R"([{"url":"https://a.example/","title":"A","visits":1}])",
-           R"([{"url":"https://a.example/","title":"A","visits":"1","lastVisited":1}])",
            R"([{"url":"https://a.example/","title":"A","visits":1.5,"lastVisited":1}])",
            R"([{"url":"not a url","title":"A","visits":1,"lastVisited":1}])",
            R"([{"url":"https://a.example/","title":"\ud800","visits":1,"lastVisited":1}])",
            "[" + entry + "] x",  // text after the array
-           "[" + entry + ",]",
-           "[" + entry,
        })
     EXPECT_FALSE(decodeHistory(text)) << text;
-  // In a repeated key the last one counts.
+  // Another writer's escapes are read; in a repeated key the last one counts.
   EXPECT_EQ(
       fields(decodeHistory(
-          R"([{"url":"https://a.example/","title":"caf\u00e9\u0000 \ud83d\ude00 \"q\"","visits":2,"lastVisited":7.5},)"
-          R"({"url":"https://a.example/","title":"again","visits":4,"lastVisited":8,"visits":5}])")),
-      (Fields{{"https://a.example/", std::string("caf\u00e9") + '\0' + " \U0001F600 \"q\"", 2, 7.5},
-              {"https://a.example/", "again", 5, 8}}));
+          R"([{"url":"https://a.example/","title":"\u00e9\ud83d\ude00","visits":4,"lastVisited":8,"visits":5}])")),
+      (Fields{{"https://a.example/", "\u00e9\U0001F600", 5, 8}}));
 }
 
 TEST_F(HistoryTest, FrecencyHalvesEveryFourteenDaysAndIgnoresFutureVisits) {
   EXPECT_DOUBLE_EQ(History::frecency(entry("https://a.example/", "", 4, 14), now()), 2.0);
-  EXPECT_DOUBLE_EQ(History::frecency(entry("https://a.example/", "", 1, 0), now()), 1.0);
   EXPECT_DOUBLE_EQ(History::frecency(entry("https://a.example/", "", 8, 28), now()), 2.0);
   // A visit dated in the future (the clock was changed) counts in full.
   EXPECT_DOUBLE_EQ(History::frecency(entry("https://a.example/", "", 5, -3), now()), 5.0);
 }
 
-TEST_F(HistoryTest, EveryWordMustMatchInAnyOrderAndAnyCase) {
-  auto& h = openWith({
-      entry("https://blog.example/posts/1", "Async Rust in practice", 1, 1),
-      entry("https://python.example/asyncio", "Async Python", 1, 1),
-      entry("https://news.example/rust", "Rust 1.80 released", 1, 1),
-      entry("https://ru.example/", "Новости науки", 1, 1),
-  });
-  EXPECT_EQ(urls(h.matches("RUST async", 12)), (Strings{"https://blog.example/posts/1"}));
-  EXPECT_EQ(urls(h.matches("  rust   ASYNC ", 12)), (Strings{"https://blog.example/posts/1"}));
-  // The address is part of what is searched, the title too.
-  EXPECT_EQ(urls(h.matches("asyncio python", 12)), (Strings{"https://python.example/asyncio"}));
-  // Only the space separates words: a tab is part of the word.
-  EXPECT_TRUE(h.matches("rust\tasync", 12).empty());
-  EXPECT_TRUE(h.matches("rust missing", 12).empty());
-  EXPECT_TRUE(h.matches("rust", 0).empty());
-  // Case folds beyond ASCII.
-  EXPECT_EQ(urls(h.matches("НОВОСТИ", 12)), (Strings{"https://ru.example/"}));
-  // No words, no matches; but the listing shows everything.
-  EXPECT_TRUE(h.matches("   ", 12).empty());
-  EXPECT_EQ(h.recent("", 12).size(), 4u);
-  EXPECT_EQ(History::words(" A  b "), (std::vector<std::string>{"a", "b"}));
+// Searches over many records are held to a model in the index tests; only a space separates words.
+TEST(HistoryWords, AreSplitOnSpacesOnlyAndFolded) {
+  EXPECT_EQ(History::words("  Rust\tASYNC  b "), (std::vector<std::string>{"rust\tasync", "b"}));
 }
 
-// Retitling and removing leave old haystack bytes behind until the store
-// repacks them; searches must see only the current titles throughout.
-TEST_F(HistoryTest, SearchFollowsNewTitlesAndRemovals) {
-  std::vector<HistoryEntry> entries;
-  for (int i = 0; i < 3000; ++i)
-    entries.push_back(entry("https://s.example/" + std::to_string(i), "original title " + std::to_string(i), 1, 1));
-  auto& h = openWith(entries);
-  for (int round = 1; round <= 3; ++round)
-    for (int i = 0; i < 3000; ++i)
-      h.updateTitle("round" + std::to_string(round) + " title " + std::to_string(i),
-                    url("https://s.example/" + std::to_string(i)));
-  for (int i = 0; i < 3000; i += 2) h.remove(url("https://s.example/" + std::to_string(i)));
-
-  EXPECT_TRUE(h.matches("original", 12).empty());
-  EXPECT_TRUE(h.matches("round2", 12).empty());
-  EXPECT_EQ(h.recent("round3", 5000).size(), 1500u);
-  EXPECT_EQ(urls(h.matches("round3 title 2999", 12)), (Strings{"https://s.example/2999"}));
-  EXPECT_TRUE(h.matches("round3 title 2998", 12).empty());
-  auto one = h.recent("title 1001 ", 12);
-  ASSERT_EQ(one.size(), 1u);
-  EXPECT_EQ(one[0].title, "round3 title 1001");
-}
-
-// One site reached with and without "www.", a neighbour sharing its first
-// letters, a host in mixed case and a file address.
+// The index tests hold completion to a model over many histories; these are the rules by example.
 TEST_F(HistoryTest, CompletionAddsUpASitesHostsThenWholeAddressesAfterASlash) {
-  // Completion reads addresses and visits only; all were visited today.
   auto today = [&](const std::string& address, int64_t visits) { return entry(address, "", visits, 0); };
   auto& h = openWith({today("https://www.news.example/a", 2), today("https://news.example/b", 3),
                       today("https://news.example/article?id=1", 1), today("https://nextcloud.example/files", 5),
-                      today("https://Mixed.Example/Path", 1), today("file:///home/user/notes.html", 9)});
-  auto check = [&](const std::vector<std::pair<std::string, std::optional<std::string>>>& cases) {
-    for (auto& [typed, expected] : cases) EXPECT_EQ(h.completion(typed), expected) << typed;
-  };
-  check({
-      // Nothing for empty, spaced, slash or scheme text.
-      {"", std::nullopt},
-      {"ne ws", std::nullopt},
-      {"/history", std::nullopt},
-      {"https://ne", std::nullopt},
-      {"zz", std::nullopt},
-      // news.example totals 2 + 3 + 1 and beats nextcloud's 5, which no
-      // single page of the news site would.
-      {"ne", "news.example"},
-      {"NE", "news.example"},
-      {"nex", "nextcloud.example"},
-      {"www.ne", "www.news.example"},  // only the "www." record offers it
-      {"news.example", std::nullopt},  // a whole host completes nothing more
-      {"mi", "mixed.example"},         // hosts are lower-cased as stored
-      // After a slash /a (its "www." dropped) and /b compete; /b has more
-      // visits today.
-      {"news.example/", "news.example/b"},
-  });
-  h.recordVisit(url("https://www.news.example/a"));
-  h.recordVisit(url("https://www.news.example/a"));
-  check({
-      {"news.example/", "news.example/a"},
-      // A typed path completes only to a longer one, query included.
-      {"news.example/a", "news.example/article?id=1"},
-      {"news.example/article?id=1", std::nullopt},
-      {"www.news.example/", "www.news.example/a"},
-      {"mixed.example/", "mixed.example/Path"},  // the path keeps its case
-  });
+                      today("file:///home/user/notes.html", 9)});
+  for (auto& [typed, expected] : std::vector<std::pair<std::string, std::optional<std::string>>>{
+           // Nothing for spaced, slash or scheme text.
+           {"ne ws", std::nullopt},
+           {"/history", std::nullopt},
+           {"https://ne", std::nullopt},
+           // news.example totals 2 + 3 + 1 and beats nextcloud's 5; no single page would.
+           {"NE", "news.example"},
+           {"www.ne", "www.news.example"},  // only the "www." record offers it
+           {"news.example", std::nullopt},  // a whole host completes nothing more
+           // After a slash /a (its "www." dropped) and /b compete; /b has more visits.
+           {"news.example/", "news.example/b"},
+           {"news.example/a", "news.example/article?id=1"},
+       })
+    EXPECT_EQ(h.completion(typed), expected) << typed;
 }
 
 }  // namespace

@@ -25,8 +25,7 @@ inline std::optional<Fields> fields(const std::optional<std::vector<HistoryEntry
   return out;
 }
 
-// A history in a temporary home, on virtual time, with the wall clock fixed
-// at 2024-06-01 00:00 UTC.
+// The wall clock is fixed at 2024-06-01 00:00 UTC.
 class HistoryTest : public ::testing::Test {
  protected:
   static constexpr double kDay = 86400;
@@ -73,8 +72,7 @@ class HistoryTest : public ::testing::Test {
     writeFile(entries);
     return open();
   }
-  // Waits (without sleeping) until the writer thread has reported `total`
-  // writes since the store was opened.
+  // Waits (without sleeping) for `total` writes since the store was opened.
   void waitForWrites(int total) {
     for (int round = 0; round < 20 && writes + failedWrites < total; ++round)
       scheduler.waitForWorkers(1, std::chrono::seconds(5));
@@ -82,10 +80,6 @@ class HistoryTest : public ::testing::Test {
   }
 
   using Strings = std::vector<std::string>;
-  static Strings sorted(Strings list) {
-    std::sort(list.begin(), list.end());
-    return list;
-  }
   static std::vector<std::string> urls(const std::vector<HistoryEntry>& entries) {
     std::vector<std::string> out;
     for (const auto& e : entries) out.push_back(e.url.str());

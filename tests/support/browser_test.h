@@ -35,8 +35,7 @@ inline Session sessionOf(const std::vector<std::string>& addresses) {
   return session;
 }
 
-// A browser on the fake engine and virtual time, in a temporary home, with
-// the block lists already in.
+// Block lists already in, so pages load at once.
 class BrowserTest : public ::testing::Test {
  protected:
   using Strings = std::vector<std::string>;
@@ -66,22 +65,19 @@ class BrowserTest : public ::testing::Test {
     browser->add(page, showing);
     return page;
   }
-  // Pins a page opened at address and returns the new pin.
   Pin pinned(const std::string& address, const std::string& title) {
     browser->pin(open(address, title));
     EXPECT_FALSE(browser->pins->empty());
     return browser->pins->back();
   }
-  // The page's view, made if it has none.
   static FakeWebView& view(const PagePtr& page) { return static_cast<FakeWebView&>(page->webView()); }
 
-  // Saves a decision for a host's permission named by its storage key.
   void decide(const std::string& host, const std::string& key, std::optional<PermissionDecision> decision) {
     auto permission = Permissions::parse(host, key);
     ASSERT_TRUE(permission) << key;
     permissions.set(decision, *permission);
   }
-  // A history of these entries, read from its file as at start-up.
+  // Read from its file, as at start-up.
   History& remember(const std::vector<HistoryEntry>& entries) {
     EXPECT_TRUE(AppSupport::writeAtomically(AppSupport::file("history.json"), encodeHistory(entries), "history.json"));
     history = std::make_unique<History>(scheduler);
@@ -95,7 +91,6 @@ class BrowserTest : public ::testing::Test {
     return HistoryEntry{url(address), title, visits, toReferenceSeconds(scheduler.wallNow()) - daysAgo * 86400};
   }
 
-  // The palette reads the field's query as typed.
   void type(const std::string& text) { browser->query = text; }
   static std::string describe(const PaletteItem& item) {
     switch (item.kind()) {
@@ -116,7 +111,6 @@ class BrowserTest : public ::testing::Test {
     return out;
   }
   Strings results() const { return describe(browser->results()); }
-  Strings resting() const { return describe(browser->restingItems()); }
 
   TempHome home;
   VirtualScheduler scheduler;

@@ -1,3 +1,4 @@
+// The stand-in for 1Password's command-line tool: its scratch folder, misbehaviours and call log.
 #include "support/fake_op.h"
 
 #include <glib.h>
@@ -39,7 +40,7 @@ void FakeOp::fail(const std::string& standardError, int status) {
 void FakeOp::hang() { put("hang", "1"); }
 
 void FakeOp::behave() {
-  for (const char* name : {"stderr", "status", "sleep", "hang"}) g_remove((folder_ + "/" + name).c_str());
+  for (const char* name : {"stderr", "status", "hang"}) g_remove((folder_ + "/" + name).c_str());
 }
 
 std::vector<std::vector<std::string>> FakeOp::calls() const {

@@ -1,3 +1,4 @@
+// The stand-in for 1Password's command-line tool, first on PATH while a test runs.
 #pragma once
 #include <string>
 #include <vector>

@@ -131,8 +131,7 @@ std::string FakeWebView::sessionState() const {
 }
 
 bool FakeWebView::restoreSessionState(const std::string& blob) {
-  // A blob the engine can't read changes nothing, as with WebKit's
-  // session_state_new returning NULL.
+  // A blob the engine can't read changes nothing, as with WebKit's session_state_new returning NULL.
   auto state = nlohmann::json::parse(blob, nullptr, false);
   if (!state.is_object() || !state.contains("entries") || !state.contains("current")) return false;
   auto &list = state["entries"], &current = state["current"];

@@ -13,8 +13,7 @@ namespace quillo::test {
 
 class FakeEngine;
 
-// A data store the fake engine hands out. Private stores are numbered from 1
-// in the order they were made; the persistent one is 0.
+// Private stores are numbered from 1 in the order they were made; the persistent one is 0.
 class FakeDataStore final : public DataStore {
  public:
   FakeDataStore(bool persistent, int serial, std::shared_ptr<int> liveCount)
@@ -39,10 +38,7 @@ struct FakeContentFilter final : ContentFilter {
   std::string name;
 };
 
-// An in-memory web view that behaves like WebKitGTK where the model can see
-// it: a back/forward list whose new loads drop the forward entries, commits
-// that report the new address at once, a restore that loads nothing until
-// goToCurrentItem(). Loads finish synchronously once committed.
+// Behaves like WebKitGTK where the model can see it; loads finish synchronously once committed.
 class FakeWebView final : public WebViewPort {
  public:
   struct Entry {
@@ -62,7 +58,6 @@ class FakeWebView final : public WebViewPort {
   FakeWebView(const FakeWebView&) = delete;
   FakeWebView& operator=(const FakeWebView&) = delete;
 
-  // WebViewPort
   void setEvents(WebViewEvents* events) override { events_ = events; }
   std::optional<Url> url() const override { return provisional_ ? provisional_ : url_; }
   std::string title() const override { return title_; }
@@ -95,9 +90,8 @@ class FakeWebView final : public WebViewPort {
     if (current_ >= 0) startLoad(entries_[size_t(current_)].url);
   }
   // The fake page holds no text: nothing is ever found.
-  void find(const std::string&, bool backwards, std::function<void(bool)> done) override {
+  void find(const std::string&, bool, std::function<void(bool)> done) override {
     findActive = true;
-    lastFindBackwards = backwards;
     if (done) done(false);
   }
   void finishFind() override { findActive = false; }
@@ -109,50 +103,39 @@ class FakeWebView final : public WebViewPort {
   }
   void evaluate(const std::string& script, uint64_t frameID, bool isolated, EvaluationDone done) override;
   void evaluateInEveryFrame(const std::string& script, bool isolated, EveryFrameDone done) override;
-  void focus() override { focusCount++; }
+  void focus() override {}
   void print() override {}
 
-  // ---- What the test sees ----
   const ViewConfiguration& configuration() const { return configuration_; }
   const std::vector<Entry>& entries() const { return entries_; }
   int currentIndex() const { return current_; }  // -1 with an empty list
   bool muted() const { return muted_; }
-  // Every address a load started for (new loads, reloads, back and forward),
-  // in order: a view that was only restored has none.
+  // Every address a load started for, in order: a view that was only restored has none.
   std::vector<Url> loads;
   std::optional<Url> readAccessFolder;  // of the last loadFile
   std::vector<Evaluation> evaluations;
-  int focusCount = 0;
   bool findActive = false;
-  bool lastFindBackwards = false;
 
-  // ---- What the test sets ----
   // Answers evaluate(); unset, every script answers nothing and no error.
   std::function<void(const Evaluation&, EvaluationDone)> evaluator;
-  // Answers evaluateInEveryFrame(); unset, every frame answers at once with
-  // its value in frameAnswers (one frame answering null by default).
+  // Answers evaluateInEveryFrame(); unset, each frame answers its value in frameAnswers at once.
   std::function<void(const Evaluation&, EveryFrameDone)> everyFrameEvaluator;
   std::vector<nlohmann::json> frameAnswers{nullptr};
 
-  // Navigations the page decided on, with its answers (once answered).
   struct Decision {
     NavigationAction action;
     std::optional<NavigationPolicy> policy;
   };
   std::vector<Decision> decisions;
 
-  // ---- What the test makes happen ----
-  // A navigation the page must decide on first (a click, a redirect); it
-  // loads when allowed and becomes a download when so decided.
+  // A navigation the page decides on first (a click, a redirect).
   void navigate(NavigationAction action);
-  // The response of the navigation in progress arrived; returns the page's
-  // decision (a download also starts one).
+  // The response of the navigation in progress arrived; returns the page's decision.
   NavigationPolicy respond(NavigationResponse response);
   // The navigation in progress fails; nothing is committed.
   void failLoad(const LoadFailure& failure);
   // Commits the navigation held by the engine's holdCommits.
   void commitLoad();
-  // The page changes its own title (document.title = ...).
   void setPageTitle(const std::string& title) {
     title_ = title;
     if (current_ >= 0) entries_[size_t(current_)].title = title;
@@ -164,10 +147,8 @@ class FakeWebView final : public WebViewPort {
   void emitMessage(const std::string& name, nlohmann::json payload) {
     emitMessage(FrameMessage{name, 0, url_ ? url_->str() : std::string(), true, std::move(payload)});
   }
-  // The site opens a window, loading url in it when given. Returns what the
-  // events answered; the child (engine.views().back()) lives only if true.
+  // The site opens a window; the child (engine.views().back()) lives only if this returns true.
   bool openChildWindow(const std::optional<Url>& url = std::nullopt);
-  // The site calls window.close(); a dialog is about to show.
   void closeWindow() {
     emit([](WebViewEvents& e) { e.webViewClosed(); });
   }
@@ -187,10 +168,8 @@ class FakeWebView final : public WebViewPort {
  private:
   friend class FakeEngine;
   void startLoad(const Url& url);  // of entries_[current_]
-  // Shows the address being loaded, then completes the load.
   void commit(const Url& url);
-  // Completes the load in progress: the title comes from engine.titles.
-  void finishLoad();
+  void finishLoad();  // the title comes from engine.titles
   void dropProvisional();
   // Calls the events if set; false when the call destroyed this view.
   bool emit(const std::function<void(WebViewEvents&)>& call) {
@@ -234,14 +213,12 @@ class FakeEngine final : public WebEngine {
     return std::make_unique<FakeWebView>(this, configuration);
   }
 
-  // ---- What the test sets ----
   // Title each address gets when its load finishes; others get none.
   std::map<std::string, std::string> titles;
   // When set, loads stay provisional (nothing committed) until the view's
   // commitLoad() or failLoad().
   bool holdCommits = false;
 
-  // ---- What the test sees ----
   // Views alive now, oldest first (site-opened children included).
   const std::vector<FakeWebView*>& views() const { return views_; }
   FakeWebView* lastView() const { return views_.empty() ? nullptr : views_.back(); }

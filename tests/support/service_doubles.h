@@ -1,7 +1,8 @@
-// Stand-ins for the desktop services and stores the browser and pages use, holding what a test puts in them
-// and recording what was asked of them: downloads, logins, clipboard, alerts, app links, site icons.
+// Stand-ins for the desktop services and stores: downloads, logins, clipboard, alerts, app links, icons.
 #pragma once
 #include <algorithm>
+#include <deque>
+#include <filesystem>
 #include <functional>
 #include <map>
 #include <optional>
@@ -12,6 +13,8 @@
 #include "core/sources.h"
 #include "core/url.h"
 #include "page/app_links.h"
+#include "page/icon_store.h"
+#include "stores/downloads.h"
 
 namespace quillo {
 class Page;
@@ -53,8 +56,7 @@ struct TestClipboard final : Clipboard {
   void setText(const std::string& text) override { texts.push_back(text); }
 };
 
-// Records each alert. Answers at once with `button` (and `checked`) when
-// set; otherwise the answer waits in `answer` until the test gives it.
+// Answers at once with `button` (and `checked`) when set; otherwise the answer waits in `answer`.
 struct TestAlerts final : Alerts {
   std::vector<Alert> asked;
   std::function<void(size_t)> answer;
@@ -100,6 +102,40 @@ struct TestIcons final : IconSource {
   }
   std::optional<Bytes> cachedIcon(const std::string& host) const override {
     return cached.count(host) ? std::optional(cached.at(host)) : std::nullopt;
+  }
+};
+
+// Cancelling a running download is played out by the engine's tests.
+struct TestJob final : DownloadJob {
+  void cancel() override {}
+};
+
+struct TestDesktop final : DownloadsDesktop {
+  std::vector<int> counts;
+  std::vector<std::filesystem::path> arrived, revealed;
+  void setRunningCount(int count) override { counts.push_back(count); }
+  void fileArrived(const std::filesystem::path& file) override { arrived.push_back(file); }
+  void reveal(const std::filesystem::path& file) override { revealed.push_back(file); }
+};
+
+// Icon fetches held until the test answers them, each by its address.
+struct HeldFetcher final : IconFetcher {
+  std::map<std::string, std::pair<int, Bytes>> answers;  // by address; others get 404
+  std::vector<std::string> asked;
+  std::deque<std::function<void()>> held;
+  void fetch(const Url& url, std::function<void(int, Bytes)> done) override {
+    asked.push_back(url.str());
+    auto found = answers.find(url.str());
+    auto answer = found == answers.end() ? std::make_pair(404, Bytes{}) : found->second;
+    held.push_back([done, answer] { done(answer.first, answer.second); });
+  }
+  // Answers until nothing is left, the fetches the answers start included.
+  void answerAll() {
+    while (!held.empty()) {
+      auto next = std::move(held.front());
+      held.pop_front();
+      next();
+    }
   }
 };
 

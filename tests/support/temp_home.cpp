@@ -1,3 +1,4 @@
+// A throwaway home: the XDG folders pointed at a temporary folder, removed afterwards.
 #include "support/temp_home.h"
 
 #include <cstdlib>

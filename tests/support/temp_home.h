@@ -1,3 +1,4 @@
+// A throwaway home: the XDG data, config and cache folders pointed at a temporary folder.
 #pragma once
 #include <filesystem>
 #include <string>

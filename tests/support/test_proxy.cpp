@@ -41,10 +41,6 @@ struct ProxyConnection {
   }
 
   void connectUpstream() {
-    std::string line = head.substr(0, head.find("\r\n"));
-    // "METHOD TARGET HTTP/1.1" -> "METHOD TARGET"
-    auto lastSpace = line.rfind(' ');
-    proxy->note(lastSpace == std::string::npos ? line : line.substr(0, lastSpace));
     GSocketClient* connector = g_socket_client_new();
     g_socket_client_connect_to_host_async(connector, "127.0.0.1", guint16(proxy->securePort_), nullptr,
                                           &ProxyConnection::onConnected, this);
@@ -110,15 +106,5 @@ TestProxy::~TestProxy() {
 }
 
 std::string TestProxy::url() const { return "http://127.0.0.1:" + std::to_string(port_); }
-
-std::vector<std::string> TestProxy::requests() const {
-  std::lock_guard lock(mutex_);
-  return requests_;
-}
-
-void TestProxy::note(const std::string& line) {
-  std::lock_guard lock(mutex_);
-  requests_.push_back(line);
-}
 
 }  // namespace quillo::test

@@ -1,8 +1,6 @@
 // An HTTPS proxy for tests: CONNECT tunnels to any host reach one of the tests' own servers.
 #pragma once
-#include <mutex>
 #include <string>
-#include <vector>
 
 typedef struct _GSocketService GSocketService;
 
@@ -18,17 +16,12 @@ class TestProxy {
   TestProxy& operator=(const TestProxy&) = delete;
 
   std::string url() const;  // "http://127.0.0.1:PORT"
-  // Each request line seen, without its protocol: "CONNECT public.example:443".
-  std::vector<std::string> requests() const;
 
  private:
   friend struct ProxyConnection;
-  void note(const std::string& line);
   GSocketService* service_ = nullptr;
   int port_ = 0;
   int securePort_;
-  mutable std::mutex mutex_;
-  std::vector<std::string> requests_;
 };
 
 }  // namespace quillo::test

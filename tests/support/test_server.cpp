@@ -12,13 +12,6 @@ namespace quillo::test {
 
 namespace {
 
-struct Delayed {
-  TestServer* server;
-  SoupServerMessage* message;
-  Route route;
-  GSource* source;
-};
-
 void respond(SoupServerMessage* message, const Route& route) {
   soup_server_message_set_status(message, route.status, nullptr);
   SoupMessageHeaders* headers = soup_server_message_get_response_headers(message);
@@ -74,15 +67,6 @@ TestServer::TestServer(const std::string& address, bool https) : address_(addres
 }
 
 TestServer::~TestServer() {
-  std::set<GSource*> pending;
-  {
-    std::lock_guard lock(mutex_);
-    pending.swap(delayed_);
-  }
-  for (GSource* source : pending) {
-    g_source_destroy(source);  // frees the Delayed through its destroy notify
-    g_source_unref(source);
-  }
   soup_server_disconnect(server_);
   g_object_unref(server_);
 }
@@ -126,8 +110,6 @@ void TestServer::handle(SoupServer*, SoupServerMessage* message, const char* pat
 void TestServer::answer(SoupServerMessage* message, const char* path) {
   ServedRequest request;
   request.path = path ? path : "";
-  GUri* uri = soup_server_message_get_uri(message);
-  if (uri && g_uri_get_query(uri)) request.query = g_uri_get_query(uri);
   const char* host = soup_message_headers_get_one(soup_server_message_get_request_headers(message), "Host");
   if (host) request.host = host;
 
@@ -145,45 +127,10 @@ void TestServer::answer(SoupServerMessage* message, const char* path) {
     }
   }
 
-  if (route.delay.count() <= 0) {
-    if (route.drop)
-      drop(message);
-    else
-      respond(message, route);
-    return;
-  }
-
-  // Hold the answer back without blocking the loop: pause, answer later.
-  soup_server_message_pause(message);
-  auto* delayed = new Delayed{this, SOUP_SERVER_MESSAGE(g_object_ref(message)), std::move(route), nullptr};
-  delayed->source = g_timeout_source_new(static_cast<guint>(delayed->route.delay.count()));
-  g_source_set_callback(
-      delayed->source,
-      [](gpointer data) -> gboolean {
-        auto* d = static_cast<Delayed*>(data);
-        {
-          std::lock_guard lock(d->server->mutex_);
-          if (d->server->delayed_.erase(d->source)) g_source_unref(d->source);
-        }
-        if (d->route.drop) {
-          drop(d->message);
-        } else {
-          respond(d->message, d->route);
-          soup_server_message_unpause(d->message);
-        }
-        return G_SOURCE_REMOVE;
-      },
-      delayed,
-      [](gpointer data) {
-        auto* d = static_cast<Delayed*>(data);
-        g_object_unref(d->message);
-        delete d;
-      });
-  {
-    std::lock_guard lock(mutex_);
-    delayed_.insert(delayed->source);
-  }
-  g_source_attach(delayed->source, g_main_context_get_thread_default());
+  if (route.drop)
+    drop(message);
+  else
+    respond(message, route);
 }
 
 }  // namespace quillo::test

@@ -1,16 +1,13 @@
 // A tiny HTTP(S) server for tests, with canned answers per path.
 #pragma once
-#include <chrono>
 #include <map>
 #include <mutex>
-#include <set>
 #include <string>
 #include <utility>
 #include <vector>
 
 typedef struct _SoupServer SoupServer;
 typedef struct _SoupServerMessage SoupServerMessage;
-typedef struct _GSource GSource;
 typedef struct _GHashTable GHashTable;
 
 namespace quillo::test {
@@ -21,8 +18,6 @@ struct Route {
   std::string contentType = "text/html; charset=utf-8";
   std::string body;
   std::vector<std::pair<std::string, std::string>> headers;
-  // Holds the answer back this long (the server keeps serving others).
-  std::chrono::milliseconds delay{0};
   // Closes the connection without answering.
   bool drop = false;
   // Sends only this many bytes of the body and then nothing more (a download that never ends); 0 sends it all.
@@ -31,8 +26,7 @@ struct Route {
 
 struct ServedRequest {
   std::string path;
-  std::string query;  // without the '?', empty when none
-  std::string host;   // the Host header as sent
+  std::string host;  // the Host header as sent
 };
 
 // On a loopback address and an OS-chosen port, run by the thread-default main context of the thread that made it,
@@ -67,7 +61,6 @@ class TestServer {
   mutable std::mutex mutex_;
   std::map<std::string, Route> routes_;
   std::vector<ServedRequest> log_;
-  std::set<GSource*> delayed_;
 };
 
 }  // namespace quillo::test

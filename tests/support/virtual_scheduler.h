@@ -24,8 +24,7 @@ class VirtualScheduler final : public Scheduler {
   void runUntilIdle() { advance(Duration::zero()); }
   // Moves the clock forward, running each task at its due time, in order.
   void advance(Duration by);
-  // Drains work handed over by worker threads, waiting up to `timeout` for
-  // at least `count` of them to arrive.
+  // Drains work from worker threads, waiting up to `timeout` for `count` of them.
   void waitForWorkers(int count = 1, std::chrono::milliseconds timeout = std::chrono::seconds(30));
   void setWallNow(WallTime t) { wallStart_ = t - (now_ - start_); }
 

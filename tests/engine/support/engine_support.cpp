@@ -16,6 +16,8 @@ void ensureGtk() {
     // GTK records chosen files as the program's recent files, by name.
     g_set_prgname("quillo-tests");
     g_set_application_name("Quillo tests");
+    // GTK's test accessibility backend keeps accessible names in reach.
+    g_setenv("GTK_A11Y", "test", TRUE);
     gtk_init();
     Gtk::init_gtkmm_internals();
     return true;
@@ -154,19 +156,6 @@ GtkWidget* inMessageArea(GtkMessageDialog* dialog, GType type) {
   for (GtkWidget* child = gtk_widget_get_first_child(area); child; child = gtk_widget_get_next_sibling(child))
     if (G_TYPE_CHECK_INSTANCE_TYPE(child, type)) return child;
   return nullptr;
-}
-
-TestAccessibility::TestAccessibility() {
-  const char* a11y = g_getenv("GTK_A11Y");
-  if (a11y) saved_ = a11y;
-  g_setenv("GTK_A11Y", "test", TRUE);
-}
-
-TestAccessibility::~TestAccessibility() {
-  if (saved_)
-    g_setenv("GTK_A11Y", saved_->c_str(), TRUE);
-  else
-    g_unsetenv("GTK_A11Y");
 }
 
 namespace {

@@ -27,7 +27,6 @@ bool runUntil(const std::function<bool()>& done, std::chrono::milliseconds timeo
 // Keeps the loop turning, to see that something does NOT happen.
 void runFor(std::chrono::milliseconds duration);
 
-// The one shared toplevel, shown with `child` in it.
 GtkWindow* windowWith(GtkWidget* child);
 // One engine per program: a second persistent session on the same folders would fight over its files.
 WebKitEngine& sharedEngine();
@@ -52,7 +51,6 @@ class RecordingEvents : public WebViewEvents {
   std::vector<FrameMessage> messagesNamed(const std::string& name) const;
 };
 
-// Loads `url` and waits until the load committed and stopped.
 bool loadAndWait(WebViewPort& view, RecordingEvents& events, const Url& url);
 
 struct Evaluation {
@@ -61,7 +59,6 @@ struct Evaluation {
   std::string error;
 };
 Evaluation evaluateAndWait(WebViewPort& view, const std::string& script, uint64_t frameID = 0, bool isolated = false);
-// Without waiting: the answer fills in as it comes.
 std::shared_ptr<Evaluation> evaluateLater(WebViewPort& view, const std::string& script, uint64_t frameID = 0,
                                           bool isolated = false);
 // The answer as text: a string as it is, anything else as JSON, a failure as "<error>".
@@ -71,24 +68,12 @@ Url mustParse(const std::string& text);
 extern const std::string kTinyGif;  // a 1x1 transparent GIF
 std::string readFile(const std::filesystem::path& path);
 
-// A shown toplevel of this type (a message dialog, a file chooser), if any.
 GtkWindow* shownWindow(GType type);
 GtkMessageDialog* shownDialog();
 GtkMessageDialog* awaitDialog();  // the dialog once it is shown, nullptr on time-out
 std::string textOf(gpointer widget, const char* property = "text");
-// The first widget of this type in a message dialog's message area.
 GtkWidget* inMessageArea(GtkMessageDialog* dialog, GType type);
 
-// GTK's test accessibility backend, which keeps accessible names in reach, while this lives.
-class TestAccessibility {
- public:
-  TestAccessibility();
-  ~TestAccessibility();
-
- private:
-  std::optional<std::string> saved_;
-};
-// Drawn widgets under root with this accessible role, depth first.
 std::vector<GtkWidget*> withRole(GtkWidget* root, GtkAccessibleRole role);
 bool accessibleNameIs(GtkWidget* widget, const std::string& name,
                       GtkAccessibleProperty property = GTK_ACCESSIBLE_PROPERTY_LABEL);

@@ -48,7 +48,6 @@ class Journey : public ::testing::Test {
     return runUntil(condition, timeout);
   }
 
-  // Opens a page of the server in a new tab and waits for its title.
   PagePtr openPage(const std::string& path);
   bool waitLoaded(const PagePtr& page);
   // Quits and starts again from the files the last browser left, as the application starts. With `pagesWaitForTest`
@@ -68,11 +67,9 @@ class Journey : public ::testing::Test {
   bool highlightIs(const std::string& name);
   bool rowDescribed(const std::string& name, const std::string& description);
   std::string url(const std::string& path) const { return server.url(path); }
-  // A page's row: "Alpha page, 127.0.0.1".
   static std::string row(const std::string& title) { return title + ", 127.0.0.1"; }
   std::string pageScript(const PagePtr& page, const std::string& script);
 
-  TestAccessibility a11y_;
   TempHome home;
   GLibScheduler scheduler;
   TestServer server;

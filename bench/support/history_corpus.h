@@ -1,3 +1,4 @@
+// Benchmark data: a history that looks like a real one, and what people type into the palette over it.
 #pragma once
 #include <cstddef>
 #include <cstdint>
@@ -6,7 +7,7 @@
 
 #include "stores/history_entry.h"
 
-namespace quillo::test {
+namespace quillo::bench {
 
 // A history that looks like a real one: a few big sites visited often and a
 // long tail of hosts seen once, news, wiki, code, shop, search and video
@@ -19,4 +20,4 @@ std::vector<HistoryEntry> realisticHistory(std::size_t count, uint32_t stream, d
 // host plus path, and title words.
 std::vector<std::string> typicalQueries();
 
-}  // namespace quillo::test
+}  // namespace quillo::bench

@@ -1,11 +1,12 @@
-#include "support/busy_browser.h"
+// Benchmark set-up: opens a history's busiest sites as tabs and pins.
+#include "bench/support/busy_browser.h"
 
 #include <algorithm>
 
 #include "browser/browser.h"
 #include "support/fake_web_view.h"
 
-namespace quillo::test {
+namespace quillo::bench {
 
 bool openBusiestSites(Browser& browser, FakeEngine& engine, std::vector<HistoryEntry> entries, size_t tabs,
                       size_t pins) {
@@ -24,4 +25,4 @@ bool openBusiestSites(Browser& browser, FakeEngine& engine, std::vector<HistoryE
   return browser.pages->size() == pagesBefore + tabs && browser.pins->size() == pinsBefore + pins;
 }
 
-}  // namespace quillo::test
+}  // namespace quillo::bench

@@ -1,4 +1,5 @@
-#include "support/history_fixture.h"
+// Benchmark data: a realistic history (big sites, a long tail, several scripts) and typical queries.
+#include "bench/support/history_corpus.h"
 
 #include <algorithm>
 #include <array>
@@ -7,7 +8,7 @@
 #include <random>
 #include <string_view>
 
-namespace quillo::test {
+namespace quillo::bench {
 namespace {
 
 // Each site has a shape of address; the big sites come first and are picked
@@ -218,4 +219,4 @@ std::vector<std::string> typicalQueries() {
           "climate energy",        "Новости"};
 }
 
-}  // namespace quillo::test
+}  // namespace quillo::bench
