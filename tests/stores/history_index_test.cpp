@@ -20,15 +20,15 @@ constexpr double kDay = 86400;
 
 // A varied history: hosts with and without "www." or a subdomain, sharing
 // prefixes; titles in several scripts and cases, some missing; visit counts
-// with a heavy tail; visits spread over two years. The same seed gives the
-// same history; every URL is unique.
-std::vector<HistoryEntry> variedHistory(std::size_t count, uint32_t seed, double now) {
+// with a heavy tail; visits spread over two years. The same stream number
+// gives the same history; every URL is unique.
+std::vector<HistoryEntry> variedHistory(std::size_t count, uint32_t stream, double now) {
   static const std::vector<std::string> words = {"rust",   "async", "berlin", "debian",  "election", "climate",
                                                  "energy", "paris", "Über",   "Новости", "ÇAĞDAŞ",   "東京の天気"};
   static const std::vector<std::string> hosts = {"github.com",        "www.nytimes.com", "en.wikipedia.org",
                                                  "kalo.de",           "www.kalori.io",   "blog.kalo.de",
                                                  "stackoverflow.com", "docs.python.org"};
-  std::mt19937 random(seed);
+  std::mt19937 random(stream);
   auto word = [&] { return words[random() % words.size()]; };
   std::vector<HistoryEntry> entries;
   for (std::size_t i = 0; i < count; ++i) {
