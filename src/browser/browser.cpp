@@ -240,7 +240,12 @@ void Browser::showCurrent() {
   std::weak_ptr<Page> weak = page;
   focusTask_ = scheduler_.post([this, weak] {
     auto p = weak.lock();
-    if (p && p == current() && !isComposingNewTab.get()) p->webView().focus();
+    if (!p || p != current() || isComposingNewTab.get()) return;
+    // Under a reader the keyboard scrolls the article.
+    if (auto& reader = p->readerView.get())
+      reader->focus();
+    else
+      p->webView().focus();
   });
 }
 
@@ -481,7 +486,7 @@ void Browser::stopFinding() {
   if (!isFinding.get()) return;
   isFinding = false;
   findMatched = std::nullopt;
-  if (auto page = current()) page->webView().finishFind();
+  if (auto page = current()) page->finishFind();
 }
 
 void Browser::find(const std::string& text) {

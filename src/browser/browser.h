@@ -245,6 +245,10 @@ class Browser {
   // Session restore attaches pages only to pins that still exist.
   std::function<bool(const std::string& pinID)> pinExists = [this](const std::string& id) { return hasPin(id); };
 
+  // ---- Reader mode (the current page, the focused side of a split) ----
+  void toggleReader();
+  void closeReader();
+
   // ---- Zoom (the current page; the level is remembered for its site) ----
   void zoomIn();
   void zoomOut();
@@ -273,7 +277,8 @@ class Browser {
   // Features that other parts of the program provide; unset ones do nothing.
   struct FeatureHooks {
     std::function<void(const PagePtr&)> pictureInPicture;
-    std::function<void(const PagePtr&)> toggleReader;
+    // Reader mode on or off; the answer is false only when there was no article.
+    std::function<void(const PagePtr&, std::function<void(bool shown)>)> toggleReader;
     std::function<void()> makeDefault;
   } features;
 
@@ -335,6 +340,8 @@ class Browser {
   Connections storeLinks_;
 
  public:
+  // Expires with the browser: asynchronous work checks it before coming back.
+  std::weak_ptr<bool> aliveToken() const { return aliveToken_; }
   // Exposed for tests: whether a private store is alive.
   bool hasPrivateDataStore() const { return privateDataStore_ != nullptr; }
 };

@@ -471,9 +471,7 @@ void Browser::run(PaletteCommand command) {
     case PaletteCommand::pictureInPicture:
       if (page && features.pictureInPicture) features.pictureInPicture(page);
       return;
-    case PaletteCommand::reader:
-      if (page && features.toggleReader) features.toggleReader(page);
-      return;
+    case PaletteCommand::reader: toggleReader(); return;
     case PaletteCommand::reopen: reopenClosedTab(); return;
     case PaletteCommand::privateTab: newPrivateTab(); return;
     case PaletteCommand::clearHistory: confirmClearingHistory(); return;

@@ -43,6 +43,11 @@ bool handleKey(Browser& browser, const KeyPress& p) {
         browser.stopFinding();
         return true;
       }
+      // Escape leaves the article for the page; the page never sees it.
+      if (p.inReader && !p.inField) {
+        browser.closeReader();
+        return true;
+      }
       return false;
     default: break;
   }

@@ -13,6 +13,8 @@ struct KeyPress {
   bool ctrl = false, shift = false, alt = false, super = false;
   // Where the keyboard is: the palette's field, or the page.
   bool inField = false;
+  // The keyboard is in the current page's reader view.
+  bool inReader = false;
   bool fieldEmpty = true;
   bool fieldHasSelection = false;
   bool fieldAllSelected = false;

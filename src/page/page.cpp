@@ -38,6 +38,7 @@ Page::~Page() {
   *alive_ = false;
   siteZoomLink_.disconnect();
   if (webView_) webView_->setEvents(nullptr);
+  if (readerView.get()) readerView.get()->setEvents(nullptr);
 }
 
 void Page::setUp() {
@@ -70,6 +71,7 @@ void Page::unload() {
     }
   }
   keptZoom_ = webView_->zoom();
+  closeReader();
   crashReload_.cancel();
   webView_->setEvents(nullptr);
   webView_.reset();
@@ -174,7 +176,14 @@ void Page::setError(LoadError error) {
 }
 
 void Page::find(const std::string& text, bool backwards, std::function<void(bool)> done) {
-  webView().find(text, backwards, std::move(done));
+  // What is found is what is read: the article while the reader is up.
+  auto& target = readerView.get() ? *readerView.get() : webView();
+  target.find(text, backwards, std::move(done));
+}
+
+void Page::finishFind() {
+  if (webView_) webView_->finishFind();
+  if (readerView.get()) readerView.get()->finishFind();
 }
 
 void Page::applyMuted() {
@@ -192,6 +201,7 @@ void Page::attach(SiteZoom& siteZoom) {
 
 void Page::setZoom(double level) {
   webView().setZoom(level);
+  if (readerView.get()) readerView.get()->setZoom(level);
   if (!siteZoom_) return;
   if (auto site = SiteZoom::site(webView_->url())) siteZoom_->set(level, *site, isPrivate());
 }
@@ -202,6 +212,23 @@ void Page::applySiteZoom() {
   if (!site) return;
   keptZoom_ = siteZoom_->level(*site, isPrivate());
   if (webView_) webView_->setZoom(keptZoom_);
+  if (readerView.get()) readerView.get()->setZoom(keptZoom_);
+}
+
+void Page::showReader(std::shared_ptr<WebViewPort> view, std::unique_ptr<WebViewEvents> navigation) {
+  readerNavigation_ = std::move(navigation);
+  readerView = std::move(view);
+  changed.emit();
+}
+
+void Page::closeReader() {
+  if (!readerView.get()) return;
+  // The view goes first: it must not call into its delegate once that is gone.
+  auto view = readerView.get();
+  view->setEvents(nullptr);
+  readerView = nullptr;
+  readerNavigation_.reset();
+  changed.emit();
 }
 
 void Page::restore(const Url& restoredURL, const std::string& restoredTitle, std::optional<std::string> navigation) {
@@ -288,6 +315,8 @@ void Page::webViewCommitted() {
   }
   hoveredLink.reset();
   formFrames.clear();
+  // The reader showed the page that was; the new one has its own article.
+  closeReader();
   applySiteZoom();
   sync();
   if (auto current = webView_->url(); current && onVisit) onVisit(*current);

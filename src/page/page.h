@@ -119,6 +119,9 @@ class Page : public WebViewEvents, public std::enable_shared_from_this<Page> {
   Published<std::optional<LoadError>> loadError;
   // The site icon's image bytes, when one was found.
   Published<std::optional<std::vector<uint8_t>>> icon;
+  // Reader mode: a second view laid over this one, showing its article.
+  // Present while reader mode is on; it goes with a commit or an unload.
+  Published<std::shared_ptr<WebViewPort>> readerView;
   // Fires once after any of the published state above changed.
   sigc::signal<void()> changed;
 
@@ -130,6 +133,7 @@ class Page : public WebViewEvents, public std::enable_shared_from_this<Page> {
   // Loads the page again; after a failure, tries the failed address again.
   void reload();
   void find(const std::string& text, bool backwards, std::function<void(bool found)> done);
+  void finishFind();
   void applyMuted();
 
   // Fills a login into one frame (0: the main frame) that still shows
@@ -175,6 +179,11 @@ class Page : public WebViewEvents, public std::enable_shared_from_this<Page> {
   void setZoom(double level);
   // Sets the view to the level remembered for the address's site, if it has one.
   void applySiteZoom();
+
+  // Lays the reader view over the page; `navigation` decides its
+  // navigations and lives as long as it is shown.
+  void showReader(std::shared_ptr<WebViewPort> view, std::unique_ptr<WebViewEvents> navigation);
+  void closeReader();
 
   // Restored or unloaded pages keep what to load until first shown.
   void restore(const Url& url, const std::string& title, std::optional<std::string> navigation);
@@ -233,6 +242,7 @@ class Page : public WebViewEvents, public std::enable_shared_from_this<Page> {
   Scheduler& scheduler_;
   TaskHandle crashReload_;
   SiteZoom* siteZoom_ = nullptr;
+  std::unique_ptr<WebViewEvents> readerNavigation_;
   sigc::connection siteZoomLink_;
 };
 

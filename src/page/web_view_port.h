@@ -37,11 +37,19 @@ struct UserScript {
   bool isolated = true;
 };
 
+class WebViewPort;
+
 // Everything a new web view is made with.
 struct ViewConfiguration {
   std::shared_ptr<DataStore> store;
   std::vector<std::shared_ptr<ContentFilter>> filters;
   std::vector<UserScript> scripts;
+  // Whether the content's own scripts may run (the browser's always can).
+  bool javaScript = true;
+  // A view whose web process the new one shares, as a site's own windows
+  // do: no process to start, and the same network session. Only used while
+  // the new view is made.
+  const WebViewPort* sharesProcessWith = nullptr;
 };
 
 // A message a page script sent from some frame of a view. Scripts in the
@@ -111,8 +119,6 @@ class WebDownload {
   virtual void cancel() = 0;
 };
 
-class WebViewPort;
-
 // What the engine tells the page. All calls arrive on the main thread.
 class WebViewEvents {
  public:
@@ -174,6 +180,9 @@ class WebViewPort {
   virtual void load(const Url& url) = 0;
   // Loads a file URL with read access to the folder given.
   virtual void loadFile(const Url& file, const Url& readAccessFolder) = 0;
+  // Shows an HTML document of the browser's own; relative addresses in it
+  // resolve against `base`, which the view then reports as its address.
+  virtual void loadHTML(const std::string& html, const std::optional<Url>& base) = 0;
   virtual void reload() = 0;
   virtual void stop() = 0;
   virtual void goBack() = 0;

@@ -73,6 +73,10 @@ class FakeWebView final : public WebViewPort {
     readAccessFolder = readAccess;
     load(file);
   }
+  void loadHTML(const std::string& html, const std::optional<Url>& base) override {
+    loadedHTML = html;
+    url_ = base;
+  }
   // Like WebKit, a view that shows nothing (restored, never loaded) has nothing to reload.
   void reload() override {
     if (url_) startLoad(*url_);
@@ -113,6 +117,7 @@ class FakeWebView final : public WebViewPort {
   // Every address a load started for, in order: a view that was only restored has none.
   std::vector<Url> loads;
   std::optional<Url> readAccessFolder;  // of the last loadFile
+  std::string loadedHTML;               // of the last loadHTML
   std::vector<Evaluation> evaluations;
   bool findActive = false;
 

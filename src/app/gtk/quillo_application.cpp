@@ -21,6 +21,7 @@
 #include "core/app_support.h"
 #include "core/log.h"
 #include "features/one_password_logins.h"
+#include "features/reader.h"
 #include "page/gtk/icon_decoding.h"
 #include "page/icon_store.h"
 #include "page/site_zoom.h"
@@ -142,6 +143,7 @@ void QuilloApplication::on_startup() {
   passwordTool_ = std::make_unique<OnePassword::Tool>(scheduler_);
   logins_ = std::make_unique<OnePasswordLogins>(*browser_, *passwordTool_);
   browser_->attach(*logins_);
+  Reader::install(*browser_);
   alerts_ = std::make_unique<WindowAlerts>(*window_);
   browser_->attach(*alerts_);
   appLinks_ = std::make_unique<DesktopAppLinks>(*permissions_);

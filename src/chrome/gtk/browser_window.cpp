@@ -23,6 +23,7 @@ const std::vector<BrowserWindow::Command>& BrowserWindow::commands() {
       {"back", "Back", {"<Control>bracketleft", "<Alt>Left"}},
       {"forward", "Forward", {"<Control>bracketright", "<Alt>Right"}},
       {"reload", "Reload", {"<Control>r", "F5"}},
+      {"reader", "Reader", {"<Control><Shift>r"}},
       {"zoom-in", "Zoom In", {"<Control>equal", "<Control>plus", "<Control>KP_Add"}},
       {"zoom-out", "Zoom Out", {"<Control>minus", "<Control>KP_Subtract"}},
       {"actual-size", "Actual Size", {"<Control>0", "<Control>KP_0"}},
@@ -143,6 +144,7 @@ void BrowserWindow::addActions() {
        [page] {
          if (auto p = page()) p->reload();
        }},
+      {"reader", [this] { browser_.toggleReader(); }},
       {"zoom-in", [this] { browser_.zoomIn(); }},
       {"zoom-out", [this] { browser_.zoomOut(); }},
       {"actual-size", [this] { browser_.actualSize(); }},
@@ -196,7 +198,7 @@ void BrowserWindow::buildMenu() {
   };
   section({"new-tab", "new-private-tab", "reopen-tab", "close-tab"});
   section({"open-location", "commands", "find", "print"});
-  section({"zoom-in", "zoom-out", "actual-size"});
+  section({"reader", "zoom-in", "zoom-out", "actual-size"});
   pageSection_ = section({"toggle-pin", "rename-tab"});
 
   auto tabs = Gio::Menu::create();
@@ -314,6 +316,8 @@ bool BrowserWindow::onKeyPressed(guint keyval, guint, Gdk::ModifierType state) {
   addressBar_.flushSelection();
   auto* focus = get_focus();
   press.inField = focus && (focus == &entry || focus->is_ancestor(entry));
+  GtkWidget* reader = pageStage().readerWidget();
+  press.inReader = reader && focus && (focus->gobj() == reader || gtk_widget_is_ancestor(focus->gobj(), reader));
   press.fieldText = entry.get_text();
   press.fieldEmpty = press.fieldText.empty();
   int start = 0, end = 0;

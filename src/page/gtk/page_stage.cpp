@@ -98,11 +98,18 @@ void LoadErrorView::show(Page& page, const LoadError& error) {
 }
 
 PageStage::PageStage() : Gtk::Box(Gtk::Orientation::HORIZONTAL) {
+  overlay_.set_hexpand(true);
+  overlay_.set_vexpand(true);
+  overlay_.set_visible(false);
+  append(overlay_);
   errorView_.set_visible(false);
   append(errorView_);
 }
 
-PageStage::~PageStage() { pageLink_.disconnect(); }
+PageStage::~PageStage() {
+  pageLink_.disconnect();
+  readerLink_.disconnect();
+}
 
 void PageStage::show(const std::shared_ptr<Page>& page) {
   if (page == page_.lock() && (page || !webWidget_)) {
@@ -110,8 +117,14 @@ void PageStage::show(const std::shared_ptr<Page>& page) {
     return;
   }
   pageLink_.disconnect();
+  readerLink_.disconnect();
+  if (readerWidget_) {
+    gtk_overlay_remove_overlay(overlay_.gobj(), readerWidget_);
+    readerWidget_ = nullptr;
+    reader_.reset();
+  }
   if (webWidget_) {
-    gtk_box_remove(gobj(), webWidget_);
+    gtk_overlay_set_child(overlay_.gobj(), nullptr);
     webWidget_ = nullptr;
   }
   page_ = page;
@@ -121,11 +134,44 @@ void PageStage::show(const std::shared_ptr<Page>& page) {
       webWidget_ = view->widget();
       gtk_widget_set_hexpand(webWidget_, TRUE);
       gtk_widget_set_vexpand(webWidget_, TRUE);
-      gtk_box_prepend(gobj(), webWidget_);
+      gtk_overlay_set_child(overlay_.gobj(), webWidget_);
     }
     pageLink_ = page->loadError.changed().connect([this] { refresh(); });
+    readerLink_ = page->readerView.changed().connect([this] { refreshReader(); });
   }
   refresh();
+  refreshReader();
+}
+
+bool PageStage::holdsKeyboard() {
+  auto* root = dynamic_cast<Gtk::Window*>(get_root());
+  auto* focus = root ? root->get_focus() : nullptr;
+  return !focus || focus->is_ancestor(*this) || !focus->get_mapped();
+}
+
+void PageStage::refreshReader() {
+  auto page = page_.lock();
+  auto wanted = page ? page->readerView.get() : nullptr;
+  if (wanted == reader_) return;
+  bool keyboardHere = holdsKeyboard();
+  if (readerWidget_) {
+    gtk_overlay_remove_overlay(overlay_.gobj(), readerWidget_);
+    readerWidget_ = nullptr;
+  }
+  reader_ = wanted;
+  if (auto* view = dynamic_cast<WebKitView*>(reader_.get())) {
+    readerWidget_ = view->widget();
+    gtk_widget_set_hexpand(readerWidget_, TRUE);
+    gtk_widget_set_vexpand(readerWidget_, TRUE);
+    gtk_overlay_add_overlay(overlay_.gobj(), readerWidget_);
+  }
+  // The keyboard goes with what is read: into the article when it comes,
+  // back to the page when it goes. Typing in the bar is never interrupted.
+  if (!keyboardHere) return;
+  if (readerWidget_)
+    gtk_widget_grab_focus(readerWidget_);
+  else if (webWidget_ && !errorShown_)
+    gtk_widget_grab_focus(webWidget_);
 }
 
 void PageStage::refresh() {
@@ -134,14 +180,12 @@ void PageStage::refresh() {
   if (error) errorView_.show(*page, *error);
   bool wasShown = errorShown_;
   errorShown_ = error != nullptr;
-  if (webWidget_) gtk_widget_set_visible(webWidget_, !errorShown_);
+  overlay_.set_visible(webWidget_ && !errorShown_);
   errorView_.set_visible(errorShown_);
   if (errorShown_ && !wasShown) {
     // The keyboard follows the page: when it was in the page, it moves to
     // "Try Again"; typing in the bar is never interrupted.
-    auto* root = dynamic_cast<Gtk::Window*>(get_root());
-    auto* focus = root ? root->get_focus() : nullptr;
-    if (!focus || focus->is_ancestor(*this) || !focus->get_mapped()) errorView_.retryButton().grab_focus();
+    if (holdsKeyboard()) errorView_.retryButton().grab_focus();
   } else if (!errorShown_ && wasShown && errorView_.retryButton().has_focus() && webWidget_) {
     gtk_widget_grab_focus(webWidget_);
   }

@@ -30,7 +30,7 @@ class LoadErrorView : public Gtk::Box {
 
 // The area under the bar: the current page's web view, or its error view
 // while its load has failed. The web view stays in the tree, hidden, so it
-// keeps its state.
+// keeps its state. A reader view, while the page has one, lies over it.
 class PageStage : public Gtk::Box {
  public:
   PageStage();
@@ -39,13 +39,22 @@ class PageStage : public Gtk::Box {
   void show(const std::shared_ptr<Page>& page);
   std::shared_ptr<Page> page() const { return page_.lock(); }
   LoadErrorView& errorView() { return errorView_; }
+  // The reader view's widget while one is shown, else nullptr.
+  GtkWidget* readerWidget() const { return readerWidget_; }
 
  private:
   void refresh();
+  void refreshReader();
+  // Whether the keyboard is in this stage, or nowhere it should stay.
+  bool holdsKeyboard();
   std::weak_ptr<Page> page_;
   GtkWidget* webWidget_ = nullptr;
+  Gtk::Overlay overlay_;
+  // Kept while its widget is in the tree: the page may drop the view first.
+  std::shared_ptr<WebViewPort> reader_;
+  GtkWidget* readerWidget_ = nullptr;
   LoadErrorView errorView_;
-  sigc::connection pageLink_;
+  sigc::connection pageLink_, readerLink_;
   bool errorShown_ = false;
 };
 

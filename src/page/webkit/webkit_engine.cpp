@@ -68,6 +68,18 @@ std::filesystem::path chooseExtensionFolder() {
   return QUILLO_EXTENSION_INSTALL_DIR;
 }
 
+WebKitSettings* WebKitEngine::makeSettings() {
+  WebKitSettings* settings = webkit_settings_new();
+  webkit_settings_set_enable_developer_extras(settings, TRUE);
+  webkit_settings_set_enable_fullscreen(settings, TRUE);
+  // A local page reads no other local file, and no page reads any: these are
+  // WebKit's defaults, held here so they never change by accident.
+  webkit_settings_set_allow_file_access_from_file_urls(settings, FALSE);
+  webkit_settings_set_allow_universal_access_from_file_urls(settings, FALSE);
+  webkit_settings_set_user_agent(settings, withSafariToken(webkit_settings_get_user_agent(settings)).c_str());
+  return settings;
+}
+
 WebKitEngine::WebKitEngine() {
   context_ = webkit_web_context_new();
   extensionFolder_ = chooseExtensionFolder();
@@ -81,20 +93,23 @@ WebKitEngine::WebKitEngine() {
             "; hover links and frame scripts are off");
   }
 
-  settings_ = webkit_settings_new();
-  webkit_settings_set_enable_developer_extras(settings_, TRUE);
-  webkit_settings_set_enable_fullscreen(settings_, TRUE);
-  // A local page reads no other local file, and no page reads any: these are
-  // WebKit's defaults, held here so they never change by accident.
-  webkit_settings_set_allow_file_access_from_file_urls(settings_, FALSE);
-  webkit_settings_set_allow_universal_access_from_file_urls(settings_, FALSE);
-  webkit_settings_set_user_agent(settings_, withSafariToken(webkit_settings_get_user_agent(settings_)).c_str());
+  settings_ = makeSettings();
 
   persistent_ = std::make_shared<WebKitDataStore>(makePersistentSession());
 }
 
+WebKitSettings* WebKitEngine::scriptlessSettings() {
+  if (!scriptlessSettings_) {
+    // The same settings, but the content's own scripts never run.
+    scriptlessSettings_ = makeSettings();
+    webkit_settings_set_enable_javascript_markup(scriptlessSettings_, FALSE);
+  }
+  return scriptlessSettings_;
+}
+
 WebKitEngine::~WebKitEngine() {
   persistent_.reset();
+  if (scriptlessSettings_) g_object_unref(scriptlessSettings_);
   g_object_unref(settings_);
   g_object_unref(context_);
 }
@@ -114,9 +129,14 @@ std::unique_ptr<WebViewPort> WebKitEngine::makeView(const ViewConfiguration& con
     webkitStore = persistent_.get();
   }
   WebKitUserContentManager* manager = makeContentManager(configuration);
-  auto* view = WEBKIT_WEB_VIEW(g_object_new(WEBKIT_TYPE_WEB_VIEW, "web-context", context_, "network-session",
-                                            webkitStore->session(), "settings", settings_, "user-content-manager",
-                                            manager, nullptr));
+  WebKitSettings* settings = configuration.javaScript ? settings_ : scriptlessSettings();
+  auto* related = dynamic_cast<const WebKitView*>(configuration.sharesProcessWith);
+  if (related && related->store() != store) related = nullptr;
+  auto* view = related ? WEBKIT_WEB_VIEW(g_object_new(WEBKIT_TYPE_WEB_VIEW, "related-view", related->raw(), "settings",
+                                                      settings, "user-content-manager", manager, nullptr))
+                       : WEBKIT_WEB_VIEW(g_object_new(WEBKIT_TYPE_WEB_VIEW, "web-context", context_, "network-session",
+                                                      webkitStore->session(), "settings", settings,
+                                                      "user-content-manager", manager, nullptr));
   g_object_unref(manager);
   return std::make_unique<WebKitView>(view, std::move(store), configuration.filters);
 }

@@ -49,6 +49,10 @@ class WebKitEngine final : public WebEngine {
  private:
   WebKitWebContext* context_ = nullptr;
   WebKitSettings* settings_ = nullptr;
+  // For views that run no content scripts (the reader), made when first asked for.
+  WebKitSettings* scriptlessSettings_ = nullptr;
+  static WebKitSettings* makeSettings();
+  WebKitSettings* scriptlessSettings();
   std::filesystem::path extensionFolder_;
   std::shared_ptr<WebKitDataStore> persistent_;
 };

@@ -344,6 +344,10 @@ void WebKitView::loadFile(const Url& file, const Url& readAccessFolder) {
   webkit_web_view_load_uri(view_, file.str().c_str());
 }
 
+void WebKitView::loadHTML(const std::string& html, const std::optional<Url>& base) {
+  webkit_web_view_load_html(view_, html.c_str(), base ? base->str().c_str() : nullptr);
+}
+
 void WebKitView::reload() { webkit_web_view_reload(view_); }
 void WebKitView::stop() { webkit_web_view_stop_loading(view_); }
 void WebKitView::goBack() { webkit_web_view_go_back(view_); }

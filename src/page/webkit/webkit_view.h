@@ -46,6 +46,7 @@ class WebKitView final : public WebViewPort {
 
   void load(const Url& url) override;
   void loadFile(const Url& file, const Url& readAccessFolder) override;
+  void loadHTML(const std::string& html, const std::optional<Url>& base) override;
   void reload() override;
   void stop() override;
   void goBack() override;

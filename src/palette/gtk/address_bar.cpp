@@ -21,6 +21,13 @@ AddressBar::AddressBar(Browser& browser) : Gtk::Box(Gtk::Orientation::VERTICAL),
   caption_.set_ellipsize(Pango::EllipsizeMode::END);
   append(entry_);
   append(caption_);
+  // While the page shows its reader the caption says so, and a click on it
+  // goes back to the page.
+  auto captionClick = Gtk::GestureClick::create();
+  captionClick->signal_released().connect([this](int, double, double) {
+    if (showsReader()) browser_.closeReader();
+  });
+  caption_.add_controller(captionClick);
 
   entry_.signal_activate().connect(sigc::mem_fun(*this, &AddressBar::onActivate));
   auto keys = Gtk::EventControllerKey::create();
@@ -72,7 +79,10 @@ std::string AddressBar::caption() const {
     return "Find in page · Return for next, " + keyLabel(kShift, "Return") + " for previous";
   }
   if (browser_.isChoosingSplitPartner.get()) return "Open beside this page · Esc to cancel";
-  if (!browser_.isComposingNewTab.get()) return keyLabel(kCtrl, "E");
+  if (!browser_.isComposingNewTab.get()) {
+    if (showsReader()) return "Reader · click or " + keyLabel(kCtrl | kShift, "R") + " for the page";
+    return keyLabel(kCtrl, "E");
+  }
   std::string text =
       browser_.isComposingPrivateTab.get() ? "New private tab · no history, forgotten when closed" : "New tab";
   if (browser_.current()) text += " · Esc to cancel";
@@ -98,8 +108,16 @@ std::string AddressBar::placeholder() const {
   return "Search, enter an address, or type / for commands";
 }
 
+bool AddressBar::showsReader() const {
+  auto page = browser_.current();
+  return page && page->readerView.get() && !browser_.isComposingNewTab.get();
+}
+
 void AddressBar::refresh() {
   caption_.set_text(caption());
+  bool reader = showsReader() && caption_.get_text().raw().rfind("Reader ·", 0) == 0;
+  caption_.set_tooltip_text(
+      reader ? "Reader: click, or press " + keyLabel(kCtrl | kShift, "R") + ", to go back to the page" : "");
   if (browser_.flash.get() && browser_.flashIsError.get())
     caption_.add_css_class("error");
   else

@@ -30,8 +30,11 @@ class AddressBar : public Gtk::Box {
   // The caption and placeholder the field shows for the browser's state.
   std::string caption() const;
   std::string placeholder() const;
+  Gtk::Label& captionLabel() { return caption_; }
 
  private:
+  // The current page's reader is shown (the caption offers the way back).
+  bool showsReader() const;
   void onChanged();
   void onActivate();
   void onPressed();

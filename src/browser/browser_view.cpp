@@ -1,4 +1,4 @@
-// Zooming the current page; the level is remembered for its site.
+// How the current page is viewed: its zoom, remembered for its site, and reader mode.
 #include "browser/browser.h"
 #include "page/site_zoom.h"
 
@@ -20,6 +20,19 @@ void Browser::zoomOut() {
 
 void Browser::actualSize() {
   if (auto page = current()) page->setZoom(SiteZoom::actualSize());
+}
+
+void Browser::toggleReader() {
+  auto page = current();
+  if (!page || !features.toggleReader) return;
+  std::weak_ptr<bool> alive = aliveToken_;
+  features.toggleReader(page, [this, alive](bool shown) {
+    if (!alive.expired() && !shown) show("No article on this page to read", true);
+  });
+}
+
+void Browser::closeReader() {
+  if (auto page = current()) page->closeReader();
 }
 
 }  // namespace quillo

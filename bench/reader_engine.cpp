@@ -1,0 +1,167 @@
+// Reader mode on a long article (about 300 KB of HTML): from the key's action to the reader painted, in the real window
+// on the real engine. Run under a display; prints medians for extraction, the reader's load and its first paint.
+#include <gtkmm.h>
+#include <gtkmm/init.h>
+#include <webkit/webkit.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <string>
+#include <vector>
+
+#include "browser/browser.h"
+#include "chrome/gtk/browser_window.h"
+#include "features/reader.h"
+#include "page/webkit/webkit_engine.h"
+#include "page/webkit/webkit_view.h"
+#include "support/temp_home.h"
+#include "support/test_server.h"
+
+using namespace quillo;
+
+namespace {
+
+double ms(gint64 from, gint64 to) { return double(to - from) / 1000.0; }
+
+bool runUntil(const std::function<bool()>& done, int timeoutMs = 20000) {
+  bool timedOut = false;
+  guint deadline = g_timeout_add(
+      guint(timeoutMs),
+      +[](gpointer flag) -> gboolean {
+        *static_cast<bool*>(flag) = true;
+        return G_SOURCE_REMOVE;
+      },
+      &timedOut);
+  while (!done() && !timedOut) g_main_context_iteration(nullptr, TRUE);
+  if (!timedOut) g_source_remove(deadline);
+  return done();
+}
+
+// A news article as sites serve them: navigation, a sidebar, share buttons,
+// scripts and comments around a long body with figures, code and a table.
+std::string longArticle() {
+  std::string html =
+      "<!doctype html><html><head><meta charset=utf-8><title>The long read - Example News</title>"
+      "<meta property='og:site_name' content='Example News'><meta name=author content='Ann Lee'>"
+      "<script>window.analytics = [];</script><style>body{font-family:sans-serif}</style></head><body>"
+      "<header><nav>";
+  for (int i = 0; i < 200; ++i)
+    html += "<a href='/section/" + std::to_string(i) + "'>Section " + std::to_string(i) + "</a> ";
+  html += "</nav></header><main><article><h1>The long read</h1><div class='share-buttons'>Share</div>";
+  for (int i = 0; html.size() < 280000; ++i) {
+    html += "<p class='body-text' data-index='" + std::to_string(i) + "'>Paragraph " + std::to_string(i) +
+            ", in which the walk goes on, past rivers, hills, and towns, with <a href='/notes/" + std::to_string(i) +
+            "'>a note</a> and <em>some emphasis</em>, as long articles do, for a good while longer than most.</p>";
+    if (i % 40 == 0)
+      html += "<figure><img src='/img/" + std::to_string(i) + ".gif' data-src='/img/" + std::to_string(i) +
+              ".gif' alt='A picture'><figcaption>A picture of the walk</figcaption></figure>";
+    if (i % 60 == 0) html += "<pre><code>for (int step = 0; step &lt; miles; ++step) walk(step);</code></pre>";
+    if (i % 90 == 0) html += "<table><tr><th>Day</th><th>Miles</th></tr><tr><td>1</td><td>12</td></tr></table>";
+    if (i % 25 == 0) html += "<aside class='related'><p>Related: another long read about walking far.</p></aside>";
+  }
+  html += "</article><section class='comments'>";
+  for (int i = 0; i < 100; ++i)
+    html += "<div class='comment'><p>A reader's comment, number " + std::to_string(i) + ".</p></div>";
+  html += "</section></main><footer><p>Example News, all rights reserved, since a long time ago.</p></footer>";
+  html += "<script>for (let i = 0; i < 1000; i++) window.analytics.push(i);</script></body></html>";
+  return html;
+}
+
+// Resolves once the web process has drawn two frames since it was asked:
+// the article it holds is on its surface.
+bool twoFramesDrawn(WebKitWebView* view) {
+  bool done = false;
+  webkit_web_view_call_async_javascript_function(
+      view, "return new Promise(r => requestAnimationFrame(() => requestAnimationFrame(() => r(1))));", -1, nullptr,
+      nullptr, nullptr, nullptr,
+      +[](GObject* source, GAsyncResult* result, gpointer flag) {
+        JSCValue* value =
+            webkit_web_view_call_async_javascript_function_finish(WEBKIT_WEB_VIEW(source), result, nullptr);
+        if (value) g_object_unref(value);
+        *static_cast<bool*>(flag) = true;
+      },
+      &done);
+  return runUntil([&] { return done; });
+}
+
+double median(std::vector<double> v) {
+  std::sort(v.begin(), v.end());
+  return v.empty() ? 0 : v[v.size() / 2];
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  int runs = argc > 1 ? std::max(1, std::atoi(argv[1])) : 15;
+  gtk_init();
+  Gtk::init_gtkmm_internals();
+  test::TempHome home;
+  GLibScheduler scheduler;
+  WebKitEngine engine;
+  test::TestServer server;
+  const std::string article = longArticle();
+  server.html("/long.html", article);
+  test::Route image;
+  image.contentType = "image/gif";
+  image.body = "GIF89a";
+  for (int i = 0; i < 1000; i += 40) server.route("/img/" + std::to_string(i) + ".gif", image);
+
+  Browser browser(engine, scheduler);
+  browser.settleBlockLists();
+  Reader::install(browser);
+  BrowserWindow window(browser);
+  window.set_default_size(1200, 800);
+  window.present();
+  if (!runUntil([&] { return window.get_mapped(); })) return 1;
+
+  auto page = browser.makePage(false);
+  page->load(*Url::parse(server.url("/long.html")));
+  browser.add(page, true);
+  if (!runUntil([&] { return !page->isLoading.get() && !page->title.get().empty(); })) return 1;
+
+  struct Probe {
+    gint64 shown = 0, loaded = 0, painted = 0;
+    bool waitingForPaint = false;
+  } probe;
+  auto* clock = gtk_widget_get_frame_clock(GTK_WIDGET(window.gobj()));
+  g_signal_connect(clock, "after-paint", G_CALLBACK(+[](GdkFrameClock*, gpointer data) {
+                     auto* p = static_cast<Probe*>(data);
+                     if (p->waitingForPaint && !p->painted) p->painted = g_get_monotonic_time();
+                   }),
+                   &probe);
+  page->readerView.changed().connect([&] {
+    auto* view = dynamic_cast<WebKitView*>(page->readerView.get().get());
+    if (!view) return;
+    probe.shown = g_get_monotonic_time();
+    g_signal_connect(view->raw(), "load-changed", G_CALLBACK(+[](WebKitWebView*, WebKitLoadEvent event, gpointer data) {
+                       if (event == WEBKIT_LOAD_FINISHED) static_cast<Probe*>(data)->loaded = g_get_monotonic_time();
+                     }),
+                     &probe);
+  });
+
+  std::vector<double> extracted, loaded, painted;
+  for (int run = 0; run < runs; ++run) {
+    runUntil([] { return false; }, 300);  // quiet between key presses
+    probe = Probe{};
+    gint64 pressed = g_get_monotonic_time();
+    window.activate_action("win.reader");  // what Ctrl+Shift+R runs
+    if (!runUntil([&] { return probe.loaded != 0; })) {
+      std::fprintf(stderr, "the reader did not come up (%s)\n", browser.flash.get().value_or("").c_str());
+      return 1;
+    }
+    auto* view = dynamic_cast<WebKitView*>(page->readerView.get().get());
+    if (!twoFramesDrawn(view->raw())) return 1;
+    probe.waitingForPaint = true;
+    if (!runUntil([&] { return probe.painted != 0; })) return 1;
+    extracted.push_back(ms(pressed, probe.shown));
+    loaded.push_back(ms(pressed, probe.loaded));
+    painted.push_back(ms(pressed, probe.painted));
+    browser.toggleReader();
+  }
+  std::printf(
+      "reader on a %zu KB article, %d runs: extracted %.1f ms, loaded %.1f ms, painted %.1f ms (medians; "
+      "painted max %.1f ms)\n",
+      article.size() / 1024, runs, median(extracted), median(loaded), median(painted),
+      *std::max_element(painted.begin(), painted.end()));
+  return 0;
+}
