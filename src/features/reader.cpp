@@ -1,7 +1,11 @@
 // Reader mode: the page's article, extracted inside the page and typeset alone in a second view laid over it.
 #include "features/reader.h"
 
+#include <set>
+#include <vector>
+
 #include "browser/browser.h"
+#include "core/text.h"
 #include "page/page.h"
 #include "scripts/resources.h"
 
@@ -49,6 +53,9 @@ th, td { border: 1px solid var(--rule); padding: 6px 8px; }
 hr { border: 0; border-top: 1px solid var(--rule); margin: 2em 0; }
 )css";
 
+// Long enough for the first screens to be drawn on a slow machine.
+constexpr Duration kRestDelay = std::chrono::milliseconds(100);
+
 bool isString(const nlohmann::json& object, const char* key) {
   auto it = object.find(key);
   return it != object.end() && it->is_string();
@@ -71,6 +78,54 @@ void article(WebViewPort& view, std::function<void(std::optional<Article>)> done
   view.evaluate(
       std::string(extractionScript()), 0, true,
       [done = std::move(done)](std::optional<nlohmann::json> result, const std::string&) { done(decode(result)); });
+}
+
+std::pair<std::string, std::string> splitForFirstScreen(const std::string& html, size_t firstBytes) {
+  // The markup comes from the engine's own serialisation: every element
+  // that is not void is closed, and "<" in text is escaped, so tags can be
+  // counted without a parser.
+  static const std::set<std::string, std::less<>> kVoid = {"area",  "base", "br",   "col",    "embed", "hr", "img",
+                                                           "input", "link", "meta", "source", "track", "wbr"};
+  static const std::set<std::string, std::less<>> kPlain = {"div", "section", "article", "main"};
+  std::vector<std::string> open;
+  size_t plainOpen = 0;  // how many of the open elements are plain containers
+  size_t at = 0;
+  while ((at = html.find('<', at)) != std::string::npos) {
+    if (at >= firstBytes && plainOpen == open.size()) return {html.substr(0, at), html.substr(at)};
+    if (html.compare(at, 4, "<!--") == 0) {
+      at = html.find("-->", at);
+      if (at == std::string::npos) break;
+      continue;
+    }
+    bool closing = at + 1 < html.size() && html[at + 1] == '/';
+    size_t nameStart = at + (closing ? 2 : 1);
+    size_t nameEnd = html.find_first_of(" \t\n/>", nameStart);
+    if (nameEnd == std::string::npos) break;
+    std::string name = asciiLower(html.substr(nameStart, nameEnd - nameStart));
+    // The end of the tag, past quoted attribute values.
+    char quote = 0;
+    size_t end = nameEnd;
+    for (; end < html.size(); ++end) {
+      if (quote) {
+        if (html[end] == quote) quote = 0;
+      } else if (html[end] == '"' || html[end] == '\'') {
+        quote = html[end];
+      } else if (html[end] == '>') {
+        break;
+      }
+    }
+    if (end >= html.size()) break;
+    if (closing) {
+      if (open.empty() || open.back() != name) break;  // not what it seemed: keep it whole
+      plainOpen -= kPlain.count(name);
+      open.pop_back();
+    } else if (!kVoid.count(name)) {
+      open.push_back(name);
+      plainOpen += kPlain.count(name);
+    }
+    at = end + 1;
+  }
+  return {html, ""};
 }
 
 std::string escape(std::string_view text) {
@@ -138,8 +193,8 @@ void toggle(Browser& browser, const std::shared_ptr<Page>& page, std::function<v
     configuration.store = view.store();
     configuration.filters = hub->blockLists();
     configuration.javaScript = false;
-    // The page's own web process draws it: none to start, so it comes up at once.
-    configuration.sharesProcessWith = &view;
+    // Not the page's web process (a related view): that one may be busy
+    // with the page, and the reader then came up half as fast.
     std::shared_ptr<WebViewPort> reader = hub->engine().makeView(configuration);
     reader->setZoom(view.zoom());
     std::weak_ptr<WebViewPort> weakReader = reader;
@@ -159,6 +214,25 @@ void toggle(Browser& browser, const std::shared_ptr<Page>& page, std::function<v
           });
         });
     reader->setEvents(navigation.get());
+    // A long article comes in two steps, as a page from the network would:
+    // the first screens are drawn before the rest is laid out below them.
+    auto [first, rest] = splitForFirstScreen(found->html);
+    if (!rest.empty()) {
+      found->html = std::move(first);
+      auto* events = navigation.get();
+      navigation->onCommitted = [events, weakReader, hub, rest = std::move(rest)]() mutable {
+        // Once: this closure goes as it is cleared, so everything it holds moves out first.
+        auto* scheduler = &hub->scheduler();
+        auto* owner = events;
+        auto append = [weakReader, rest = std::move(rest)] {
+          if (auto shown = weakReader.lock())
+            shown->evaluate("document.body.insertAdjacentHTML('beforeend', " + nlohmann::json(rest).dump() + ")", 0,
+                            true, [](std::optional<nlohmann::json>, std::string) {});
+        };
+        owner->onCommitted = nullptr;
+        owner->pending = scheduler->after(kRestDelay, std::move(append));
+      };
+    }
     // Relative addresses in the article resolve as they did on the page.
     auto base = view.url();
     if (base) base = Url::parse(base->str().substr(0, base->str().find('#')));

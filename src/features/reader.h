@@ -7,7 +7,9 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 
+#include "core/scheduler.h"
 #include "core/url.h"
 #include "page/web_view_port.h"
 
@@ -36,6 +38,12 @@ std::optional<Article> decode(const std::optional<nlohmann::json>& result);
 // where the page's own scripts cannot see or change the extraction.
 void article(WebViewPort& view, std::function<void(std::optional<Article>)> done);
 
+// A long article split in two: the first part, of at least `firstBytes`,
+// ends where only plain containers (div, section, article, main) are open,
+// so the rest appended at the end of the body looks as if it had been there
+// all along. The rest is empty when the article is short or has no such place.
+std::pair<std::string, std::string> splitForFirstScreen(const std::string& html, size_t firstBytes = 32 * 1024);
+
 // Text made safe for HTML text and attribute values.
 std::string escape(std::string_view text);
 // The whole document the reader view shows.
@@ -47,13 +55,19 @@ class Navigation final : public WebViewEvents {
  public:
   Navigation(std::function<std::optional<Url>()> ownURL, std::function<void(const Url&)> onLink)
       : ownURL_(std::move(ownURL)), onLink_(std::move(onLink)) {}
+  // Called when the reader's document has committed.
+  std::function<void()> onCommitted;
+  // Work to do for the reader later; cancelled when it closes.
+  TaskHandle pending;
 
   void webViewDecideNavigation(const NavigationAction& action, PolicyAnswer answer) override;
   // The reader shows no windows a page asks for and saves nothing.
   bool webViewOpenedWindow(std::unique_ptr<WebViewPort>) override { return false; }
   NavigationPolicy webViewDecideResponse(const NavigationResponse&) override { return NavigationPolicy::allow; }
   void webViewStateChanged() override {}
-  void webViewCommitted() override {}
+  void webViewCommitted() override {
+    if (onCommitted) onCommitted();
+  }
   void webViewAudioChanged() override {}
   void webViewMessage(const FrameMessage&) override {}
   void webViewClosed() override {}

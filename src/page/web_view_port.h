@@ -37,8 +37,6 @@ struct UserScript {
   bool isolated = true;
 };
 
-class WebViewPort;
-
 // Everything a new web view is made with.
 struct ViewConfiguration {
   std::shared_ptr<DataStore> store;
@@ -46,10 +44,6 @@ struct ViewConfiguration {
   std::vector<UserScript> scripts;
   // Whether the content's own scripts may run (the browser's always can).
   bool javaScript = true;
-  // A view whose web process the new one shares, as a site's own windows
-  // do: no process to start, and the same network session. Only used while
-  // the new view is made.
-  const WebViewPort* sharesProcessWith = nullptr;
 };
 
 // A message a page script sent from some frame of a view. Scripts in the
@@ -118,6 +112,8 @@ class WebDownload {
   virtual std::string destination() const = 0;
   virtual void cancel() = 0;
 };
+
+class WebViewPort;
 
 // What the engine tells the page. All calls arrive on the main thread.
 class WebViewEvents {

@@ -17,7 +17,7 @@ class ReaderJourney : public Journey {
     std::string body =
         "<title>A long walk - The Daily</title><nav><a href='/gamma.html'>Home</a></nav>"
         "<div id=story><h1>A long walk</h1>";
-    for (int i = 0; i < 30; ++i) {
+    for (int i = 0; i < 400; ++i) {  // long enough to come in two steps
       if (i == 1)
         body += "<p>See <a href='#part-2'>the second part</a>, or <a href='/beta.html'>the beta page</a>.</p>";
       if (i == 20) body += "<h2 id=part-2>Part two</h2>";
@@ -66,6 +66,9 @@ TEST_F(ReaderJourney, ReadByKeysFollowLinksAndGoBackToThePage) {
   EXPECT_EQ(readerText("document.querySelector('h1.title + p').textContent").substr(0, 30),
             "Paragraph 0 of the walk, with ");
   EXPECT_EQ(readerText("String(document.querySelectorAll('nav, h1:not(.title)').length)"), "0");
+  EXPECT_TRUE(waitFor([&] {
+    return readerText("String(document.body.textContent.includes('Paragraph 399 '))") == "true";
+  })) << "the rest of the article follows the first screens";
   EXPECT_EQ(caption(), "Reader · click or Ctrl+Shift+R for the page");
   EXPECT_EQ(window->addressBar().captionLabel().get_tooltip_text(),
             "Reader: click, or press Ctrl+Shift+R, to go back to the page");

@@ -51,6 +51,28 @@ TEST(ReaderPage, DecodesOnlyWholeArticles) {
     EXPECT_FALSE(Reader::decode(result)) << (result ? result->dump() : "nothing");
 }
 
+TEST(ReaderPage, SplitsLongArticlesOnlyBetweenPlainContainers) {
+  const std::string para = "<p title=\"a > b\">Words, words.</p>";  // a ">" inside a quoted value
+  struct Case {
+    std::string html;
+    size_t firstLength;  // 0: kept whole
+  };
+  const std::vector<Case> cases = {
+      {para + para, 0},  // short
+      {"<div>" + para + para + "<img src=x>" + para + "</div>",
+       5 + 2 * para.size()},  // after the second paragraph, void tags
+      {"<ul><li>" + para + para + "</li></ul>" + para, 8 + 2 * para.size() + 10},  // not inside a list
+      {"<div><!-- <ul> -->" + para + para + "</div>", 18 + 2 * para.size()},       // comments are not tags
+      {"<ul>" + para + para + "</li>" + para, 0},                                  // not what it seems: whole
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.html);
+    auto [first, rest] = Reader::splitForFirstScreen(c.html, 60);
+    EXPECT_EQ(first + rest, c.html);
+    EXPECT_EQ(first.size(), c.firstLength ? c.firstLength : c.html.size());
+  }
+}
+
 TEST(ReaderNavigation, KeepsJumpsWithinTheArticleAndHandsOverTheRest) {
   struct Case {
     std::string target;

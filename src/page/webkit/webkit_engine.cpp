@@ -100,9 +100,12 @@ WebKitEngine::WebKitEngine() {
 
 WebKitSettings* WebKitEngine::scriptlessSettings() {
   if (!scriptlessSettings_) {
-    // The same settings, but the content's own scripts never run.
+    // The same settings, but the content's own scripts never run. What such
+    // a view shows is still, so it is drawn without compositing: it comes
+    // on screen far sooner where GL is done in software.
     scriptlessSettings_ = makeSettings();
     webkit_settings_set_enable_javascript_markup(scriptlessSettings_, FALSE);
+    webkit_settings_set_hardware_acceleration_policy(scriptlessSettings_, WEBKIT_HARDWARE_ACCELERATION_POLICY_NEVER);
   }
   return scriptlessSettings_;
 }
@@ -130,13 +133,9 @@ std::unique_ptr<WebViewPort> WebKitEngine::makeView(const ViewConfiguration& con
   }
   WebKitUserContentManager* manager = makeContentManager(configuration);
   WebKitSettings* settings = configuration.javaScript ? settings_ : scriptlessSettings();
-  auto* related = dynamic_cast<const WebKitView*>(configuration.sharesProcessWith);
-  if (related && related->store() != store) related = nullptr;
-  auto* view = related ? WEBKIT_WEB_VIEW(g_object_new(WEBKIT_TYPE_WEB_VIEW, "related-view", related->raw(), "settings",
-                                                      settings, "user-content-manager", manager, nullptr))
-                       : WEBKIT_WEB_VIEW(g_object_new(WEBKIT_TYPE_WEB_VIEW, "web-context", context_, "network-session",
-                                                      webkitStore->session(), "settings", settings,
-                                                      "user-content-manager", manager, nullptr));
+  auto* view = WEBKIT_WEB_VIEW(g_object_new(WEBKIT_TYPE_WEB_VIEW, "web-context", context_, "network-session",
+                                            webkitStore->session(), "settings", settings, "user-content-manager",
+                                            manager, nullptr));
   g_object_unref(manager);
   return std::make_unique<WebKitView>(view, std::move(store), configuration.filters);
 }
