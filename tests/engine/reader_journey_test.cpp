@@ -110,7 +110,11 @@ TEST_F(ReaderJourney, ReadByKeysFollowLinksAndGoBackToThePage) {
   ASSERT_TRUE(waitFor([&] { return !reader() && pageHasFocus(); })) << "the page has the keyboard back";
   EXPECT_EQ(address(), url("/story.html"));
 
-  // The caption's way back is a click.
+  // The key again, and the caption's click, are ways back too.
+  key("ctrl+shift+r");
+  ASSERT_TRUE(waitFor([&] { return readerShown(); }));
+  key("ctrl+shift+r");
+  ASSERT_TRUE(waitFor([&] { return !reader() && pageHasFocus(); }));
   key("ctrl+shift+r");
   ASSERT_TRUE(waitFor([&] { return readerShown(); }));
   click(window->addressBar().captionLabel(), 4, 4);
