@@ -37,6 +37,8 @@ struct UserScript {
   bool isolated = true;
 };
 
+class WebViewPort;
+
 // Everything a new web view is made with.
 struct ViewConfiguration {
   std::shared_ptr<DataStore> store;
@@ -44,6 +46,10 @@ struct ViewConfiguration {
   std::vector<UserScript> scripts;
   // Whether the content's own scripts may run (the browser's always can).
   bool javaScript = true;
+  // A view whose web process the new one shares (WebKit's related view):
+  // no process to start, and the same network session. Read only while the
+  // new view is made.
+  const WebViewPort* sharesProcessWith = nullptr;
 };
 
 // A message a page script sent from some frame of a view. Scripts in the

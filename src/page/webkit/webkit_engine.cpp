@@ -133,9 +133,13 @@ std::unique_ptr<WebViewPort> WebKitEngine::makeView(const ViewConfiguration& con
   }
   WebKitUserContentManager* manager = makeContentManager(configuration);
   WebKitSettings* settings = configuration.javaScript ? settings_ : scriptlessSettings();
-  auto* view = WEBKIT_WEB_VIEW(g_object_new(WEBKIT_TYPE_WEB_VIEW, "web-context", context_, "network-session",
-                                            webkitStore->session(), "settings", settings, "user-content-manager",
-                                            manager, nullptr));
+  auto* related = dynamic_cast<const WebKitView*>(configuration.sharesProcessWith);
+  if (related && related->store() != store) related = nullptr;  // a related view takes its session
+  auto* view = related ? WEBKIT_WEB_VIEW(g_object_new(WEBKIT_TYPE_WEB_VIEW, "related-view", related->raw(), "settings",
+                                                      settings, "user-content-manager", manager, nullptr))
+                       : WEBKIT_WEB_VIEW(g_object_new(WEBKIT_TYPE_WEB_VIEW, "web-context", context_, "network-session",
+                                                      webkitStore->session(), "settings", settings,
+                                                      "user-content-manager", manager, nullptr));
   g_object_unref(manager);
   return std::make_unique<WebKitView>(view, std::move(store), configuration.filters);
 }
