@@ -183,6 +183,8 @@ void toggle(Browser& browser, const std::shared_ptr<Page>& page, std::function<v
     page->closeReader();
     return done(true);
   }
+  // A failed load shows its error, not a page: there is nothing to read.
+  if (page->loadError.get()) return done(false);
   std::weak_ptr<Page> weak = page;
   std::weak_ptr<bool> alive = browser.aliveToken();
   Browser* hub = &browser;
