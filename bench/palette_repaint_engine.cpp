@@ -13,6 +13,7 @@
 
 #include "bench/support/busy_browser.h"
 #include "bench/support/history_corpus.h"
+#include "bench/support/main_loop.h"
 #include "browser/browser.h"
 #include "chrome/gtk/browser_window.h"
 #include "core/app_support.h"
@@ -33,21 +34,7 @@ double percentile(std::vector<double> v, double p) {
 
 double ms(gint64 from, gint64 to) { return double(to - from) / 1000.0; }
 
-// Turns the main loop until done() or the time-out, blocking between
-// events (a busy loop would steal the CPU the frame needs); never sleeps.
-bool runUntil(const std::function<bool()>& done, int timeoutMs = 5000) {
-  bool timedOut = false;
-  guint deadline = g_timeout_add(
-      guint(timeoutMs),
-      +[](gpointer flag) -> gboolean {
-        *static_cast<bool*>(flag) = true;
-        return G_SOURCE_REMOVE;
-      },
-      &timedOut);
-  while (!done() && !timedOut) g_main_context_iteration(nullptr, TRUE);
-  if (!timedOut) g_source_remove(deadline);
-  return done();
-}
+using bench::runUntil;
 
 void idleFor(int milliseconds) {
   runUntil([] { return false; }, milliseconds);

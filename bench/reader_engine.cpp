@@ -15,6 +15,7 @@
 #include <string>
 #include <vector>
 
+#include "bench/support/main_loop.h"
 #include "browser/browser.h"
 #include "chrome/gtk/browser_window.h"
 #include "features/reader.h"
@@ -29,19 +30,7 @@ namespace {
 
 double ms(gint64 from, gint64 to) { return double(to - from) / 1000.0; }
 
-bool runUntil(const std::function<bool()>& done, int timeoutMs = 20000) {
-  bool timedOut = false;
-  guint deadline = g_timeout_add(
-      guint(timeoutMs),
-      +[](gpointer flag) -> gboolean {
-        *static_cast<bool*>(flag) = true;
-        return G_SOURCE_REMOVE;
-      },
-      &timedOut);
-  while (!done() && !timedOut) g_main_context_iteration(nullptr, TRUE);
-  if (!timedOut) g_source_remove(deadline);
-  return done();
-}
+using bench::runUntil;
 
 // A news article as sites serve them: navigation, a sidebar, share buttons,
 // scripts and comments around a long body with figures, code and a table.
