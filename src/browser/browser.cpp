@@ -463,8 +463,9 @@ void Browser::loadWhenSettled(const PagePtr& page, const Url& url) {
 // ---- Flash ----
 
 void Browser::show(const std::string& message, bool isError) {
-  flash = message;
+  // Kind first: views redraw when the message changes.
   flashIsError = isError;
+  flash = message;
   chrome.update();
   flashTask_ = scheduler_.after(isError ? kErrorFlashTime : kFlashTime, [this] {
     flash = std::nullopt;

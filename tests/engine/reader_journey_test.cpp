@@ -94,6 +94,7 @@ TEST_F(ReaderJourney, ReadByKeysFollowLinksAndGoBackToThePage) {
   // On a page with no article: the flash, and nothing else.
   enter("/reader");
   ASSERT_TRUE(waitFor([&] { return caption() == "No article on this page to read"; })) << caption();
+  EXPECT_TRUE(window->addressBar().captionLabel().has_css_class("error")) << "it reads as an error";
   EXPECT_FALSE(reader());
   EXPECT_EQ(address(), url("/beta.html"));
 

@@ -66,6 +66,11 @@ constexpr const char* kPaletteCss = R"css(
 .quillo-palette-hint.warning {
   color: @error_color;
 }
+/* An error flash in the caption reads as one, not as a quiet hint. */
+.quillo-caption.error {
+  color: @error_color;
+  opacity: 1;
+}
 .quillo-palette-remove {
   min-height: 22px;
   min-width: 22px;
