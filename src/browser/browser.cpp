@@ -83,6 +83,7 @@ ViewConfiguration Browser::makeConfiguration(const std::shared_ptr<DataStore>& s
   // Which frame asks for the camera or microphone (page/webkit/webkit_permissions).
   configuration.scripts.push_back(UserScript{std::string(scripts::resource("media-asked.js")), true, true, false});
   configuration.scripts.push_back(UserScript{std::string(scripts::resource("media-asked-relay.js")), true, true, true});
+  configuration.scripts.push_back(UserScript{std::string(scripts::resource("video-frames.js")), true, true, true});
   return configuration;
 }
 
@@ -143,6 +144,11 @@ void Browser::wire(const PagePtr& page) {
     auto p = weak.lock();
     if (p && current() != p) select(p);
   };
+  std::weak_ptr<bool> alive = aliveToken_;
+  page->videoFloats.changed().connect([this, alive, weak] {
+    auto p = weak.lock();
+    if (p && !alive.expired()) followFloating(p);
+  });
   if (!page->isPrivate()) {
     // Nothing of a private tab reaches the session or history.
     page->onSessionChange = [this] { scheduleSessionSave(); };
@@ -241,11 +247,7 @@ void Browser::showCurrent() {
   focusTask_ = scheduler_.post([this, weak] {
     auto p = weak.lock();
     if (!p || p != current() || isComposingNewTab.get()) return;
-    // Under a reader the keyboard scrolls the article.
-    if (auto& reader = p->readerView.get())
-      reader->focus();
-    else
-      p->webView().focus();
+    p->focus();
   });
 }
 
@@ -297,6 +299,7 @@ bool Browser::anyPrivatePage() const {
 void Browser::close(const PagePtr& closing) {
   // The caller's reference may be an element of a list emptied below.
   const PagePtr page = closing;
+  page->stopFloating();
   dissolveSplit(page);
   remember(page);
   bool wasCurrent = current() == page;

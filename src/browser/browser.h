@@ -249,6 +249,14 @@ class Browser {
   void toggleReader();
   void closeReader();
 
+  // ---- Floating video (one at a time, like the desktop's own) ----
+  // Floats the current page's video in the small window, or brings it back.
+  void pictureInPicture();
+  // Brings the floating video back into its page (its window was closed).
+  void endFloating();
+  // The page whose view shows in the floating window, if any.
+  Published<PagePtr> floatingVideo;
+
   // ---- Zoom (the current page; the level is remembered for its site) ----
   void zoomIn();
   void zoomOut();
@@ -276,7 +284,6 @@ class Browser {
   Duration loadTimeout = Page::kLoadTimeout;
   // Features that other parts of the program provide; unset ones do nothing.
   struct FeatureHooks {
-    std::function<void(const PagePtr&)> pictureInPicture;
     // Reader mode on or off; the answer is false only when there was no article.
     std::function<void(const PagePtr&, std::function<void(bool shown)>)> toggleReader;
     std::function<void()> makeDefault;
@@ -295,6 +302,8 @@ class Browser {
 
  private:
   void setRecent(std::vector<PagePtr> order);
+  // Mirrors a page's floating into floatingVideo.
+  void followFloating(const PagePtr& page);
   // The palette side (browser_palette.cpp).
   void initPalette();
   // Opens the palette afresh: no scope, no selection, focus on the field.

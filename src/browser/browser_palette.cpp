@@ -468,9 +468,7 @@ void Browser::run(PaletteCommand command) {
         page->applyMuted();
       }
       return;
-    case PaletteCommand::pictureInPicture:
-      if (page && features.pictureInPicture) features.pictureInPicture(page);
-      return;
+    case PaletteCommand::pictureInPicture: pictureInPicture(); return;
     case PaletteCommand::reader: toggleReader(); return;
     case PaletteCommand::reopen: reopenClosedTab(); return;
     case PaletteCommand::privateTab: newPrivateTab(); return;

@@ -1,4 +1,4 @@
-// How the current page is viewed: its zoom, remembered for its site, and reader mode.
+// How the current page is viewed: its zoom, remembered for its site, reader mode, and its floating video.
 #include "browser/browser.h"
 #include "page/site_zoom.h"
 
@@ -33,6 +33,29 @@ void Browser::toggleReader() {
 
 void Browser::closeReader() {
   if (auto page = current()) page->closeReader();
+}
+
+void Browser::pictureInPicture() {
+  chrome.clearHover();
+  search("");
+  auto page = current();
+  if (!page) return;
+  if (auto floating = floatingVideo.get(); floating && floating != page) floating->stopFloating();
+  std::weak_ptr<bool> alive = aliveToken_;
+  page->togglePictureInPicture([this, alive](bool found) {
+    if (!alive.expired() && !found) show("No video on this page to float", true);
+  });
+}
+
+void Browser::endFloating() {
+  if (auto floating = floatingVideo.get()) floating->stopFloating();
+}
+
+void Browser::followFloating(const PagePtr& page) {
+  if (page->videoFloats.get())
+    floatingVideo = page;
+  else if (floatingVideo.get() == page)
+    floatingVideo = nullptr;
 }
 
 }  // namespace quillo

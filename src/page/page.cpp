@@ -72,6 +72,7 @@ void Page::unload() {
   }
   keptZoom_ = webView_->zoom();
   closeReader();
+  stopFloating();
   crashReload_.cancel();
   webView_->setEvents(nullptr);
   webView_.reset();
@@ -84,7 +85,7 @@ void Page::unload() {
 
 void Page::isIdle(std::function<void(bool)> done) {
   if (isUnloaded()) return done(true);
-  if (webView_->isPlayingAudio()) return done(false);
+  if (webView_->isPlayingAudio() || videoFloats.get()) return done(false);
   std::weak_ptr<Page> weak = weak_from_this();
   webView_->evaluateInEveryFrame(
       std::string(scripts::resource("idle.js")), true,
@@ -315,6 +316,9 @@ void Page::webViewCommitted() {
   }
   hoveredLink.reset();
   formFrames.clear();
+  videoFrames.clear();
+  // The floated video went with its document.
+  if (videoFloats.get()) videoFloats = false;
   // The reader showed the page that was; the new one has its own article.
   closeReader();
   applySiteZoom();
@@ -340,6 +344,8 @@ void Page::webViewMessage(const FrameMessage& message) {
       return found != message.payload.end() && found->is_boolean() && found->get<bool>();
     };
     noteFormFrame(message.frameID, message.frameURL, flag("login"), flag("code"));
+  } else if (message.name == "quilloVideo" && !message.isMainFrame) {
+    noteVideoFrame(message.frameID, message.frameURL);
   }
 }
 
@@ -360,6 +366,7 @@ void Page::webViewCrashed() {
   // Bring the page back rather than leave a dead view; on the next turn, so
   // the engine has finished tearing the old process down.
   logLine("web page crashed; reloading " + (url.get() ? url.get()->str() : std::string("a blank page")));
+  if (videoFloats.get()) videoFloats = false;
   std::weak_ptr<Page> weak = weak_from_this();
   crashReload_ = scheduler_.post([weak] {
     if (auto page = weak.lock(); page && page->webView_) page->webView_->reload();

@@ -10,6 +10,7 @@
 #include <optional>
 #include <set>
 #include <string>
+#include <vector>
 
 #include "core/observable.h"
 #include "core/scheduler.h"
@@ -105,6 +106,22 @@ class Page : public WebViewEvents, public std::enable_shared_from_this<Page> {
   std::map<uint64_t, FormFrame> formFrames;
   void noteFormFrame(uint64_t frame, const std::string& frameURL, bool hasLogin, bool hasCode);
 
+  // ---- Floating video (page_video.cpp) ----
+  // Subframes that showed a video, oldest first, one per address, so an
+  // embedded player's video can be floated; emptied on every commit.
+  struct VideoFrame {
+    std::string key;  // the frame's address
+    uint64_t frame = 0;
+  };
+  std::vector<VideoFrame> videoFrames;
+  void noteVideoFrame(uint64_t frame, const std::string& frameURL);
+  // Floats the page's video (a playing one before a paused one, the larger
+  // first; the main frame's before those of subframes), or brings a
+  // floating one back. Answers whether there was a video to float or bring back.
+  void togglePictureInPicture(std::function<void(bool found)> done);
+  // Brings a floating video back into the page.
+  void stopFloating();
+
   // Published state.
   Published<std::optional<Url>> url;
   Published<std::string> title;
@@ -122,6 +139,8 @@ class Page : public WebViewEvents, public std::enable_shared_from_this<Page> {
   // Reader mode: a second view laid over this one, showing its article.
   // Present while reader mode is on; it goes with a commit or an unload.
   Published<std::shared_ptr<WebViewPort>> readerView;
+  // The view shows only the floated video and belongs in the floating window.
+  Published<bool> videoFloats{false};
   // Fires once after any of the published state above changed.
   sigc::signal<void()> changed;
 
@@ -185,6 +204,12 @@ class Page : public WebViewEvents, public std::enable_shared_from_this<Page> {
   void showReader(std::shared_ptr<WebViewPort> view, std::unique_ptr<WebViewEvents> navigation);
   void closeReader();
 
+  // Gives the keyboard to what the tab shows: the article under a reader,
+  // else the page; while its video floats, to what stands in for it (the
+  // stage showing the page hears `focusPlaceholder`).
+  void focus();
+  sigc::signal<void()> focusPlaceholder;
+
   // Restored or unloaded pages keep what to load until first shown.
   void restore(const Url& url, const std::string& title, std::optional<std::string> navigation);
   void loadIfPending();
@@ -244,6 +269,9 @@ class Page : public WebViewEvents, public std::enable_shared_from_this<Page> {
   SiteZoom* siteZoom_ = nullptr;
   std::unique_ptr<WebViewEvents> readerNavigation_;
   sigc::connection siteZoomLink_;
+  // The frame whose video floats (0: the main frame).
+  uint64_t floatedFrame_ = 0;
+  void floatFrom(std::vector<uint64_t> frames, size_t next, std::function<void(bool)> done);
 };
 
 }  // namespace quillo

@@ -269,5 +269,41 @@ TEST_F(PagePolicy, OtherSchemesAskBeforeOpeningTheirProgramAndOnlyPersistentTabs
   EXPECT_EQ(apps.opened.size(), 3u);
 }
 
+TEST_F(PageReports, FloatingAsksTheMainFrameThenEachReportingFrameOnceAndACommitEndsIt) {
+  auto page = makePage();
+  auto& v = view(*page);
+  page->load(u("https://a.example/"));
+  for (auto [frame, address] : {std::pair{7, "https://player.example/1"},
+                                {8, "https://b.example/"},
+                                {9, "https://player.example/1"}})  // reloaded: replaces frame 7
+    v.emitMessage(FrameMessage{"quilloVideo", uint64_t(frame), address, false, "playing"});
+  v.emitMessage(
+      FrameMessage{"quilloVideo", 0, "https://a.example/", true, "playing"});  // the top frame is asked anyway
+
+  std::vector<uint64_t> asked;
+  v.evaluator = [&](const FakeWebView::Evaluation& evaluation, FakeWebView::EvaluationDone done) {
+    asked.push_back(evaluation.frameID);
+    done(evaluation.frameID == 9 ? nlohmann::json("floated") : nlohmann::json(false), "");
+  };
+  std::optional<bool> found;
+  page->togglePictureInPicture([&](bool f) { found = f; });
+  EXPECT_EQ(asked, (std::vector<uint64_t>{0, 8, 9, 0})) << "then the main frame lifts the player's iframe";
+  EXPECT_EQ(found, true);
+  EXPECT_TRUE(page->videoFloats.get());
+
+  asked.clear();
+  page->togglePictureInPicture([&](bool f) { found = f; });
+  EXPECT_EQ(asked, (std::vector<uint64_t>{9, 0})) << "again: brought back from where it floated, nothing else floats";
+  EXPECT_FALSE(page->videoFloats.get());
+
+  page->togglePictureInPicture([](bool) {});
+  ASSERT_TRUE(page->videoFloats.get());
+  page->load(u("https://c.example/"));
+  EXPECT_FALSE(page->videoFloats.get()) << "the video went with its document";
+  EXPECT_TRUE(page->videoFrames.empty());
+  page->togglePictureInPicture([&](bool f) { found = f; });
+  EXPECT_EQ(found, false);
+}
+
 }  // namespace
 }  // namespace quillo

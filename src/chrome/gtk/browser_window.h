@@ -5,6 +5,7 @@
 #include <memory>
 
 #include "browser/browser.h"
+#include "chrome/gtk/floating_video.h"
 #include "chrome/gtk/split_view.h"
 #include "page/gtk/page_stage.h"
 #include "palette/gtk/address_bar.h"
@@ -38,6 +39,8 @@ class BrowserWindow : public Gtk::ApplicationWindow {
   SplitView& pageArea() { return pageArea_; }
   // Where the current page is shown: its web view, or its error view.
   PageStage& pageStage();
+  // The small window a floated video plays in.
+  FloatingVideo& floatingVideo() { return floatingVideo_; }
 
  private:
   void addActions();
@@ -62,6 +65,7 @@ class BrowserWindow : public Gtk::ApplicationWindow {
   // The pages shown, left then right.
   std::weak_ptr<Page> shownLeft_, shownRight_;
   std::vector<sigc::connection> connections_;
+  FloatingVideo floatingVideo_{browser_, *this};
 };
 
 }  // namespace quillo

@@ -22,6 +22,10 @@ constexpr const char* kStageCss = R"css(
 .quillo-load-error-message {
   color: alpha(currentColor, 0.75);
 }
+.quillo-floating-placeholder {
+  background-color: @theme_base_color;
+  color: alpha(@theme_text_color, 0.6);
+}
 .quillo-load-error-warning {
   color: alpha(currentColor, 0.75);
   font-size: 0.92em;
@@ -97,6 +101,43 @@ void LoadErrorView::show(Page& page, const LoadError& error) {
   insecure_.set_visible(error.insecureURL.has_value());
 }
 
+FloatingPlaceholder::FloatingPlaceholder() : Gtk::Box(Gtk::Orientation::VERTICAL) {
+  ensureStyle();
+  add_css_class("quillo-floating-placeholder");
+  set_hexpand(true);
+  set_vexpand(true);
+  set_valign(Gtk::Align::FILL);
+  auto* column = Gtk::make_managed<Gtk::Box>(Gtk::Orientation::VERTICAL);
+  column->set_valign(Gtk::Align::CENTER);
+  column->set_halign(Gtk::Align::CENTER);
+  column->set_vexpand(true);
+  column->set_spacing(12);
+  icon_.set_from_icon_name("video-x-generic-symbolic");
+  icon_.set_pixel_size(48);
+  configureLabel(label_, "quillo-floating-placeholder-label");
+  label_.set_text("This tab's video plays in its own window");
+  back_.set_halign(Gtk::Align::CENTER);
+  back_.set_tooltip_text("Or close the video's window, or run /pip again");
+  column->append(icon_);
+  column->append(label_);
+  column->append(back_);
+  append(*column);
+  back_.signal_clicked().connect([this] {
+    if (auto page = page_.lock()) page->stopFloating();
+  });
+}
+
+void FloatingPlaceholder::show(Page& page) { page_ = page.weak_from_this(); }
+
+void releasePageWidget(GtkWidget* widget) {
+  GtkWidget* parent = widget ? gtk_widget_get_parent(widget) : nullptr;
+  if (!parent) return;
+  if (GTK_IS_OVERLAY(parent) && gtk_overlay_get_child(GTK_OVERLAY(parent)) == widget)
+    gtk_overlay_set_child(GTK_OVERLAY(parent), nullptr);
+  else if (GTK_IS_WINDOW(parent))
+    gtk_window_set_child(GTK_WINDOW(parent), nullptr);
+}
+
 PageStage::PageStage() : Gtk::Box(Gtk::Orientation::HORIZONTAL) {
   overlay_.set_hexpand(true);
   overlay_.set_vexpand(true);
@@ -104,11 +145,15 @@ PageStage::PageStage() : Gtk::Box(Gtk::Orientation::HORIZONTAL) {
   append(overlay_);
   errorView_.set_visible(false);
   append(errorView_);
+  placeholder_.set_visible(false);
+  append(placeholder_);
 }
 
 PageStage::~PageStage() {
   pageLink_.disconnect();
   readerLink_.disconnect();
+  floatLink_.disconnect();
+  focusLink_.disconnect();
 }
 
 void PageStage::show(const std::shared_ptr<Page>& page) {
@@ -118,13 +163,15 @@ void PageStage::show(const std::shared_ptr<Page>& page) {
   }
   pageLink_.disconnect();
   readerLink_.disconnect();
+  floatLink_.disconnect();
+  focusLink_.disconnect();
   if (readerWidget_) {
     gtk_overlay_remove_overlay(overlay_.gobj(), readerWidget_);
     readerWidget_ = nullptr;
     reader_.reset();
   }
   if (webWidget_) {
-    gtk_overlay_set_child(overlay_.gobj(), nullptr);
+    if (gtk_overlay_get_child(overlay_.gobj()) == webWidget_) gtk_overlay_set_child(overlay_.gobj(), nullptr);
     webWidget_ = nullptr;
   }
   page_ = page;
@@ -134,10 +181,11 @@ void PageStage::show(const std::shared_ptr<Page>& page) {
       webWidget_ = view->widget();
       gtk_widget_set_hexpand(webWidget_, TRUE);
       gtk_widget_set_vexpand(webWidget_, TRUE);
-      gtk_overlay_set_child(overlay_.gobj(), webWidget_);
     }
     pageLink_ = page->loadError.changed().connect([this] { refresh(); });
     readerLink_ = page->readerView.changed().connect([this] { refreshReader(); });
+    floatLink_ = page->videoFloats.changed().connect([this] { refresh(); });
+    focusLink_ = page->focusPlaceholder.connect([this] { placeholder_.backButton().grab_focus(); });
   }
   refresh();
   refreshReader();
@@ -174,13 +222,36 @@ void PageStage::refreshReader() {
     gtk_widget_grab_focus(webWidget_);
 }
 
+// The page's view is here unless its video floats: then it is in the
+// floating window, and comes back from there when the video does.
+void PageStage::placeWebWidget(bool floats) {
+  if (!webWidget_) return;
+  const bool here = gtk_overlay_get_child(overlay_.gobj()) == webWidget_;
+  if (floats && here) {
+    bool keyboardHere = holdsKeyboard();
+    gtk_overlay_set_child(overlay_.gobj(), nullptr);
+    if (keyboardHere) placeholder_.backButton().grab_focus();
+  } else if (!floats && !here) {
+    const bool wasAway = gtk_widget_get_parent(webWidget_) != nullptr;
+    releasePageWidget(webWidget_);
+    gtk_overlay_set_child(overlay_.gobj(), webWidget_);
+    if (wasAway && placeholder_.backButton().has_focus()) gtk_widget_grab_focus(webWidget_);
+  }
+}
+
 void PageStage::refresh() {
   auto page = page_.lock();
-  const auto* error = page && page->loadError.get() ? &*page->loadError.get() : nullptr;
+  const bool floats = page && page->videoFloats.get();
+  if (page) placeholder_.show(*page);
+  // Shown first: it takes the keyboard when the page had it.
+  if (floats) placeholder_.set_visible(true);
+  placeWebWidget(floats);
+  placeholder_.set_visible(floats);
+  const auto* error = page && page->loadError.get() && !floats ? &*page->loadError.get() : nullptr;
   if (error) errorView_.show(*page, *error);
   bool wasShown = errorShown_;
   errorShown_ = error != nullptr;
-  overlay_.set_visible(webWidget_ && !errorShown_);
+  overlay_.set_visible(webWidget_ && !errorShown_ && !floats);
   errorView_.set_visible(errorShown_);
   if (errorShown_ && !wasShown) {
     // The keyboard follows the page: when it was in the page, it moves to

@@ -28,9 +28,29 @@ class LoadErrorView : public Gtk::Box {
   std::weak_ptr<Page> page_;
 };
 
+// What a tab shows while its video floats in the small window.
+class FloatingPlaceholder : public Gtk::Box {
+ public:
+  FloatingPlaceholder();
+  void show(Page& page);
+  Gtk::Button& backButton() { return back_; }
+
+ private:
+  Gtk::Image icon_;
+  Gtk::Label label_;
+  Gtk::Button back_{"Bring the Video Back"};
+  std::weak_ptr<Page> page_;
+};
+
+// Takes a page's web view widget out of whatever shows it (a stage or the
+// floating window), so another can.
+void releasePageWidget(GtkWidget* widget);
+
 // The area under the bar: the current page's web view, or its error view
 // while its load has failed. The web view stays in the tree, hidden, so it
 // keeps its state. A reader view, while the page has one, lies over it.
+// While the page's video floats, its view is in the floating window and a
+// placeholder stands in for it.
 class PageStage : public Gtk::Box {
  public:
   PageStage();
@@ -39,12 +59,14 @@ class PageStage : public Gtk::Box {
   void show(const std::shared_ptr<Page>& page);
   std::shared_ptr<Page> page() const { return page_.lock(); }
   LoadErrorView& errorView() { return errorView_; }
+  FloatingPlaceholder& placeholder() { return placeholder_; }
   // The reader view's widget while one is shown, else nullptr.
   GtkWidget* readerWidget() const { return readerWidget_; }
 
  private:
   void refresh();
   void refreshReader();
+  void placeWebWidget(bool floats);
   // Whether the keyboard is in this stage, or nowhere it should stay.
   bool holdsKeyboard();
   std::weak_ptr<Page> page_;
@@ -54,7 +76,8 @@ class PageStage : public Gtk::Box {
   std::shared_ptr<WebViewPort> reader_;
   GtkWidget* readerWidget_ = nullptr;
   LoadErrorView errorView_;
-  sigc::connection pageLink_, readerLink_;
+  FloatingPlaceholder placeholder_;
+  sigc::connection pageLink_, readerLink_, floatLink_, focusLink_;
   bool errorShown_ = false;
 };
 

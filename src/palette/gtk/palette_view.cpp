@@ -334,7 +334,7 @@ void PaletteView::choose(const PaletteItem& item, bool beside) {
   if (browser_.addressBarFocusRequests.get() != focusRequests || browser_.scope.get() ||
       browser_.isComposingNewTab.get() || browser_.isChoosingSplitPartner.get())
     return;
-  if (auto page = browser_.current()) page->webView().focus();
+  if (auto page = browser_.current()) page->focus();
 }
 
 void PaletteView::removeFromHistory(int resultIndex) {
@@ -360,7 +360,7 @@ void PaletteView::fieldDone(bool isAddress, const std::optional<std::string>& te
     browser_.chrome.update();
   }
   if (!browser_.isEditingInList())
-    if (auto page = browser_.current()) page->webView().focus();
+    if (auto page = browser_.current()) page->focus();
 }
 
 // ---- Dragging pins and the quick divider ----
