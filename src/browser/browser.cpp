@@ -149,6 +149,10 @@ void Browser::wire(const PagePtr& page) {
     auto p = weak.lock();
     if (p && !alive.expired()) followFloating(p);
   });
+  // The palette shows which tabs play sound.
+  page->isPlayingAudio.changed().connect([this, alive] {
+    if (!alive.expired()) paletteChanged.emit();
+  });
   if (!page->isPrivate()) {
     // Nothing of a private tab reaches the session or history.
     page->onSessionChange = [this] { scheduleSessionSave(); };

@@ -155,6 +155,9 @@ class Browser {
   std::vector<PaletteItem> restingItems() const;
   std::vector<Pin> listedPins() const;
   PagePtr highlighted() const;
+  // The open page of the highlighted row (a tab, or a pin's page) while the
+  // palette has the keyboard, else the current page.
+  PagePtr highlightedTab(bool paletteHasKeyboard) const;
   std::optional<PaletteItemID> restingHighlightID() const;
   std::optional<int> highlightIndex() const;
   std::optional<int> activeResult() const;
@@ -248,6 +251,10 @@ class Browser {
   // ---- Reader mode (the current page, the focused side of a split) ----
   void toggleReader();
   void closeReader();
+
+  // ---- Sound ----
+  // Mutes or unmutes a page (the highlighted tab's, by Ctrl+M).
+  void toggleMuted(const PagePtr& page);
 
   // ---- Floating video (one at a time, like the desktop's own) ----
   // Floats the current page's video in the small window, or brings it back.

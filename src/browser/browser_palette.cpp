@@ -233,6 +233,29 @@ PagePtr Browser::highlighted() const {
   return current();
 }
 
+PagePtr Browser::highlightedTab(bool paletteHasKeyboard) const {
+  if (!paletteHasKeyboard) return current();
+  std::optional<PaletteItem> row;
+  if (isSearching()) {
+    auto rows = results();
+    if (auto active = activeResult(); active && size_t(*active) < rows.size()) row = rows[size_t(*active)];
+  } else if (auto id = restingHighlightID()) {
+    for (auto& item : restingItems())
+      if (item.id() == *id) row = item;
+  }
+  if (!row) return nullptr;
+  if (auto* tab = row->tab()) return *tab;
+  if (auto* pin = row->pin())
+    if (auto open = pinnedPages.find(pin->id); open != pinnedPages.end()) return open->second;
+  return nullptr;
+}
+
+void Browser::toggleMuted(const PagePtr& page) {
+  if (!page) return;
+  page->toggleMuted();
+  paletteChanged.emit();
+}
+
 std::optional<PaletteItemID> Browser::restingHighlightID() const {
   if (auto selected = selectedResult.get(); selected && *selected >= 0) {
     auto rows = restingItems();
@@ -462,12 +485,7 @@ void Browser::run(PaletteCommand command) {
         scheduleSessionSave();
       }
       return;
-    case PaletteCommand::mute:
-      if (page) {
-        page->isMuted = !page->isMuted.get();
-        page->applyMuted();
-      }
-      return;
+    case PaletteCommand::mute: toggleMuted(page); return;
     case PaletteCommand::pictureInPicture: pictureInPicture(); return;
     case PaletteCommand::reader: toggleReader(); return;
     case PaletteCommand::reopen: reopenClosedTab(); return;

@@ -191,6 +191,12 @@ void Page::applyMuted() {
   if (webView_) webView_->setMuted(isMuted.get());
 }
 
+void Page::toggleMuted() {
+  isMuted = !isMuted.get();
+  applyMuted();
+  changed.emit();
+}
+
 void Page::attach(SiteZoom& siteZoom) {
   siteZoomLink_.disconnect();
   siteZoom_ = &siteZoom;

@@ -154,6 +154,9 @@ class Page : public WebViewEvents, public std::enable_shared_from_this<Page> {
   void find(const std::string& text, bool backwards, std::function<void(bool found)> done);
   void finishFind();
   void applyMuted();
+  // Mutes a page that is not muted and unmutes one that is. The page's
+  // own: it lasts across its navigations, not across restarts.
+  void toggleMuted();
 
   // Fills a login into one frame (0: the main frame) that still shows
   // `host`; answers whether a username and a password field took a value.

@@ -1,6 +1,9 @@
 // Pages with video and sound as a user meets them: floating a video with /pip and back, and muting a tab by its row.
 #include <gtest/gtest.h>
 
+#include <cmath>
+#include <cstdint>
+
 #include "engine/support/journey.h"
 #include "page/webkit/webkit_view.h"
 
@@ -25,12 +28,35 @@ document.getElementById('small').play();
 document.getElementById('hidden').play();
 </script>)";
 
+// A second of a 440 Hz tone as a WAV file: 8 kHz, 16-bit, mono.
+std::string toneWav() {
+  const uint32_t rate = 8000, samples = rate;
+  std::string wav;
+  auto put = [&](uint32_t value, int bytes) {
+    for (int i = 0; i < bytes; ++i) wav += char((value >> (8 * i)) & 0xff);
+  };
+  wav += "RIFF";
+  put(36 + samples * 2, 4);
+  wav += "WAVEfmt ";
+  put(16, 4), put(1, 2), put(1, 2), put(rate, 4), put(rate * 2, 4), put(2, 2), put(16, 2);
+  wav += "data";
+  put(samples * 2, 4);
+  for (uint32_t i = 0; i < samples; ++i) put(uint16_t(int16_t(8000 * std::sin(2 * M_PI * 440 * i / rate))), 2);
+  return wav;
+}
+
 class MediaJourney : public Journey {
  protected:
   void SetUp() override {
     Journey::SetUp();
     if (IsSkipped()) return;
     server.html("/videos.html", kVideos);
+    server.route("/tone.wav", Route{200, "audio/wav", toneWav()});
+    // Sound starts with a click, as the engine lets pages autoplay only without sound.
+    server.html(
+        "/sound.html",
+        "<title>Tone</title><audio src=/tone.wav loop></audio>"
+        "<button style='width:300px;height:100px' onclick='document.querySelector(`audio`).play()'>Play</button>");
   }
   bool playing(const PagePtr& page, const std::string& id) {
     return pageScript(page, "(() => { const v = document.getElementById('" + id +
@@ -101,6 +127,55 @@ TEST_F(MediaJourney, PipWithoutAVideoSaysSo) {
   EXPECT_TRUE(waitFor([&] { return caption() == "No video on this page to float"; }));
   EXPECT_FALSE(window->floatingVideo().get_visible());
   EXPECT_EQ(address(), url("/alpha.html"));
+}
+
+// The first speaker button under a widget.
+Gtk::Widget* speakerOf(GtkWidget* widget) {
+  for (GtkWidget* child = gtk_widget_get_first_child(widget); child; child = gtk_widget_get_next_sibling(child)) {
+    if (GTK_IS_BUTTON(child) && gtk_widget_has_css_class(child, "quillo-palette-speaker")) return Glib::wrap(child);
+    if (auto* found = speakerOf(child)) return found;
+  }
+  return nullptr;
+}
+
+TEST_F(MediaJourney, ATabPlayingSoundShowsItsSpeakerAndMutesByKeyOrClick) {
+  auto tone = openPage("/sound.html");
+  click(*Glib::wrap(viewWidget(tone)), 50, 40);
+  ASSERT_TRUE(waitFor([&] { return tone->isPlayingAudio.get(); }));
+  openPage("/alpha.html");
+  auto* view = WEBKIT_WEB_VIEW(viewWidget(tone));
+
+  openPalette();
+  ASSERT_TRUE(waitFor([&] { return rowDescribed(row("Tone"), "Playing sound"); }));
+  type("tone");
+  ASSERT_TRUE(waitFor([&] { return rowShown(row("Tone")); }));
+  key("Down");
+  ASSERT_TRUE(waitFor([&] { return highlightIs(row("Tone")); }));
+  EXPECT_EQ(caption(), "Ctrl+M mutes the highlighted tab");
+  key("ctrl+m");
+  ASSERT_TRUE(waitFor([&] { return rowDescribed(row("Tone"), "Muted"); }))
+      << "the highlighted tab, not the current one";
+  EXPECT_TRUE(webkit_web_view_get_is_muted(view));
+  EXPECT_EQ(caption(), "Ctrl+M unmutes the highlighted tab");
+
+  Gtk::Widget* speaker = nullptr;  // only the tone's row has one
+  ASSERT_TRUE(waitFor([&] {
+    speaker = speakerOf(GTK_WIDGET(list->list().gobj()));
+    return speaker && speaker->get_mapped();
+  }));
+  click(*speaker, speaker->get_width() / 2.0, speaker->get_height() / 2.0);
+  ASSERT_TRUE(waitFor([&] { return rowDescribed(row("Tone"), "Playing sound"); })) << "a click on the speaker unmutes";
+  EXPECT_FALSE(webkit_web_view_get_is_muted(view));
+  EXPECT_TRUE(fieldHasFocus()) << "the palette stays open";
+
+  // Muted stays muted through the tab's navigations.
+  key("Escape");
+  browser->select(tone);
+  key("ctrl+m");
+  ASSERT_TRUE(waitFor([&] { return webkit_web_view_get_is_muted(view); })) << "Ctrl+M in the page mutes its tab";
+  tone->load(*Url::parse(url("/sound.html?again")));
+  ASSERT_TRUE(waitLoaded(tone));
+  EXPECT_TRUE(webkit_web_view_get_is_muted(view) && tone->isMuted.get());
 }
 
 }  // namespace

@@ -24,6 +24,7 @@ const std::vector<BrowserWindow::Command>& BrowserWindow::commands() {
       {"forward", "Forward", {"<Control>bracketright", "<Alt>Right"}},
       {"reload", "Reload", {"<Control>r", "F5"}},
       {"reader", "Reader", {"<Control><Shift>r"}},
+      {"mute", "Mute or Unmute Tab", {"<Control>m"}},
       {"zoom-in", "Zoom In", {"<Control>equal", "<Control>plus", "<Control>KP_Add"}},
       {"zoom-out", "Zoom Out", {"<Control>minus", "<Control>KP_Subtract"}},
       {"actual-size", "Actual Size", {"<Control>0", "<Control>KP_0"}},
@@ -145,6 +146,8 @@ void BrowserWindow::addActions() {
          if (auto p = page()) p->reload();
        }},
       {"reader", [this] { browser_.toggleReader(); }},
+      // In the palette, the highlighted tab's sound; else the page's.
+      {"mute", [this] { browser_.toggleMuted(browser_.highlightedTab(addressBar_.hasKeyboard())); }},
       {"zoom-in", [this] { browser_.zoomIn(); }},
       {"zoom-out", [this] { browser_.zoomOut(); }},
       {"actual-size", [this] { browser_.actualSize(); }},
@@ -198,7 +201,7 @@ void BrowserWindow::buildMenu() {
   };
   section({"new-tab", "new-private-tab", "reopen-tab", "close-tab"});
   section({"open-location", "commands", "find", "print"});
-  section({"reader", "zoom-in", "zoom-out", "actual-size"});
+  section({"reader", "mute", "zoom-in", "zoom-out", "actual-size"});
   pageSection_ = section({"toggle-pin", "rename-tab"});
 
   auto tabs = Gio::Menu::create();

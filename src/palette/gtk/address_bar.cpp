@@ -53,6 +53,7 @@ AddressBar::AddressBar(Browser& browser) : Gtk::Box(Gtk::Orientation::VERTICAL),
   connections_.push_back(browser_.scope.changed().connect(refreshAll));
   connections_.push_back(browser_.confirmingDeletePinID.changed().connect(refreshAll));
   connections_.push_back(browser_.isChoosingSplitPartner.changed().connect(refreshAll));
+  connections_.push_back(browser_.paletteChanged.connect(refreshAll));
   connections_.push_back(browser_.addressBarPrefill.changed().connect([this] {
     if (browser_.addressBarPrefill.get()) pendingPrefill_ = browser_.addressBarPrefill.get();
   }));
@@ -79,6 +80,9 @@ std::string AddressBar::caption() const {
     return "Find in page · Return for next, " + keyLabel(kShift, "Return") + " for previous";
   }
   if (browser_.isChoosingSplitPartner.get()) return "Open beside this page · Esc to cancel";
+  if (auto tab = focused_ ? browser_.highlightedTab(true) : nullptr;
+      tab && (tab->isPlayingAudio.get() || tab->isMuted.get()))
+    return keyLabel(kCtrl, "M") + (tab->isMuted.get() ? " unmutes" : " mutes") + " the highlighted tab";
   if (!browser_.isComposingNewTab.get()) {
     if (showsReader()) return "Reader · click or " + keyLabel(kCtrl | kShift, "R") + " for the page";
     return keyLabel(kCtrl, "E");

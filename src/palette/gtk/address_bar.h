@@ -31,6 +31,8 @@ class AddressBar : public Gtk::Box {
   std::string caption() const;
   std::string placeholder() const;
   Gtk::Label& captionLabel() { return caption_; }
+  // The field has the keyboard: the palette is open.
+  bool hasKeyboard() const { return focused_; }
 
  private:
   // The current page's reader is shown (the caption offers the way back).

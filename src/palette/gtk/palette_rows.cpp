@@ -81,6 +81,44 @@ int pinPosition(const Browser& browser, const std::string& id) {
   return -1;
 }
 
+// A tab's sound: a speaker while it plays, struck through while muted. A
+// click mutes or unmutes it, as Ctrl+M does for the highlighted row.
+class SpeakerButton final : public Gtk::Button {
+ public:
+  explicit SpeakerButton(RowHost& host) {
+    add_css_class("flat");
+    add_css_class("quillo-palette-speaker");
+    set_valign(Gtk::Align::CENTER);
+    set_focus_on_click(false);
+    set_can_focus(false);
+    set_visible(false);
+    signal_clicked().connect([this, &host] {
+      if (auto page = page_.lock()) host.browser().toggleMuted(page);
+    });
+  }
+  void show(const PagePtr& page) {
+    page_ = page;
+    const bool muted = page->isMuted.get();
+    set_visible(muted || page->isPlayingAudio.get());
+    if (!get_visible()) return;
+    const std::string label = muted ? "Unmute" : "Mute";
+    if (label_ == label) return;
+    label_ = label;
+    set_icon_name(muted ? "audio-volume-muted-symbolic" : "audio-volume-high-symbolic");
+    set_tooltip_text(label + " this tab (" + keyLabel(kCtrl, "M") + ")");
+    setAccessibleName(*this, label);
+  }
+  // What the row says of its sound, for screen readers.
+  static std::string state(const Page& page) {
+    if (page.isMuted.get()) return "Muted";
+    return page.isPlayingAudio.get() ? "Playing sound" : "";
+  }
+
+ private:
+  std::weak_ptr<Page> page_;
+  std::string label_;
+};
+
 }  // namespace
 
 // ---- InlineField ----
@@ -159,6 +197,8 @@ struct Look {
   IconChoice icon;
   bool removable = false;
   std::string removeLabel = "Remove from History";
+  // A tab's sound ("Playing sound", "Muted"), shown by its speaker.
+  std::string sound;
   // A permission row's two choices, the one in force marked.
   bool choices = false;
   std::optional<PermissionDecision> chosen;
@@ -192,6 +232,7 @@ class ItemRow final : public PaletteRow {
     body_.append(icon_);
     body_.append(title_);
     body_.append(address_);
+    body_.append(speaker_);
     body_.append(hint_);
     append(body_);
 
@@ -231,10 +272,14 @@ class ItemRow final : public PaletteRow {
     showIcon(icon_, look.icon, host_.textures(), iconShown_);
     showRemoveButton(look.removable && resultIndex_.has_value(), look.removeLabel);
     updateName(body_, name_, joined(look.title, look.address));
-    if (description_ != look.hint) {
-      description_ = look.hint;
-      setAccessibleDescription(body_, look.hint);
+    if (auto description = joined(look.hint, look.sound); description_ != description) {
+      description_ = description;
+      setAccessibleDescription(body_, description);
     }
+    if (auto* tab = item->tab())
+      speaker_.show(*tab);
+    else
+      speaker_.set_visible(false);
 
     const auto id = item->id();
     highlighted_ = state.searching ? (resultIndex_ && resultIndex_ == state.highlightIndex)
@@ -272,10 +317,9 @@ class ItemRow final : public PaletteRow {
         look.icon = tabIcon(host_, page);
         if (page.isPrivate())
           look.hint = "Private";
-        else if (page.isMuted.get())
-          look.hint = "Muted";
         else if (!page.split.expired())
           look.hint = "Split";
+        look.sound = SpeakerButton::state(page);
         break;
       }
       case PaletteItem::Kind::command: {
@@ -439,7 +483,8 @@ class ItemRow final : public PaletteRow {
 
   void clicked(Gtk::GestureClick& click, double x, double y) {
     if (!item_ || host_.isDragging() || (field_ && field_->is_visible())) return;
-    for (Gtk::Widget* button : {static_cast<Gtk::Widget*>(remove_.get()), static_cast<Gtk::Widget*>(choices_.get())}) {
+    for (Gtk::Widget* button : {static_cast<Gtk::Widget*>(remove_.get()), static_cast<Gtk::Widget*>(choices_.get()),
+                                static_cast<Gtk::Widget*>(&speaker_)}) {
       if (!button || !button->is_visible()) continue;
       auto* picked = body_.pick(x, y);
       if (picked && (picked == button || picked->is_ancestor(*button))) return;
@@ -452,6 +497,7 @@ class ItemRow final : public PaletteRow {
   Gtk::Box body_{Gtk::Orientation::HORIZONTAL};
   Gtk::Image icon_;
   Gtk::Label title_, address_, hint_;
+  SpeakerButton speaker_{host_};
   std::unique_ptr<InlineField> field_;
   std::unique_ptr<Gtk::Button> remove_;
   std::unique_ptr<Gtk::Box> choices_;
@@ -643,10 +689,11 @@ class SplitRow final : public PaletteRow {
     Gtk::Box box{Gtk::Orientation::HORIZONTAL};
     Gtk::Image icon;
     Gtk::Label title, address;
+    std::unique_ptr<SpeakerButton> speaker;
     std::unique_ptr<InlineField> field;
     uint64_t iconShown = 0;
     PagePtr page;
-    std::string accessibleName;
+    std::string accessibleName, description;
   };
 
   void setup(Half& half) {
@@ -662,10 +709,15 @@ class SplitRow final : public PaletteRow {
     half.box.append(half.icon);
     half.box.append(half.title);
     half.box.append(half.address);
+    half.speaker = std::make_unique<SpeakerButton>(host_);
+    half.box.append(*half.speaker);
     auto click = Gtk::GestureClick::create();
     click->set_button(GDK_BUTTON_PRIMARY);
-    click->signal_released().connect([this, &half, c = click.get()](int, double, double) {
+    click->signal_released().connect([this, &half, c = click.get()](int, double x, double y) {
       if (!half.page || host_.isDragging() || (half.field && half.field->is_visible())) return;
+      if (auto* picked = half.box.pick(x, y);
+          half.speaker->is_visible() && picked && (picked == half.speaker.get() || picked->is_ancestor(*half.speaker)))
+        return;
       PaletteItem item(half.page);
       host_.choose(item, altHeld(*c));
     });
@@ -678,6 +730,11 @@ class SplitRow final : public PaletteRow {
     setText(half.address, Address::display(page->savedURL()));
     showIcon(half.icon, tabIcon(host_, *page), host_.textures(), half.iconShown);
     updateName(half.box, half.accessibleName, joined(page->displayTitle(), Address::display(page->savedURL())));
+    half.speaker->show(page);
+    if (auto sound = SpeakerButton::state(*page); half.description != sound) {
+      half.description = sound;
+      setAccessibleDescription(half.box, sound);
+    }
     const auto id = PaletteItem::idOf(*page);
     setHighlight(half.box, !state.searching && state.restingHighlight && *state.restingHighlight == id);
 
