@@ -533,7 +533,19 @@ void WebKitView::askPage(WebKitUserMessage* message, std::string asked, std::fun
 
 bool WebKitView::receiveMessage(WebKitUserMessage* message) {
   if (noteFrame(frames_, message)) return true;
-  if (g_strcmp0(webkit_user_message_get_name(message), extension::kPost) != 0) return false;
+  const bool asks = g_strcmp0(webkit_user_message_get_name(message), extension::kAsk) == 0;
+  if (!asks && g_strcmp0(webkit_user_message_get_name(message), extension::kPost) != 0) return false;
+  // An ask is always answered, null at the latest when nobody kept it.
+  std::function<void(const nlohmann::json&)> reply;
+  if (asks)
+    reply = replyOnce([message = WEBKIT_USER_MESSAGE(g_object_ref(message))](const nlohmann::json& answer) {
+      webkit_user_message_send_reply(
+          message,
+          webkit_user_message_new(
+              extension::kAsk,
+              g_variant_new("(s)", answer.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace).c_str())));
+      g_object_unref(message);
+    });
   GVariant* parameters = webkit_user_message_get_parameters(message);
   if (!parameters || !g_variant_is_of_type(parameters, G_VARIANT_TYPE("(stsbs)"))) return true;
   const char *name = nullptr, *frameURL = nullptr, *payload = nullptr;
