@@ -187,6 +187,10 @@ WebKitView::WebKitView(WebKitWebView* view, std::shared_ptr<DataStore> store,
           G_CALLBACK(+[](WebKitWebView* view, WebKitPermissionStateQuery* query, gpointer) {
             return gboolean(answerPermissionQuery(view, query));
           }));
+  // Notifications go through the browser's own page script; whatever still
+  // reaches WebKit's path (which would post through libnotify) is dropped.
+  connect(view_, "show-notification",
+          G_CALLBACK(+[](WebKitWebView*, WebKitNotification*, gpointer) { return gboolean(TRUE); }));
   connect(view_, "run-file-chooser", G_CALLBACK(+[](WebKitWebView*, WebKitFileChooserRequest* request, gpointer self) {
             return gboolean(static_cast<WebKitView*>(self)->showFileChooser(request));
           }));
@@ -553,6 +557,7 @@ bool WebKitView::receiveMessage(WebKitUserMessage* message) {
   gboolean isMain = FALSE;
   g_variant_get(parameters, "(&st&sb&s)", &name, &frameID, &frameURL, &isMain, &payload);
   auto frameMessage = decodeFrameMessage(name, frameID, frameURL, isMain, payload);
+  frameMessage.reply = std::move(reply);
   if (frameMessage.name == "quilloMediaAsked") return noteMediaAsker(view_, frameURL), true;
   if (events_) events_->webViewMessage(frameMessage);
   return true;
