@@ -83,6 +83,11 @@ ViewConfiguration Browser::makeConfiguration(const std::shared_ptr<DataStore>& s
   // Which frame asks for the camera or microphone (page/webkit/webkit_permissions).
   configuration.scripts.push_back(UserScript{std::string(scripts::resource("media-asked.js")), true, true, false});
   configuration.scripts.push_back(UserScript{std::string(scripts::resource("media-asked-relay.js")), true, true, true});
+  // Web notifications: the page's own Notification is replaced in main
+  // frames, and our world carries its messages (features/web_notifications).
+  configuration.scripts.push_back(UserScript{std::string(scripts::resource("notifications.js")), false, true, false});
+  configuration.scripts.push_back(
+      UserScript{std::string(scripts::resource("notifications-relay.js")), false, true, true});
   return configuration;
 }
 
@@ -142,6 +147,10 @@ void Browser::wire(const PagePtr& page) {
   page->onNeedsAttention = [this, weak] {
     auto p = weak.lock();
     if (p && current() != p) select(p);
+  };
+  page->onMessage = [this, weak](const FrameMessage& message) {
+    auto p = weak.lock();
+    if (p && message.name == "quilloNotify" && features.notify) features.notify(p, message);
   };
   if (!page->isPrivate()) {
     // Nothing of a private tab reaches the session or history.

@@ -340,6 +340,8 @@ void Page::webViewMessage(const FrameMessage& message) {
       return found != message.payload.end() && found->is_boolean() && found->get<bool>();
     };
     noteFormFrame(message.frameID, message.frameURL, flag("login"), flag("code"));
+  } else if (onMessage) {
+    onMessage(message);
   }
 }
 
