@@ -84,6 +84,11 @@ ViewConfiguration Browser::makeConfiguration(const std::shared_ptr<DataStore>& s
   configuration.scripts.push_back(UserScript{std::string(scripts::resource("media-asked.js")), true, true, false});
   configuration.scripts.push_back(UserScript{std::string(scripts::resource("media-asked-relay.js")), true, true, true});
   configuration.scripts.push_back(UserScript{std::string(scripts::resource("video-frames.js")), true, true, true});
+  // Web notifications: the page's own Notification is replaced in main
+  // frames, and our world carries its messages (features/web_notifications).
+  configuration.scripts.push_back(UserScript{std::string(scripts::resource("notifications.js")), false, true, false});
+  configuration.scripts.push_back(
+      UserScript{std::string(scripts::resource("notifications-relay.js")), false, true, true});
   return configuration;
 }
 
@@ -153,6 +158,10 @@ void Browser::wire(const PagePtr& page) {
   page->isPlayingAudio.changed().connect([this, alive] {
     if (!alive.expired()) paletteChanged.emit();
   });
+  page->onMessage = [this, weak](const FrameMessage& message) {
+    auto p = weak.lock();
+    if (p && message.name == "quilloNotify" && features.notify) features.notify(p, message);
+  };
   if (!page->isPrivate()) {
     // Nothing of a private tab reaches the session or history.
     page->onSessionChange = [this] { scheduleSessionSave(); };

@@ -294,6 +294,8 @@ class Browser {
     // Reader mode on or off; the answer is false only when there was no article.
     std::function<void(const PagePtr&, std::function<void(bool shown)>)> toggleReader;
     std::function<void()> makeDefault;
+    // A page's "quilloNotify" message (web notifications).
+    std::function<void(const PagePtr&, const FrameMessage&)> notify;
   } features;
 
   // ---- Hooks the window answers ----

@@ -1,6 +1,7 @@
 // Frame messages: decoding what a page script sent through the web process extension.
 #pragma once
 #include <cstdint>
+#include <functional>
 #include <string_view>
 
 #include "page/web_view_port.h"
@@ -16,5 +17,9 @@ FrameMessage decodeFrameMessage(std::string_view name, uint64_t frameID, std::st
                                 std::string_view payload);
 
 inline constexpr int kMaxPayloadDepth = 32;
+
+// A FrameMessage's reply around the engine's way of answering: `send` runs
+// once, with the first answer given or with null when no copy is left.
+std::function<void(const nlohmann::json&)> replyOnce(std::function<void(const nlohmann::json&)> send);
 
 }  // namespace quillo

@@ -352,6 +352,8 @@ void Page::webViewMessage(const FrameMessage& message) {
     noteFormFrame(message.frameID, message.frameURL, flag("login"), flag("code"));
   } else if (message.name == "quilloVideo" && !message.isMainFrame) {
     noteVideoFrame(message.frameID, message.frameURL);
+  } else if (onMessage) {
+    onMessage(message);
   }
 }
 

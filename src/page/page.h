@@ -78,6 +78,8 @@ class Page : public WebViewEvents, public std::enable_shared_from_this<Page> {
   std::function<void(std::shared_ptr<WebDownload>)> onDownload;
   // A site icon was found for the page (image bytes).
   std::function<void(const std::vector<uint8_t>&)> onIcon;
+  // A script's message the page does not handle itself (a feature's).
+  std::function<void(const FrameMessage&)> onMessage;
 
   // Services shared by all pages, set by the browser; unset ones do nothing.
   AppLinks* appLinks = nullptr;

@@ -53,14 +53,19 @@ struct ViewConfiguration {
 };
 
 // A message a page script sent from some frame of a view. Scripts in the
-// "quillo" world call quillo.post(name, payload); the engine says which
-// frame sent it, so subframes can be told apart and answered.
+// "quillo" world call quillo.post(name, payload), or quillo.ask(name,
+// payload, callback) for an answer; the engine says which frame sent it, so
+// subframes can be told apart and answered.
 struct FrameMessage {
   std::string name;  // e.g. "quilloHover"
   uint64_t frameID = 0;
   std::string frameURL;
   bool isMainFrame = true;
   nlohmann::json payload;
+  // Answers an ask (empty for a post). Copies share one answer: the first
+  // call sends it, later ones do nothing, and an ask left unanswered when
+  // the last copy goes answers null.
+  std::function<void(const nlohmann::json&)> reply = nullptr;
 };
 
 // A navigation the page decides on before anything is requested.

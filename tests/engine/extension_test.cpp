@@ -162,8 +162,8 @@ TEST_F(SiteIcons, TheSmallestIconOfAtLeast32IsTriedFirstAndMissingOrBrokenOnesAr
               "<link rel=icon href=/16.png sizes=16x16>"
               "<link rel='apple-touch-icon' href=/180.png sizes=180x180>"
               "<link rel='shortcut icon' href=/32.png sizes=32x32>");
-  server.route("/16.png", Route{200, "image/gif", kTinyGif});
-  server.route("/180.png", Route{200, "image/png", "<html>not an image</html>"});  // /32.png is missing: 404
+  server.route("/16.png", Route{200, "image/gif", kTinyGif, {}});
+  server.route("/180.png", Route{200, "image/png", "<html>not an image</html>", {}});  // /32.png is missing: 404
   auto page = open(server.url("/"));
   ASSERT_TRUE(runUntil([&] { return page->icon.get().has_value(); }));
   EXPECT_EQ(server.count("/32.png"), 1);

@@ -51,7 +51,7 @@ class MediaJourney : public Journey {
     Journey::SetUp();
     if (IsSkipped()) return;
     server.html("/videos.html", kVideos);
-    server.route("/tone.wav", Route{200, "audio/wav", toneWav()});
+    server.route("/tone.wav", Route{200, "audio/wav", toneWav(), {}});
     // Sound starts with a click, as the engine lets pages autoplay only without sound.
     server.html(
         "/sound.html",

@@ -3,6 +3,8 @@
 
 #include <algorithm>
 
+#include "page/frame_message.h"
+
 namespace quillo::test {
 
 FakeWebView::FakeWebView(FakeEngine* engine, ViewConfiguration configuration)
@@ -183,6 +185,18 @@ bool FakeWebView::openChildWindow(const std::optional<Url>& url) {
   emit([&](WebViewEvents& e) { accepted = e.webViewOpenedWindow(std::move(child)); });
   if (accepted && url) raw->load(*url);
   return accepted;
+}
+
+std::shared_ptr<FakeWebView::Asked> FakeWebView::ask(const std::string& name, nlohmann::json payload,
+                                                     std::optional<std::string> frameURL) {
+  auto asked = std::make_shared<Asked>();
+  FrameMessage message{name, 0, frameURL ? *frameURL : (url_ ? url_->str() : ""), true, std::move(payload)};
+  message.reply = replyOnce([asked](const nlohmann::json& answer) {
+    ++asked->replies;
+    asked->answer = answer;
+  });
+  emitMessage(message);
+  return asked;
 }
 
 }  // namespace quillo::test

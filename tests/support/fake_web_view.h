@@ -152,6 +152,13 @@ class FakeWebView final : public WebViewPort {
   void emitMessage(const std::string& name, nlohmann::json payload) {
     emitMessage(FrameMessage{name, 0, url_ ? url_->str() : std::string(), true, std::move(payload)});
   }
+  // A script's quillo.ask from the main frame (by default at the view's address): the answer lands in the
+  // record, as the real view sends it (once; null when nobody kept the message).
+  struct Asked {
+    int replies = 0;
+    nlohmann::json answer;
+  };
+  std::shared_ptr<Asked> ask(const std::string& name, nlohmann::json payload, std::optional<std::string> frameURL = {});
   // The site opens a window; the child (engine.views().back()) lives only if this returns true.
   bool openChildWindow(const std::optional<Url>& url = std::nullopt);
   void closeWindow() {

@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "app/gtk/default_browser.h"
+#include "app/gtk/desktop_notifications.h"
 #include "app/gtk/desktop_services.h"
 #include "blocking/block_lists.h"
 #include "blocking/content_blocker.h"
@@ -22,6 +23,7 @@
 #include "core/log.h"
 #include "features/one_password_logins.h"
 #include "features/reader.h"
+#include "features/web_notifications.h"
 #include "page/gtk/icon_decoding.h"
 #include "page/icon_store.h"
 #include "page/site_zoom.h"
@@ -146,6 +148,9 @@ void QuilloApplication::on_startup() {
   Reader::install(*browser_);
   alerts_ = std::make_unique<WindowAlerts>(*window_);
   browser_->attach(*alerts_);
+  // Web notifications; their clicks come back as "app.notification-clicked".
+  notificationCenter_ = std::make_unique<DesktopNotifications>(G_APPLICATION(gobj()));
+  notifications_ = std::make_unique<WebNotifications>(*browser_, *permissions_, *notificationCenter_);
   appLinks_ = std::make_unique<DesktopAppLinks>(*permissions_);
   browser_->attach(*appLinks_);
   iconFetcher_ = std::make_unique<SoupIconFetcher>();
@@ -232,6 +237,8 @@ void QuilloApplication::on_shutdown() {
   }
   logins_.reset();
   passwordTool_.reset();
+  notifications_.reset();
+  notificationCenter_.reset();
   browser_.reset();
   usePermissions(nullptr);
   webkitDownloads_.reset();

@@ -26,6 +26,8 @@ class IconStore;
 class SoupIconFetcher;
 class SiteZoom;
 class WindowAlerts;
+class DesktopNotifications;
+class WebNotifications;
 class BrowserWindow;
 class WebKitEngine;
 class WebKitFilterStore;
@@ -71,6 +73,8 @@ class QuilloApplication : public Gtk::Application {
   std::unique_ptr<Browser> browser_;
   std::unique_ptr<OnePassword::Tool> passwordTool_;
   std::unique_ptr<OnePasswordLogins> logins_;
+  std::unique_ptr<DesktopNotifications> notificationCenter_;
+  std::unique_ptr<WebNotifications> notifications_;
   std::unique_ptr<BrowserWindow> window_;
 };
 

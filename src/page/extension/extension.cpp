@@ -3,6 +3,7 @@
 // browser run a script in any frame, cross-origin ones included.
 #include <webkit/webkit-web-process-extension.h>
 
+#include <memory>
 #include <string>
 #include <unordered_map>
 
@@ -53,32 +54,87 @@ struct PostTarget {
   guint64 frameID;
 };
 
-// quillo.post(name, payload) in the "quillo" world.
-void post(JSCValue* name, JSCValue* payload, gpointer data) {
-  auto* target = static_cast<PostTarget*>(data);
+// What quillo.post and quillo.ask send: the name, the frame and its address
+// (read here, so a page cannot claim another frame) and the payload. None
+// when the script gave a bad name or payload (it then sees an exception) or
+// the frame or page is going away.
+WebKitUserMessage* frameMessage(const char* kind, JSCValue* name, JSCValue* payload, const PostTarget& target,
+                                WebKitWebPage*& page) {
   JSCContext* context = jsc_value_get_context(name);
   if (!jsc_value_is_string(name)) {
-    jsc_context_throw(context, "quillo.post: the name must be a string");
-    return;
+    jsc_context_throw(context, "quillo: the message name must be a string");
+    return nullptr;
   }
-  auto found = frames.find(target->frameID);
-  WebKitWebPage* page = webkit_web_process_extension_get_page(theExtension, target->pageID);
-  if (found == frames.end() || !page) return;  // the frame or page is going away
+  auto found = frames.find(target.frameID);
+  page = webkit_web_process_extension_get_page(theExtension, target.pageID);
+  if (found == frames.end() || !page) return nullptr;
 
   char* nameText = jsc_value_to_string(name);
   char* json = jsc_value_is_undefined(payload) ? nullptr : jsc_value_to_json(payload, 0);
-  if (jsc_context_get_exception(context)) {  // e.g. a cyclic payload; the caller sees the exception
-    g_free(nameText);
-    g_free(json);
-    return;
+  WebKitUserMessage* message = nullptr;
+  if (!jsc_context_get_exception(context)) {  // e.g. a cyclic payload; the caller sees the exception
+    const char* uri = webkit_frame_get_uri(found->second.frame);
+    message = webkit_user_message_new(
+        kind, g_variant_new("(stsbs)", nameText, target.frameID, uri ? uri : "",
+                            webkit_frame_is_main_frame(found->second.frame), json ? json : "null"));
   }
-  const char* uri = webkit_frame_get_uri(found->second.frame);
-  GVariant* parameters = g_variant_new("(stsbs)", nameText, target->frameID, uri ? uri : "",
-                                       webkit_frame_is_main_frame(found->second.frame), json ? json : "null");
-  webkit_web_page_send_message_to_view(page, webkit_user_message_new(quillo::extension::kPost, parameters), nullptr,
-                                       nullptr, nullptr);
   g_free(nameText);
   g_free(json);
+  return message;
+}
+
+// quillo.post(name, payload) in the "quillo" world.
+void post(JSCValue* name, JSCValue* payload, gpointer data) {
+  WebKitWebPage* page = nullptr;
+  if (WebKitUserMessage* message =
+          frameMessage(quillo::extension::kPost, name, payload, *static_cast<PostTarget*>(data), page))
+    webkit_web_page_send_message_to_view(page, message, nullptr, nullptr, nullptr);
+}
+
+// A quillo.ask waiting for the browser's answer. It holds the callback, so
+// the page's script cannot make it go away first.
+struct Asking {
+  guint64 frameID;
+  JSCValue* callback;
+  ~Asking() { g_clear_object(&callback); }
+};
+
+void answered(GObject* source, GAsyncResult* result, gpointer data) {
+  std::unique_ptr<Asking> asking(static_cast<Asking*>(data));
+  GError* error = nullptr;
+  WebKitUserMessage* reply = webkit_web_page_send_message_to_view_finish(WEBKIT_WEB_PAGE(source), result, &error);
+  g_clear_error(&error);
+  const char* json = "null";  // no answer, or a malformed one
+  if (GVariant* parameters = reply ? webkit_user_message_get_parameters(reply) : nullptr;
+      parameters && g_variant_is_of_type(parameters, G_VARIANT_TYPE("(s)")))
+    g_variant_get(parameters, "(&s)", &json);
+  // A frame that went away meanwhile hears nothing.
+  if (asking->callback && frames.count(asking->frameID)) {
+    JSCContext* context = jsc_value_get_context(asking->callback);
+    JSCValue* value = jsc_value_new_from_json(context, json);
+    if (!value || jsc_context_get_exception(context)) {
+      jsc_context_clear_exception(context);
+      g_clear_object(&value);
+      value = jsc_value_new_null(context);
+    }
+    JSCValue* returned = jsc_value_function_call(asking->callback, JSC_TYPE_VALUE, value, G_TYPE_NONE);
+    jsc_context_clear_exception(context);  // the callback's own failure is the page's business
+    g_clear_object(&returned);
+    g_object_unref(value);
+  }
+  g_clear_object(&reply);
+}
+
+// quillo.ask(name, payload, callback) in the "quillo" world: the callback
+// gets the browser's answer, or null when there is none.
+void ask(JSCValue* name, JSCValue* payload, JSCValue* callback, gpointer data) {
+  auto* target = static_cast<PostTarget*>(data);
+  WebKitWebPage* page = nullptr;
+  WebKitUserMessage* message = frameMessage(quillo::extension::kAsk, name, payload, *target, page);
+  if (!message) return;
+  auto* asking =
+      new Asking{target->frameID, jsc_value_is_function(callback) ? JSC_VALUE(g_object_ref(callback)) : nullptr};
+  webkit_web_page_send_message_to_view(page, message, nullptr, answered, asking);
 }
 
 void installPost(WebKitScriptWorld* world, WebKitWebPage* page, WebKitFrame* frame) {
@@ -88,11 +144,17 @@ void installPost(WebKitScriptWorld* world, WebKitWebPage* page, WebKitFrame* fra
   JSCValue* function = jsc_value_new_function(
       context, "post", G_CALLBACK(post), target, [](gpointer data) { delete static_cast<PostTarget*>(data); },
       G_TYPE_NONE, 2, JSC_TYPE_VALUE, JSC_TYPE_VALUE);
+  auto* askTarget = new PostTarget(*target);
+  JSCValue* askFunction = jsc_value_new_function(
+      context, "ask", G_CALLBACK(ask), askTarget, [](gpointer data) { delete static_cast<PostTarget*>(data); },
+      G_TYPE_NONE, 3, JSC_TYPE_VALUE, JSC_TYPE_VALUE, JSC_TYPE_VALUE);
   JSCValue* object = jsc_value_new_object(context, nullptr, nullptr);
   jsc_value_object_define_property_data(object, "post", JSC_VALUE_PROPERTY_ENUMERABLE, function);
+  jsc_value_object_define_property_data(object, "ask", JSC_VALUE_PROPERTY_ENUMERABLE, askFunction);
   jsc_value_object_define_property_data(jsc_context_get_global_object(context), "quillo", JSC_VALUE_PROPERTY_ENUMERABLE,
                                         object);
   g_object_unref(object);
+  g_object_unref(askFunction);
   g_object_unref(function);
   g_object_unref(context);
 }

@@ -11,6 +11,10 @@ inline constexpr char kWorld[] = "quillo";
 // quillo.post(name, payload). Parameters "(stsbs)": name, frame id, frame
 // address, whether it is the main frame, payload as JSON text.
 inline constexpr char kPost[] = "quillo-post";
+// Web process to view: quillo.ask(name, payload, callback), a post that
+// waits for an answer. Parameters as for kPost; reply parameters "(s)": the
+// answer as JSON text, which the callback gets (null if none comes).
+inline constexpr char kAsk[] = "quillo-ask";
 
 // View to web process: run a script in one frame. Parameters "(tsb)": frame
 // id, script, whether to run it in the "quillo" world (else the page's).

@@ -77,6 +77,15 @@ WebKitSettings* WebKitEngine::makeSettings() {
   webkit_settings_set_allow_file_access_from_file_urls(settings, FALSE);
   webkit_settings_set_allow_universal_access_from_file_urls(settings, FALSE);
   webkit_settings_set_user_agent(settings, withSafariToken(webkit_settings_get_user_agent(settings)).c_str());
+  // Pages get notifications from the browser's own script (features/web_notifications),
+  // asked and answered per site; WebKit's own path would bypass that.
+  WebKitFeatureList* features = webkit_settings_get_all_features();
+  for (gsize i = 0; i < webkit_feature_list_get_length(features); ++i) {
+    WebKitFeature* feature = webkit_feature_list_get(features, i);
+    if (g_strcmp0(webkit_feature_get_identifier(feature), "Notifications") == 0)
+      webkit_settings_set_feature_enabled(settings, feature, FALSE);
+  }
+  webkit_feature_list_unref(features);
   return settings;
 }
 

@@ -218,8 +218,13 @@ void noteMediaAsker(WebKitWebView* view, const char* frameURL) {
 bool answerPermissionRequest(WebKitWebView* view, WebKitPermissionRequest* request,
                              const std::function<void()>& attention) {
   bool media = WEBKIT_IS_USER_MEDIA_PERMISSION_REQUEST(request);
-  bool notification = WEBKIT_IS_NOTIFICATION_PERMISSION_REQUEST(request);
-  if (!media && !notification) return false;
+  // Notifications are the browser's own script's business: WebKit's path
+  // stays shut, so no site can get around the browser's answer.
+  if (WEBKIT_IS_NOTIFICATION_PERMISSION_REQUEST(request)) {
+    webkit_permission_request_deny(request);
+    return true;
+  }
+  if (!media) return false;
   Permissions* permissions = store();
   if (!permissions) {
     webkit_permission_request_deny(request);
@@ -233,12 +238,6 @@ bool answerPermissionRequest(WebKitWebView* view, WebKitPermissionRequest* reque
       webkit_permission_request_deny(request);
     g_object_unref(request);
   };
-  if (notification) {
-    siteprompts::askToNotify(*permissions, hostOf(webkit_web_view_get_uri(view)), isPersistent(view),
-                             askerFor(view, attention),
-                             [answer](PermissionDecision decision) { answer(decision == PermissionDecision::allow); });
-    return true;
-  }
   auto* mediaRequest = WEBKIT_USER_MEDIA_PERMISSION_REQUEST(request);
   if (webkit_user_media_permission_is_for_display_device(mediaRequest)) {
     // Screen sharing is not one of the site permissions.
@@ -259,16 +258,20 @@ bool answerPermissionRequest(WebKitWebView* view, WebKitPermissionRequest* reque
 }
 
 bool answerPermissionQuery(WebKitWebView* view, WebKitPermissionStateQuery* query) {
+  std::string name = webkit_permission_state_query_get_name(query);
+  // WebKit's notifications are off (a page's own query is answered by the
+  // browser's script): what WebKit itself is asked about, it may not do.
+  if (name == "notifications") {
+    webkit_permission_state_query_finish(query, WEBKIT_PERMISSION_STATE_DENIED);
+    return true;
+  }
   Permissions* permissions = store();
   if (!permissions) return false;
-  std::string name = webkit_permission_state_query_get_name(query);
   SitePermission permission;
   if (name == "camera")
     permission.kind = SitePermission::Kind::camera;
   else if (name == "microphone")
     permission.kind = SitePermission::Kind::microphone;
-  else if (name == "notifications")
-    permission.kind = SitePermission::Kind::notifications;
   else
     return false;
   if (WebKitSecurityOrigin* origin = webkit_permission_state_query_get_security_origin(query))

@@ -8,9 +8,11 @@ namespace quillo {
 
 class Permissions;
 
-// Camera, microphone and notification requests of web views, answered from
-// the site permissions or by asking in the window. Without a store set,
-// requests are denied and queries left to WebKit.
+// Camera and microphone requests of web views, answered from the site
+// permissions or by asking in the window. Without a store set, requests are
+// denied and queries left to WebKit. WebKit's own notification requests and
+// queries are always refused: pages get notifications from the browser's
+// script instead.
 void usePermissions(Permissions* permissions);
 
 // "permission-request": true when handled (always, for the kinds we know).

@@ -187,6 +187,10 @@ WebKitView::WebKitView(WebKitWebView* view, std::shared_ptr<DataStore> store,
           G_CALLBACK(+[](WebKitWebView* view, WebKitPermissionStateQuery* query, gpointer) {
             return gboolean(answerPermissionQuery(view, query));
           }));
+  // Notifications go through the browser's own page script; whatever still
+  // reaches WebKit's path (which would post through libnotify) is dropped.
+  connect(view_, "show-notification",
+          G_CALLBACK(+[](WebKitWebView*, WebKitNotification*, gpointer) { return gboolean(TRUE); }));
   connect(view_, "run-file-chooser", G_CALLBACK(+[](WebKitWebView*, WebKitFileChooserRequest* request, gpointer self) {
             return gboolean(static_cast<WebKitView*>(self)->showFileChooser(request));
           }));
@@ -533,7 +537,19 @@ void WebKitView::askPage(WebKitUserMessage* message, std::string asked, std::fun
 
 bool WebKitView::receiveMessage(WebKitUserMessage* message) {
   if (noteFrame(frames_, message)) return true;
-  if (g_strcmp0(webkit_user_message_get_name(message), extension::kPost) != 0) return false;
+  const bool asks = g_strcmp0(webkit_user_message_get_name(message), extension::kAsk) == 0;
+  if (!asks && g_strcmp0(webkit_user_message_get_name(message), extension::kPost) != 0) return false;
+  // An ask is always answered, null at the latest when nobody kept it.
+  std::function<void(const nlohmann::json&)> reply;
+  if (asks)
+    reply = replyOnce([message = WEBKIT_USER_MESSAGE(g_object_ref(message))](const nlohmann::json& answer) {
+      webkit_user_message_send_reply(
+          message,
+          webkit_user_message_new(
+              extension::kAsk,
+              g_variant_new("(s)", answer.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace).c_str())));
+      g_object_unref(message);
+    });
   GVariant* parameters = webkit_user_message_get_parameters(message);
   if (!parameters || !g_variant_is_of_type(parameters, G_VARIANT_TYPE("(stsbs)"))) return true;
   const char *name = nullptr, *frameURL = nullptr, *payload = nullptr;
@@ -541,6 +557,7 @@ bool WebKitView::receiveMessage(WebKitUserMessage* message) {
   gboolean isMain = FALSE;
   g_variant_get(parameters, "(&st&sb&s)", &name, &frameID, &frameURL, &isMain, &payload);
   auto frameMessage = decodeFrameMessage(name, frameID, frameURL, isMain, payload);
+  frameMessage.reply = std::move(reply);
   if (frameMessage.name == "quilloMediaAsked") return noteMediaAsker(view_, frameURL), true;
   if (events_) events_->webViewMessage(frameMessage);
   return true;
