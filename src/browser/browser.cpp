@@ -28,6 +28,10 @@ Browser::Browser(WebEngine& engine, Scheduler& scheduler) : engine_(engine), sch
     if (isComposingPrivateTab.get()) isComposingPrivateTab = false;
     if (isChoosingSplitPartner.get()) isChoosingSplitPartner = false;
   });
+  chrome.scheduler = &scheduler_;
+  // A double tap of Ctrl, here or in another program, brings the palette.
+  chrome.onDoubleTap = [this] { summon(); };
+  chrome.onDoubleTapElsewhere = [this] { summon(); };
   chrome.onCommandReleased = [this] {
     if (!cycleIndex.get()) return;
     auto units = recentUnits();

@@ -129,6 +129,8 @@ void addResults(const Browser& browser, const PaletteList::Extras& extras, std::
     previous = std::move(heading);
   }
   if (dividerAt == results.size()) out.emplace_back(Entry::QuickDivider{});
+  if (browser.isChoosingCommand() && browser.chrome.hearsOnlyItsWindow.get())
+    out.emplace_back(Entry::Notice{PaletteList::kCtrlInsideOnly});
 }
 
 void addResting(const Browser& browser, const PaletteList::Extras& extras, std::vector<Entry>& out) {

@@ -94,6 +94,9 @@ class PaletteList {
   static std::string quickDividerExplanation();
   // The notice an empty scope shows, if it has one.
   static std::optional<std::string> emptyNotice(const Browser& browser, const Extras& extras);
+  // Under the commands where other programs' keys cannot be heard (Wayland).
+  static constexpr const char* kCtrlInsideOnly =
+      "Double-tap Ctrl works inside Quillo only on Wayland · for a desktop shortcut, use: quillo --palette";
 };
 
 }  // namespace quillo

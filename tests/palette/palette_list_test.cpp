@@ -50,6 +50,10 @@ TEST_F(PaletteListTest, CommandListIsGroupedIntoThisPageTabsAndQuillo) {
   for (auto& line : outline())
     if (line[0] != ' ') starts.push_back(line);
   EXPECT_EQ(starts, (Strings{"This page> command:login", "Tabs> command:reopen", "Quillo> command:pins"}));
+
+  // Where other programs' keys cannot be heard, the list says how to summon Quillo anyway.
+  browser->chrome.hearsOnlyItsWindow = true;
+  EXPECT_EQ(outline().back(), std::string("notice: ") + PaletteList::kCtrlInsideOnly);
 }
 
 TEST_F(PaletteListTest, PermissionsAreGroupedBySiteAndAnEmptyScopeExplainsItself) {

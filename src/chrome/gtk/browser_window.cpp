@@ -1,6 +1,7 @@
 // The main window: its actions and keys, the menu, and showing the current page or split under the bar.
 #include "chrome/gtk/browser_window.h"
 
+#include <gtkmm/eventcontrollerlegacy.h>
 #include <sigc++/adaptors/track_obj.h>
 
 #include "chrome/key_handler.h"
@@ -83,8 +84,21 @@ BrowserWindow::BrowserWindow(Browser& browser) : browser_(browser), addressBar_(
   keys->signal_key_pressed().connect(sigc::mem_fun(*this, &BrowserWindow::onKeyPressed), false);
   keys->signal_key_released().connect(sigc::mem_fun(*this, &BrowserWindow::onKeyReleased));
   add_controller(keys);
+  // Buttons and the wheel break a Ctrl tap; seen, never taken.
+  auto pointer = Gtk::EventControllerLegacy::create();
+  pointer->set_propagation_phase(Gtk::PropagationPhase::CAPTURE);
+  pointer->signal_event().connect(
+      [this](const Glib::RefPtr<const Gdk::Event>& event) {
+        auto type = event->get_event_type();
+        if (type == Gdk::Event::Type::BUTTON_PRESS || type == Gdk::Event::Type::SCROLL)
+          browser_.chrome.pointerPressed(false);
+        return false;
+      },
+      false);
+  add_controller(pointer);
+  browser_.chrome.hearsOnlyItsWindow = !desktopKeys_.hearsOtherApps();
   property_is_active().signal_changed().connect([this] {
-    if (!is_active()) browser_.chrome.commandReleased();
+    if (!is_active()) browser_.chrome.releaseCommand();
   });
 
   connections_.push_back(browser_.currentPageChanged.connect([this] {
@@ -95,7 +109,14 @@ BrowserWindow::BrowserWindow(Browser& browser) : browser_(browser), addressBar_(
   connections_.push_back(browser_.isDeferringViews.changed().connect([this] { showCurrentPage(); }));
   connections_.push_back(browser_.pins.changed().connect([this] { refreshPinTitle(); }));
   connections_.push_back(browser_.hideRequested.connect([this] { minimize(); }));
-  connections_.push_back(browser_.bringForwardRequested.connect([this] { present(); }));
+  connections_.push_back(browser_.bringForwardRequested.connect([this] {
+    // Summoned from another program: by that key's time, or X11 refuses the
+    // keyboard to a window the user has not touched lately.
+    if (auto time = desktopKeys_.eventTime())
+      present(time);
+    else
+      present();
+  }));
   showCurrentPage();
 }
 
@@ -286,11 +307,39 @@ bool BrowserWindow::pagePressed(GtkWidget* view, guint button, const Modifiers& 
   return button == GDK_BUTTON_PRIMARY && browser_.openLinkBeside(modifiers, clicked.get());
 }
 
-bool BrowserWindow::onKeyPressed(guint keyval, guint, Gdk::ModifierType state) {
-  if (keyval == GDK_KEY_Control_L || keyval == GDK_KEY_Control_R) {
-    browser_.chrome.commandPressed();
-    return false;
+void BrowserWindow::noteGesture(guint keyval, Gdk::ModifierType state, bool pressed) {
+  auto& chrome = browser_.chrome;
+  const auto othersMask = Gdk::ModifierType::SHIFT_MASK | Gdk::ModifierType::ALT_MASK | Gdk::ModifierType::SUPER_MASK;
+  const bool others = (state & othersMask) != Gdk::ModifierType(0);
+  switch (keyval) {
+    case GDK_KEY_Control_L:
+    case GDK_KEY_Control_R: chrome.modifiersChanged(pressed, others, false); return;
+    case GDK_KEY_Shift_L:
+    case GDK_KEY_Shift_R:
+    case GDK_KEY_Alt_L:
+    case GDK_KEY_Alt_R:
+    case GDK_KEY_Meta_L:
+    case GDK_KEY_Meta_R:
+    case GDK_KEY_Super_L:
+    case GDK_KEY_Super_R:
+    case GDK_KEY_ISO_Level3_Shift:
+      if (pressed) chrome.modifiersChanged(chrome.isCommandHeld.get(), true, false);
+      return;
+    case GDK_KEY_Escape:
+      if (pressed) chrome.keyPressed(Chrome::Key::escape, false);
+      return;
+    case GDK_KEY_bracketleft:
+    case GDK_KEY_bracketright:
+      if (pressed) chrome.keyPressed(Chrome::Key::navigation, false);
+      return;
+    default:
+      if (pressed) chrome.keyPressed(Chrome::Key::other, false);
   }
+}
+
+bool BrowserWindow::onKeyPressed(guint keyval, guint, Gdk::ModifierType state) {
+  noteGesture(keyval, state, true);
+  if (keyval == GDK_KEY_Control_L || keyval == GDK_KEY_Control_R) return false;
   using Key = KeyPress::Key;
   KeyPress press;
   switch (keyval) {
@@ -331,8 +380,6 @@ bool BrowserWindow::onKeyPressed(guint keyval, guint, Gdk::ModifierType state) {
   return handleKey(browser_, press);
 }
 
-void BrowserWindow::onKeyReleased(guint keyval, guint, Gdk::ModifierType) {
-  if (keyval == GDK_KEY_Control_L || keyval == GDK_KEY_Control_R) browser_.chrome.commandReleased();
-}
+void BrowserWindow::onKeyReleased(guint keyval, guint, Gdk::ModifierType state) { noteGesture(keyval, state, false); }
 
 }  // namespace quillo

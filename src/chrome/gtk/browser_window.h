@@ -5,6 +5,7 @@
 #include <memory>
 
 #include "browser/browser.h"
+#include "chrome/gtk/desktop_keys.h"
 #include "chrome/gtk/floating_video.h"
 #include "chrome/gtk/split_view.h"
 #include "page/gtk/page_stage.h"
@@ -50,6 +51,8 @@ class BrowserWindow : public Gtk::ApplicationWindow {
   bool pagePressed(GtkWidget* view, guint button, const Modifiers& modifiers);
   bool onKeyPressed(guint keyval, guint keycode, Gdk::ModifierType state);
   void onKeyReleased(guint keyval, guint keycode, Gdk::ModifierType state);
+  // Tells the chrome about a key for its Ctrl gestures.
+  void noteGesture(guint keyval, Gdk::ModifierType state, bool pressed);
 
   Browser& browser_;
   Gtk::WindowHandle titlebar_;
@@ -66,6 +69,8 @@ class BrowserWindow : public Gtk::ApplicationWindow {
   std::weak_ptr<Page> shownLeft_, shownRight_;
   std::vector<sigc::connection> connections_;
   FloatingVideo floatingVideo_{browser_, *this};
+  // Ctrl in other programs' windows, heard while this one is not active.
+  DesktopKeys desktopKeys_{browser_.chrome, [this] { return is_active(); }};
 };
 
 }  // namespace quillo
