@@ -14,6 +14,7 @@
 #include "app/gtk/default_browser.h"
 #include "app/gtk/desktop_notifications.h"
 #include "app/gtk/desktop_services.h"
+#include "app/gtk/tray_item.h"
 #include "blocking/block_lists.h"
 #include "blocking/content_blocker.h"
 #include "blocking/webkit/webkit_filter_store.h"
@@ -173,6 +174,10 @@ void QuilloApplication::on_startup() {
         browser_->show("Quillo is now the default browser");
     });
   };
+  // The menu-bar item, where the desktop has a tray. Closing the window
+  // still quits: the item holds nothing open.
+  if (GDBusConnection* bus = g_application_get_dbus_connection(G_APPLICATION(gobj())))
+    tray_ = std::make_unique<TrayItem>(bus, *browser_);
   // QUILLO_REPORT_STARTUP=1 prints how long the window took to show, and
   // when the palette is ready for typing: the window is up and everything
   // start-up queued on the main loop has run, so a key is handled at once.
@@ -231,6 +236,7 @@ void QuilloApplication::on_shutdown() {
   // Saves may still be waiting for their debounce: write them now.
   if (browser_) browser_->saveSession();
   if (history_) history_->saveNow();
+  tray_.reset();
   if (window_) {
     remove_window(*window_);
     window_.reset();

@@ -29,6 +29,7 @@ class WindowAlerts;
 class DesktopNotifications;
 class WebNotifications;
 class BrowserWindow;
+class TrayItem;
 class WebKitEngine;
 class WebKitFilterStore;
 
@@ -76,6 +77,7 @@ class QuilloApplication : public Gtk::Application {
   std::unique_ptr<DesktopNotifications> notificationCenter_;
   std::unique_ptr<WebNotifications> notifications_;
   std::unique_ptr<BrowserWindow> window_;
+  std::unique_ptr<TrayItem> tray_;
 };
 
 }  // namespace quillo
