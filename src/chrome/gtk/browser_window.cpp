@@ -3,6 +3,7 @@
 
 #include <sigc++/adaptors/track_obj.h>
 
+#include "chrome/gtk/window_focus.h"
 #include "chrome/key_handler.h"
 #include "page/webkit/webkit_view.h"
 #include "palette/gtk/palette_view.h"
@@ -95,7 +96,7 @@ BrowserWindow::BrowserWindow(Browser& browser) : browser_(browser), addressBar_(
   connections_.push_back(browser_.isDeferringViews.changed().connect([this] { showCurrentPage(); }));
   connections_.push_back(browser_.pins.changed().connect([this] { refreshPinTitle(); }));
   connections_.push_back(browser_.hideRequested.connect([this] { minimize(); }));
-  connections_.push_back(browser_.bringForwardRequested.connect([this] { present(); }));
+  connections_.push_back(browser_.bringForwardRequested.connect([this] { presentNow(*this); }));
   showCurrentPage();
 }
 
