@@ -12,6 +12,7 @@
 #include <utility>
 #include <vector>
 
+#include "app/gtk/app_icon.h"
 #include "app/gtk/default_browser.h"
 #include "app/gtk/desktop_notifications.h"
 #include "app/gtk/desktop_services.h"
@@ -131,6 +132,7 @@ void QuilloApplication::on_startup() {
     present();
     if (browser_) browser_->newPrivateTab();
   });
+  useAppIcon();
   // Being told to stop (logout, kill) quits cleanly, so the session is written.
   for (int signal : {SIGTERM, SIGINT, SIGHUP})
     g_unix_signal_add(
