@@ -24,8 +24,9 @@ int main(int argc, char** argv) {
     return quillo::convertFilterListCommand(argv[2]);
   }
   if (argc > 1 && (std::strcmp(argv[1], "--help") == 0 || std::strcmp(argv[1], "-h") == 0)) {
-    std::cout << "Usage: quillo [ADDRESS or FILE…]\n"
-                 "  Opens each address or file in the running Quillo, starting it if needed.\n"
+    std::cout << "Usage: quillo [--palette | --new-window | --private-window] [ADDRESS or FILE…]\n"
+                 "  Opens each address or file in the running Quillo, starting it if needed, and brings its\n"
+                 "  window forward: with --palette ready for typing, or composing a new (private) tab.\n"
                  "       quillo --convert-filter-list FILE\n"
                  "  Writes an Adblock-style filter list as content-blocker JSON to standard output.\n";
     return 0;

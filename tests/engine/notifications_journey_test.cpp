@@ -51,10 +51,14 @@ struct NotificationServer {
     auto* server = static_cast<NotificationServer*>(self);
     GVariant* answer = nullptr;
     if (g_str_equal(method, "Notify")) {
-      const char *summary = nullptr, *body = nullptr;
-      g_variant_get(parameters, "(&su&s&s&sasa{sv}i)", nullptr, nullptr, nullptr, &summary, &body, nullptr, nullptr,
+      const char *summary = nullptr, *body = nullptr, *icon = "";
+      GVariant* hints = nullptr;
+      g_variant_get(parameters, "(&su&s&s&sas@a{sv}i)", nullptr, nullptr, nullptr, &summary, &body, nullptr, &hints,
                     nullptr);
-      server->shown.push_back(std::string(summary) + "\n" + body);  // its id: the place in the list, from 1
+      g_variant_lookup(hints, "image-path", "&s", &icon);
+      // Its id: the place in the list, from 1.
+      server->shown.push_back(std::string(icon) + ": " + summary + "\n" + body);
+      g_variant_unref(hints);
       answer = g_variant_new("(u)", guint32(server->shown.size()));
     } else {
       ++server->closes;
@@ -67,7 +71,7 @@ struct NotificationServer {
   GDBusConnection* connection = nullptr;
   guint object = 0, name = 0;
   bool owned = false;
-  std::vector<std::string> shown;  // summary and body
+  std::vector<std::string> shown;  // icon, summary and body
   int closes = 0;
 };
 
@@ -164,7 +168,7 @@ TEST_F(NotificationsJourney, ANotificationReachesTheServiceAndItsClickSelectsThe
 
   pageScript(page, "notify('Hello'); window.second = notify('Later'); ''");
   ASSERT_TRUE(waitFor([&] { return service->shown.size() == 2; }));
-  EXPECT_EQ(service->shown[0], "Hello\n127.0.0.1\nBody text");
+  EXPECT_EQ(service->shown[0], "org.quillo.Quillo: Hello\n127.0.0.1\nBody text") << "with Quillo's icon";
   EXPECT_TRUE(waitFor([&] { return pageScript(page, "events.join()") == "show,show"; }));
   pageScript(page, "second.close(); second.close(); ''");
   EXPECT_TRUE(waitFor([&] { return service->closes == 1; })) << "close() withdraws it";

@@ -4,6 +4,8 @@
 
 #include <algorithm>
 
+#include "app/gtk/app_icon.h"
+
 namespace quillo {
 
 namespace {
@@ -90,9 +92,12 @@ bool DesktopNotifications::post(const std::string& identifier, const Content& co
   const std::string body = content.body.empty() ? content.site : content.site + "\n" + content.body;
   g_notification_set_body(notification, body.c_str());
   g_notification_set_priority(notification, G_NOTIFICATION_PRIORITY_NORMAL);
-  // No icon of its own: the desktop shows the application's, found through
-  // its desktop entry. Nor is `silent` heard: GNotification has no say over
+  // Quillo's icon by name, also for services that do not look it up through
+  // the desktop entry. `silent` is not heard: GNotification has no say over
   // sound, which is the desktop's choice.
+  GIcon* icon = g_themed_icon_new(kAppIconName);
+  g_notification_set_icon(notification, icon);
+  g_object_unref(icon);
   const std::string action = std::string("app.") + kAction;
   g_notification_set_default_action_and_target(notification, action.c_str(), "s", identifier.c_str());
   // A tagged notification goes out under its group's id, so the desktop

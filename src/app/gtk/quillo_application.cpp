@@ -9,8 +9,10 @@
 #include <ctime>
 #include <future>
 #include <string>
+#include <utility>
 #include <vector>
 
+#include "app/gtk/app_icon.h"
 #include "app/gtk/default_browser.h"
 #include "app/gtk/desktop_notifications.h"
 #include "app/gtk/desktop_services.h"
@@ -19,6 +21,7 @@
 #include "blocking/content_blocker.h"
 #include "blocking/webkit/webkit_filter_store.h"
 #include "chrome/gtk/browser_window.h"
+#include "chrome/gtk/window_focus.h"
 #include "core/address.h"
 #include "core/app_support.h"
 #include "core/log.h"
@@ -65,13 +68,39 @@ gint64 processStart() {
   }();
   return start;
 }
+
+// Command-line options that run the action of the same purpose, so that a
+// desktop entry's Exec line and its activation over D-Bus do the same.
+constexpr std::pair<const char*, const char*> kOptionActions[] = {
+    {"--palette", "summon"}, {"--new-window", "new-window"}, {"--private-window", "new-private-window"}};
+
+// A second instance hands its startup id to the running one; GTK 4.8 sends
+// DESKTOP_STARTUP_ID only, not the XDG_ACTIVATION_TOKEN that Wayland
+// launchers and terminals set.
+void (*gtkAddPlatformData)(GApplication*, GVariantBuilder*) = nullptr;
+void addPlatformData(GApplication* application, GVariantBuilder* builder) {
+  if (gtkAddPlatformData) gtkAddPlatformData(application, builder);
+  const char* token = g_getenv("XDG_ACTIVATION_TOKEN");
+  if (token && *token && g_utf8_validate(token, -1, nullptr))
+    g_variant_builder_add(builder, "{sv}", "activation-token", g_variant_new_string(token));
+}
 }  // namespace
 
 Glib::RefPtr<QuilloApplication> QuilloApplication::create() {
   return Glib::make_refptr_for_instance<QuilloApplication>(new QuilloApplication());
 }
 
-QuilloApplication::QuilloApplication() : Gtk::Application(kID, Gio::Application::Flags::HANDLES_COMMAND_LINE) {}
+// The command line keeps words as typed; links and files the desktop sends
+// over D-Bus (to a D-Bus activated entry) arrive as "open".
+QuilloApplication::QuilloApplication()
+    : Gtk::Application(kID, Gio::Application::Flags::HANDLES_COMMAND_LINE | Gio::Application::Flags::HANDLES_OPEN) {
+  // gtkmm wraps no add_platform_data to override.
+  auto* type = G_APPLICATION_GET_CLASS(gobj());
+  if (type->add_platform_data != addPlatformData) {
+    gtkAddPlatformData = type->add_platform_data;
+    type->add_platform_data = addPlatformData;
+  }
+}
 
 QuilloApplication::~QuilloApplication() = default;
 
@@ -93,6 +122,18 @@ void QuilloApplication::on_startup() {
   Gtk::Application::on_startup();
   add_action("quit", [this] { quit(); });
   set_accel_for_action("app.quit", "<Control>q");
+  // Exported on the bus: `gapplication action org.quillo.Quillo summon`, a
+  // desktop shortcut, the desktop entry's actions.
+  add_action("summon", [this] { summon(); });
+  add_action("new-window", [this] {
+    present();
+    if (browser_) browser_->newTab();
+  });
+  add_action("new-private-window", [this] {
+    present();
+    if (browser_) browser_->newPrivateTab();
+  });
+  useAppIcon();
   // Being told to stop (logout, kill) quits cleanly, so the session is written.
   for (int signal : {SIGTERM, SIGINT, SIGHUP})
     g_unix_signal_add(
@@ -206,9 +247,38 @@ void QuilloApplication::on_startup() {
   });
 }
 
+void QuilloApplication::handOverActivationToken() {
+  if (window_ && !activationToken_.empty()) window_->set_startup_id(activationToken_);
+  activationToken_.clear();
+}
+
 void QuilloApplication::present() {
   if (!window_) return;
-  window_->present();
+  handOverActivationToken();
+  presentNow(*window_);
+}
+
+void QuilloApplication::summon() {
+  if (!browser_) return;
+  handOverActivationToken();
+  browser_->summon();
+}
+
+void QuilloApplication::before_emit_vfunc(const Glib::VariantBase& platformData) {
+  Gtk::Application::before_emit_vfunc(platformData);
+  activationToken_.clear();
+  auto* data = const_cast<GVariant*>(platformData.gobj());
+  const char* token = nullptr;
+  if (data && g_variant_is_of_type(data, G_VARIANT_TYPE_VARDICT) &&
+      (g_variant_lookup(data, "activation-token", "&s", &token) ||
+       g_variant_lookup(data, "desktop-startup-id", "&s", &token)))
+    activationToken_ = token;
+}
+
+void QuilloApplication::after_emit_vfunc(const Glib::VariantBase& platformData) {
+  // Spent or not, a token belongs to its request only.
+  activationToken_.clear();
+  Gtk::Application::after_emit_vfunc(platformData);
 }
 
 void QuilloApplication::on_activate() { present(); }
@@ -218,9 +288,14 @@ int QuilloApplication::on_command_line(const Glib::RefPtr<Gio::ApplicationComman
   char** argv = commandLine->get_arguments(argc);
   std::string cwd = commandLine->get_cwd();
   std::vector<Url> urls;
+  std::vector<std::string> actions;
   for (int i = 1; i < argc; ++i) {
     std::string argument = argv[i];
-    if (argument.rfind("--", 0) == 0) continue;  // options are handled before we get here
+    if (argument.rfind("--", 0) == 0) {
+      for (auto [option, action] : kOptionActions)
+        if (argument == option) actions.push_back(action);
+      continue;
+    }
     if (auto url = resolveArgument(argument, cwd))
       urls.push_back(*url);
     else
@@ -228,8 +303,17 @@ int QuilloApplication::on_command_line(const Glib::RefPtr<Gio::ApplicationComman
   }
   g_strfreev(argv);
   if (browser_ && !urls.empty()) browser_->openIncoming(urls);
-  present();
+  if (actions.empty()) present();
+  for (const auto& action : actions) activate_action(action);
   return 0;
+}
+
+void QuilloApplication::on_open(const type_vec_files& files, const Glib::ustring&) {
+  std::vector<Url> urls;
+  for (const auto& file : files)
+    if (auto url = resolveArgument(file->get_uri(), "")) urls.push_back(*url);
+  if (browser_ && !urls.empty()) browser_->openIncoming(urls);
+  present();
 }
 
 void QuilloApplication::on_shutdown() {

@@ -34,7 +34,8 @@ class WebKitEngine;
 class WebKitFilterStore;
 
 // The application: one instance per user session over D-Bus. A second
-// `quillo URL…` hands its addresses to the running one and exits.
+// `quillo URL…` (or `quillo --palette`) hands its request to the running one
+// and exits; the desktop may also start it over D-Bus and call its actions.
 class QuilloApplication : public Gtk::Application {
  public:
   static constexpr const char* kID = "org.quillo.Quillo";
@@ -51,9 +52,19 @@ class QuilloApplication : public Gtk::Application {
   void on_activate() override;
   void on_shutdown() override;
   int on_command_line(const Glib::RefPtr<Gio::ApplicationCommandLine>& commandLine) override;
+  void on_open(const type_vec_files& files, const Glib::ustring& hint) override;
+  void before_emit_vfunc(const Glib::VariantBase& platformData) override;
+  void after_emit_vfunc(const Glib::VariantBase& platformData) override;
 
  private:
   void present();
+  // present(), then the palette opens ready for typing.
+  void summon();
+  void handOverActivationToken();
+
+  // The token of the request being handled, from whoever asked (a launcher,
+  // a terminal, a link in another program): it lets the window take the focus.
+  std::string activationToken_;
 
   GLibScheduler scheduler_;
   std::unique_ptr<Settings> settings_;

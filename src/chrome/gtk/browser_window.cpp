@@ -4,6 +4,7 @@
 #include <gtkmm/eventcontrollerlegacy.h>
 #include <sigc++/adaptors/track_obj.h>
 
+#include "chrome/gtk/window_focus.h"
 #include "chrome/key_handler.h"
 #include "page/webkit/webkit_view.h"
 #include "palette/gtk/palette_view.h"
@@ -109,14 +110,7 @@ BrowserWindow::BrowserWindow(Browser& browser) : browser_(browser), addressBar_(
   connections_.push_back(browser_.isDeferringViews.changed().connect([this] { showCurrentPage(); }));
   connections_.push_back(browser_.pins.changed().connect([this] { refreshPinTitle(); }));
   connections_.push_back(browser_.hideRequested.connect([this] { minimize(); }));
-  connections_.push_back(browser_.bringForwardRequested.connect([this] {
-    // Summoned from another program: by that key's time, or X11 refuses the
-    // keyboard to a window the user has not touched lately.
-    if (auto time = desktopKeys_.eventTime())
-      present(time);
-    else
-      present();
-  }));
+  connections_.push_back(browser_.bringForwardRequested.connect([this] { presentNow(*this); }));
   showCurrentPage();
 }
 

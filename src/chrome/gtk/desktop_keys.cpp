@@ -86,7 +86,6 @@ void DesktopKeys::drain() {
     if (kind == Kind::ctrl) ctrlDown_ = std::max(0, ctrlDown_ + (press ? 1 : release ? -1 : 0));
     if (kind == Kind::modifier) othersDown_ = std::max(0, othersDown_ + (press ? 1 : release ? -1 : 0));
     const bool elsewhere = !isOurs_();
-    eventTime_ = guint32(raw->time);
     if (elsewhere) {
       if (cookie->evtype == XI_RawButtonPress)
         chrome_.pointerPressed(true);
@@ -95,7 +94,6 @@ void DesktopKeys::drain() {
       else if (press && kind == Kind::other)
         chrome_.keyPressed(Chrome::Key::other, true);
     }
-    eventTime_ = 0;
     XFreeEventData(display_, cookie);
   }
 }

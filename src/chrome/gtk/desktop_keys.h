@@ -22,10 +22,6 @@ class DesktopKeys {
   DesktopKeys& operator=(const DesktopKeys&) = delete;
   // Whether other programs' keys are heard (an X11 display with XInput 2).
   bool hearsOtherApps() const { return display_ != nullptr; }
-  // While the chrome hears an event from another program: its X server
-  // time, so a window brought forward by it is allowed the keyboard. 0
-  // otherwise.
-  guint32 eventTime() const { return eventTime_; }
 
  private:
   void drain();
@@ -34,7 +30,6 @@ class DesktopKeys {
   ::_XDisplay* display_ = nullptr;
   guint watch_ = 0;
   int opcode_ = 0;
-  guint32 eventTime_ = 0;
   // Modifier keys down, heard raw: Ctrl's two keys, and the others.
   int ctrlDown_ = 0, othersDown_ = 0;
 };
