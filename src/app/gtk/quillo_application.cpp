@@ -133,7 +133,7 @@ void QuilloApplication::on_startup() {
     present();
     if (browser_) browser_->newPrivateTab();
   });
-  useAppIcon();
+  iconFolder_ = useAppIcon();
   // Being told to stop (logout, kill) quits cleanly, so the session is written.
   for (int signal : {SIGTERM, SIGINT, SIGHUP})
     g_unix_signal_add(
@@ -218,7 +218,7 @@ void QuilloApplication::on_startup() {
   // The menu-bar item, where the desktop has a tray. Closing the window
   // still quits: the item holds nothing open.
   if (GDBusConnection* bus = g_application_get_dbus_connection(G_APPLICATION(gobj())))
-    tray_ = std::make_unique<TrayItem>(bus, *browser_);
+    tray_ = std::make_unique<TrayItem>(bus, *browser_, iconFolder_);
   // QUILLO_REPORT_STARTUP=1 prints how long the window took to show, and
   // when the palette is ready for typing: the window is up and everything
   // start-up queued on the main loop has run, so a key is handled at once.

@@ -89,6 +89,8 @@ class QuilloApplication : public Gtk::Application {
   std::unique_ptr<WebNotifications> notifications_;
   std::unique_ptr<BrowserWindow> window_;
   std::unique_ptr<TrayItem> tray_;
+  // Where the icon is found when it is not installed (a build-tree run).
+  std::string iconFolder_;
 };
 
 }  // namespace quillo

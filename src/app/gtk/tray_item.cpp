@@ -28,6 +28,7 @@ constexpr const char* kInterfaces = R"(<node>
   <property name='Status' type='s' access='read'/>
   <property name='WindowId' type='i' access='read'/>
   <property name='IconName' type='s' access='read'/>
+  <property name='IconThemePath' type='s' access='read'/>
   <property name='IconPixmap' type='a(iiay)' access='read'/>
   <property name='OverlayIconName' type='s' access='read'/>
   <property name='AttentionIconName' type='s' access='read'/>
@@ -81,8 +82,11 @@ bool wanted(GVariant* names, const char* name) {
 
 }  // namespace
 
-TrayItem::TrayItem(GDBusConnection* bus, Browser& browser)
-    : bus_(G_DBUS_CONNECTION(g_object_ref(bus))), browser_(browser), entries_(trayMenu(TrayState{})) {
+TrayItem::TrayItem(GDBusConnection* bus, Browser& browser, std::string iconFolder)
+    : bus_(G_DBUS_CONNECTION(g_object_ref(bus))),
+      browser_(browser),
+      entries_(trayMenu(TrayState{})),
+      iconFolder_(std::move(iconFolder)) {
   // The desktop's state is read when a tray first asks for the menu, not
   // while the window is coming up.
   static const GDBusInterfaceVTable item = {itemCall, itemProperty, nullptr, {}};
@@ -166,7 +170,7 @@ void TrayItem::itemCall(GDBusConnection*, const char*, const char*, const char*,
 }
 
 GVariant* TrayItem::itemProperty(GDBusConnection*, const char*, const char*, const char*, const char* name, GError**,
-                                 gpointer) {
+                                 gpointer self) {
   const std::string_view property = name;
   if (property == "Category") return g_variant_new_string("ApplicationStatus");
   if (property == "Id") return g_variant_new_string("quillo");
@@ -174,6 +178,7 @@ GVariant* TrayItem::itemProperty(GDBusConnection*, const char*, const char*, con
   if (property == "Status") return g_variant_new_string("Active");
   if (property == "WindowId") return g_variant_new_int32(0);
   if (property == "IconName") return g_variant_new_string(kIcon);
+  if (property == "IconThemePath") return g_variant_new_string(static_cast<TrayItem*>(self)->iconFolder_.c_str());
   if (property == "IconPixmap") return g_variant_new_array(G_VARIANT_TYPE("(iiay)"), nullptr, 0);
   if (property == "ToolTip")
     return g_variant_new("(s@a(iiay)ss)", kIcon, g_variant_new_array(G_VARIANT_TYPE("(iiay)"), nullptr, 0), "Quillo",

@@ -20,7 +20,9 @@ class TrayItem {
   static constexpr const char* kItemPath = "/StatusNotifierItem";
   static constexpr const char* kMenuPath = "/MenuBar";
 
-  TrayItem(GDBusConnection* bus, Browser& browser);
+  // `iconFolder`: a theme folder holding the icon when it is not installed
+  // (running from the build tree), else empty.
+  TrayItem(GDBusConnection* bus, Browser& browser, std::string iconFolder = {});
   ~TrayItem();
   TrayItem(const TrayItem&) = delete;
   TrayItem& operator=(const TrayItem&) = delete;
@@ -61,6 +63,7 @@ class TrayItem {
   std::optional<bool> shown_;
   // Ids are places in the list, from 1; 0 is the menu itself.
   std::vector<TrayEntry> entries_;
+  std::string iconFolder_;
   guint32 revision_ = 1;
 };
 
