@@ -31,6 +31,12 @@ struct LoadError {
   static constexpr const char* kSentBack = "The site sent Quillo back to its insecure address.";
   static constexpr const char* kTimedOut = "The request timed out.";
   static constexpr const char* kAbandoned = "The connection ended before the page arrived.";
+  static constexpr const char* kRefusedByEngine = "The web engine refused to open this address.";
+  // A port kept for other kinds of service, which browsers never use.
+  static std::string restrictedPort(int port) {
+    return "Port " + std::to_string(port) + " belongs to another kind of service (mail, file transfer, chat…), " +
+           "so browsers never connect to it.";
+  }
 };
 
 }  // namespace quillo

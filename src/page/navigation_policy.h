@@ -28,4 +28,8 @@ NavigationPolicy responsePolicy(const NavigationResponse& response);
 
 bool sameHost(const std::optional<Url>& a, const std::optional<Url>& b);
 
+// Ports of other services (mail, FTP, IRC…) that browsers never connect to;
+// the engine answers them with an empty page, not an error.
+bool isRestrictedPort(int port);
+
 }  // namespace quillo::navigation

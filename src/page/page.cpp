@@ -144,6 +144,11 @@ void Page::reload() {
 }
 
 void Page::startLoad(const Url& target) {
+  // Refused here, with a reason: the engine would show an empty page.
+  if (navigation::isRestrictedPort(target.port()) && target.hasHost()) {
+    webView();  // the page shows its error, so it has a view behind it
+    return setError(LoadError{target, LoadError::restrictedPort(target.port()), std::nullopt});
+  }
   armTimeout(target);
   webView().load(target);
 }
@@ -270,6 +275,8 @@ std::optional<std::string> Page::navigationState() const {
 }
 
 std::optional<Url> Page::savedURL() const {
+  // After a failure, the address that failed: the one to correct or retry.
+  if (loadError.get() && loadError.get()->url) return loadError.get()->url;
   if (url.get()) return url.get();
   return pendingURL;
 }
@@ -308,6 +315,12 @@ void Page::webViewStateChanged() {
 }
 
 void Page::webViewCommitted() {
+  // The engine gives up on some addresses by showing an empty page: shown
+  // as the failure it is.
+  if (auto shown = webView_->url();
+      expectedLoad_ && shown && shown->str() == "about:blank" && expectedLoad_->str() != "about:blank") {
+    return setError(LoadError{*expectedLoad_, LoadError::kRefusedByEngine, std::nullopt});
+  }
   timeout_.cancel();
   abandonedCheck_.cancel();
   expectedLoad_.reset();

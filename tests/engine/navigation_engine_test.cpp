@@ -244,6 +244,9 @@ TEST_F(LoadErrorJourney, AClosedPortShowsTheErrorTryAgainByKeyboardAndNoHistory)
       << "tried again and failed again";
   EXPECT_EQ(page->loadError.get()->url, Url::parse("http://" + typed));
 
+  openPalette();
+  EXPECT_EQ(fieldText(), "http://" + typed) << "the field offers the address that failed, to correct it";
+  key("Escape");
   EXPECT_EQ(history->find(*Url::parse("http://" + typed)), nullptr) << "the failed address is no visit";
   EXPECT_EQ(page->url.get(), Url::parse(url("/alpha.html"))) << "the page behind is unchanged";
 
@@ -252,6 +255,24 @@ TEST_F(LoadErrorJourney, AClosedPortShowsTheErrorTryAgainByKeyboardAndNoHistory)
     return address() == url("/beta.html") && !page->loadError.get() &&
            withRole(stage, GTK_ACCESSIBLE_ROLE_HEADING).empty();
   })) << "the error goes with the next load";
+}
+
+TEST_F(LoadErrorJourney, ARestrictedPortIsShownAndTheSessionKeepsBothAddresses) {
+  auto page = openPage("/alpha.html");
+  enter("http://127.0.0.1:1/x");
+  ASSERT_TRUE(waitFor([&] { return window->pageStage().errorView().get_mapped(); })) << address();
+  EXPECT_NE(std::string(window->pageStage().errorView().messageLabel().get_text()).find("Port 1 "), std::string::npos);
+  openPalette();
+  EXPECT_EQ(fieldText(), "http://127.0.0.1:1/x") << "the bar offers what failed";
+  key("Escape");
+  browser->saveSession();
+  auto session = readFile(AppSupport::file("session.json"));
+  EXPECT_NE(session.find("http://127.0.0.1:1/x"), std::string::npos) << "the tab's address: the one that failed";
+  EXPECT_EQ(session.find("about:blank"), std::string::npos);
+  browser->closeCurrentTab();
+  browser->reopenClosedTab();
+  EXPECT_TRUE(waitFor([&] { return address() == url("/alpha.html"); }))
+      << "its back list still holds the page that was showing";
 }
 
 }  // namespace
