@@ -82,8 +82,10 @@ std::string PaletteList::quickDividerText(int numbered) {
 
 std::optional<std::string> PaletteList::emptyNotice(const Browser& browser, const Extras& extras) {
   auto scope = browser.scope.get();
-  if (!scope) return std::nullopt;
   const bool typed = !trimSpaces(browser.query.get()).empty();
+  // Typed text that matches nothing says so (Return still goes to it);
+  // an empty list with nothing typed shows nothing at all.
+  if (!scope) return typed ? std::optional<std::string>("No matches") : std::nullopt;
   switch (*scope) {
     case PaletteCommand::permissions:
       return typed ? "No sites match" : "No site has asked for anything yet · open a site to set its permissions";

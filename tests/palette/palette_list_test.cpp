@@ -57,6 +57,8 @@ TEST_F(PaletteListTest, CommandListIsGroupedIntoThisPageTabsAndQuillo) {
 }
 
 TEST_F(PaletteListTest, PermissionsAreGroupedBySiteAndAnEmptyScopeExplainsItself) {
+  type("nothing like it");
+  EXPECT_EQ(outline(), Strings{"notice: No matches"});
   browser->enter(PaletteCommand::permissions);  // the window shows its notice with nothing asked yet
   type("zzz");
   EXPECT_EQ(outline(), Strings{"notice: No sites match"});
