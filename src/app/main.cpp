@@ -1,5 +1,6 @@
 // The program's entry point: --version, --help and --convert-filter-list, else the GTK application.
 #include <glib.h>
+#include <sys/stat.h>
 
 #include <cstring>
 #include <iostream>
@@ -9,6 +10,10 @@
 #include "blocking/convert_command.h"
 
 int main(int argc, char** argv) {
+  // Before anything is created, and inherited by the engine's processes:
+  // cookies, storage and caches are private to this account from birth, so a
+  // crash leaves nothing readable by others.
+  umask(077);
   g_set_prgname("quillo");
   g_set_application_name("Quillo");
   if (argc > 1 && std::strcmp(argv[1], "--version") == 0) {

@@ -500,32 +500,65 @@ void Browser::startFinding() {
   selectedResult = std::nullopt;
   isFinding = true;
   findMatched = std::nullopt;
+  findCount = std::nullopt;
+  findIndex = 0;
   addressBarFocusRequests = addressBarFocusRequests.get() + 1;
 }
 
 void Browser::stopFinding() {
   if (!isFinding.get()) return;
   isFinding = false;
+  ++findRequests_;
+  ++findCounts_;
   findMatched = std::nullopt;
+  findCount = std::nullopt;
+  findIndex = 0;
   if (auto page = current()) page->finishFind();
 }
 
 void Browser::find(const std::string& text) {
   findText = text;
+  findAfresh(false);
+}
+
+void Browser::findAfresh(bool backwards) {
+  const unsigned request = ++findRequests_, counting = ++findCounts_;
+  findCount = std::nullopt;
+  findIndex = 0;
   auto page = current();
-  if (!page || text.empty()) return;
+  if (!page || findText->empty()) return;
   std::weak_ptr<bool> alive = aliveToken_;
-  page->find(text, false, [this, alive](bool found) {
-    if (!alive.expired()) findMatched = found;
+  // From the end the shown match is the last, known once counted.
+  auto last = [this] { return findCount->value_or(0) <= kFindMatchLimit ? findCount->value_or(0) : 0; };
+  page->find(findText.get(), backwards, [this, alive, request, backwards, last](bool found) {
+    if (alive.expired() || request != findRequests_) return;
+    findIndex = found ? (backwards ? last() : 1) : 0;
+    findMatched = found;
+  });
+  page->countMatches(findText.get(), [this, alive, counting, backwards, last](unsigned count) {
+    if (alive.expired() || counting != findCounts_) return;
+    findCount = count;
+    if (backwards && findMatched.get() == true && findIndex.get() == 0) findIndex = last();
   });
 }
 
 void Browser::findNext(bool backwards) {
   auto page = current();
   if (!page || findText->empty()) return;
+  if (findIndex.get() == 0) return findAfresh(backwards);
+  // The engine wraps round; so does the index, when the count is known.
+  const unsigned at = findIndex.get(), count = findCount->value_or(0);
+  const bool bounded = count > 0 && count <= kFindMatchLimit;
+  if (backwards)
+    findIndex = at > 1 ? at - 1 : bounded ? count : 1;
+  else
+    findIndex = bounded && at >= count ? 1 : at + 1;
+  const unsigned request = ++findRequests_;
   std::weak_ptr<bool> alive = aliveToken_;
-  page->find(findText.get(), backwards, [this, alive](bool found) {
-    if (!alive.expired()) findMatched = found;
+  page->find(findText.get(), backwards, [this, alive, request](bool found) {
+    if (alive.expired() || request != findRequests_) return;
+    if (!found) findIndex = 0;
+    findMatched = found;
   });
 }
 

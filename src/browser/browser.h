@@ -129,6 +129,11 @@ class Browser {
   Published<bool> isFinding{false};
   Published<std::string> findText;
   Published<std::optional<bool>> findMatched;
+  // How many matches findText has (none until counted; above kFindMatchLimit
+  // when too many to count) and which is shown, from 1 (0: none). The engine
+  // keeps no current match, so it is followed here.
+  Published<std::optional<unsigned>> findCount;
+  Published<unsigned> findIndex{0};
   void startFinding();
   void stopFinding();
   void find(const std::string& text);
@@ -335,6 +340,10 @@ class Browser {
   std::shared_ptr<DataStore> privateDataStore_;
   std::vector<std::shared_ptr<ContentFilter>> blockLists_;
   TaskHandle flashTask_;
+  // Searches findText from the start (or the end), counting its matches.
+  void findAfresh(bool backwards);
+  // Answers to older find requests (or counts) are stale.
+  unsigned findRequests_ = 0, findCounts_ = 0;
   TaskHandle pendingSessionSave_;
   Clock::time_point firstUnsavedSessionChange_{};
   TaskHandle focusTask_;

@@ -61,10 +61,11 @@ void Browser::initPalette() {
   });
 
   auto notify = [this] { paletteChanged.emit(); };
-  for (auto* signal : {&query.changed(), &selectedResult.changed(), &confirmingDeletePinID.changed(),
-                       &renamingID.changed(), &editingURLPinID.changed(), &isChoosingSplitPartner.changed(),
-                       &pages.changed(), &recent.changed(), &cycleIndex.changed(), &isComposingNewTab.changed(),
-                       &pins.changed(), &quickPinCount.changed(), &scope.changed()})
+  for (auto* signal :
+       {&query.changed(), &selectedResult.changed(), &confirmingDeletePinID.changed(), &renamingID.changed(),
+        &editingURLPinID.changed(), &isChoosingSplitPartner.changed(), &pages.changed(), &recent.changed(),
+        &cycleIndex.changed(), &isComposingNewTab.changed(), &pins.changed(), &quickPinCount.changed(),
+        &scope.changed(), &isFinding.changed(), &findCount.changed(), &findIndex.changed()})
     signal->connect(notify);
 }
 

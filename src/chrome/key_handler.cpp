@@ -77,18 +77,20 @@ bool handleKey(Browser& browser, const KeyPress& p) {
       if (p.shift) return false;
       browser.submit(p.fieldText, p.alt);
       return true;
-    case Key::tab:
-      if (only(p, false, false, false) && browser.isChoosingCommand()) {
-        auto rows = browser.results();
-        auto active = browser.activeResult();
-        const PaletteCommand* command =
-            active && size_t(*active) < rows.size() ? rows[size_t(*active)].command() : nullptr;
-        if (command && commands::info(*command).opensScope) {
-          browser.enter(*command);
-          return true;
-        }
-      }
-      return false;
+    case Key::tab: {
+      if (!only(p, false, false, false)) return false;
+      auto rows = browser.isChoosingCommand() ? browser.results() : std::vector<PaletteItem>();
+      auto active = browser.activeResult();
+      const PaletteCommand* command =
+          active && size_t(*active) < rows.size() ? rows[size_t(*active)].command() : nullptr;
+      if (command && commands::info(*command).opensScope)
+        browser.enter(*command);
+      else if (command)
+        browser.submit(p.fieldText, false);
+      // Otherwise nothing to run: the keyboard stays, since leaving the field
+      // would drop the palette.
+      return true;
+    }
     case Key::del:
       if (only(p, false, true, false)) {
         browser.removeHighlighted();

@@ -154,6 +154,10 @@ class Page : public WebViewEvents, public std::enable_shared_from_this<Page> {
   // Loads the page again; after a failure, tries the failed address again.
   void reload();
   void find(const std::string& text, bool backwards, std::function<void(bool found)> done);
+  // Counts the matches of text where find() looks.
+  void countMatches(const std::string& text, std::function<void(unsigned)> done) {
+    (readerView.get() ? *readerView.get() : webView()).countMatches(text, std::move(done));
+  }
   void finishFind();
   void applyMuted();
   // Mutes a page that is not muted and unmutes one that is. The page's

@@ -39,6 +39,9 @@ struct UserScript {
 
 class WebViewPort;
 
+// Matches are counted up to this many: beyond, only "more" is known.
+constexpr unsigned kFindMatchLimit = 1000;
+
 // Everything a new web view is made with.
 struct ViewConfiguration {
   std::shared_ptr<DataStore> store;
@@ -204,6 +207,9 @@ class WebViewPort {
 
   // Finds text (case-insensitive, wrapping); calls back with whether it matched.
   virtual void find(const std::string& text, bool backwards, std::function<void(bool)> done) = 0;
+  // Counts the matches of text as find() sees them; more than
+  // kFindMatchLimit are reported as kFindMatchLimit + 1.
+  virtual void countMatches(const std::string& text, std::function<void(unsigned)> done) = 0;
   virtual void finishFind() = 0;
 
   virtual void setMuted(bool muted) = 0;

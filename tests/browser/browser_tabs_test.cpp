@@ -134,6 +134,22 @@ TEST_F(BrowserTabs, FindingNeedsAPageAndEndsWhenAPinOpens) {
   EXPECT_FALSE(view(a).findActive);
 }
 
+// The engine keeps no current match: the index follows the steps, round the ends.
+TEST_F(BrowserTabs, FindFollowsTheCurrentMatchRoundTheEnds) {
+  view(open("https://a.example/")).matchCount = 3;
+  browser->startFinding();
+  browser->find("ab");
+  std::string seen;
+  for (bool backwards : {false, false, false, true}) {
+    browser->findNext(backwards);
+    seen += std::to_string(browser->findIndex.get());
+  }
+  browser->stopFinding();
+  browser->startFinding();  // the text is kept: stepping back starts from the last
+  browser->findNext(true);
+  EXPECT_EQ(seen + std::to_string(browser->findIndex.get()), "23133");
+}
+
 TEST_F(BrowserTabs, IncomingLinksSelectOpenTabsOrOpenNewOnes) {
   auto a = open("https://a.example/");
   open("https://b.example/");

@@ -45,10 +45,20 @@ TEST_F(KeyHandling, KeysOutOfPlaceOrWithOtherModifiersPassOn) {
   EXPECT_EQ(browser->highlightIndex(), 0);
   EXPECT_TRUE(clipboard.texts.empty());
   EXPECT_FALSE(browser->confirmingDeletePinID.get());
+}
 
-  type("/reop");
-  EXPECT_FALSE(handleKey(*browser, field(Key::tab, false))) << "a command without a list has no scope to open";
-  EXPECT_FALSE(browser->scope.get());
+TEST_F(KeyHandling, TabRunsTheHighlightedCommandAndNeverLeavesTheField) {
+  browser->closeCurrentTab();
+  for (auto [typed, left] : std::initializer_list<std::pair<const char*, const char*>>{
+           {"/reop", ""},     // runs like Return: the tab is back
+           {"/zzz", "/zzz"},  // nothing to run: stays as typed
+           {"gamma", "gamma"},
+       }) {
+    type(typed);
+    EXPECT_TRUE(handleKey(*browser, field(Key::tab, false))) << typed << ": the field keeps the keyboard";
+    EXPECT_EQ(browser->pages->size(), 3u) << typed;
+    EXPECT_EQ(browser->query.get(), left) << typed;
+  }
 }
 
 TEST_F(KeyHandling, ArrowsStopAtTheEndsOfTheList) {

@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # A private tab stores cookies, storage, IndexedDB and a cached file, and is zoomed: after quit no file holds a trace
 # of it. The same in a normal tab does, so the search looks where the engine writes. No file is readable by others,
-# including files an older version left readable.
+# including files an older version left readable, and files made before a crash.
 set -euo pipefail
 quillo=$1
 source "$(dirname "$0")/common.bash"
@@ -112,6 +112,15 @@ for f in session.json history.json zoom.json; do
   ! grep -qs "127.0.0.1" "$data/$f" || { echo "$f knows the private site"; cat "$data/$f"; exit 1; }
 done
 echo "  no trace in $(find "$XDG_DATA_HOME" "$XDG_CONFIG_HOME" "$XDG_CACHE_HOME" -type f | wc -l) files"
+
+echo "killed while running under a lax umask, the engine's new files are already private"
+umask 022
+"$quillo" "http://127.0.0.1:$port/killed/page.html" 2>>"$work/log" & pid=$!
+wait_for 30 requested "/killed/done"
+kill -9 "$pid"; wait "$pid" 2>/dev/null || true
+wait_for 30 eval '! running'
+loose=$(find "$data" "$XDG_CONFIG_HOME/quillo" "$XDG_CACHE_HOME/quillo" ! -type l -perm /077 -printf '%m %p\n')
+[ -z "$loose" ] || { echo "open to others while running:"; echo "$loose"; exit 1; }
 
 normal="nrm$RANDOM$RANDOM"
 echo "the same in a normal tab ($normal) is found"

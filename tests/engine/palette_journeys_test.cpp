@@ -65,7 +65,7 @@ TEST_F(PaletteJourney, CommandsRunAndScopesKeepTheKeyboard) {
   type("/reopen");
   EXPECT_EQ(caption(), "Commands · Tab or Return to open");
   ASSERT_TRUE(waitFor([&] { return highlightIs("Reopen closed tab"); }));
-  key("Return");
+  key("Tab");
   EXPECT_TRUE(onPage("/gamma.html")) << "the closed tab is back";
   EXPECT_EQ(browser->pages.get()[2]->savedURL()->str(), url("/gamma.html")) << "at its old place";
 
@@ -191,17 +191,18 @@ TEST_F(PaletteJourney, FindKeysStepThroughMatchesAndFindingEndsWhenThePaletteOpe
   ASSERT_TRUE(waitFor([&] { return browser->isFinding.get() && fieldHasFocus(); }));
   EXPECT_EQ(caption(), "Find in page · Return for next, Shift+Return for previous");
   type("gamma");
-  ASSERT_TRUE(waitFor([&] { return browser->findMatched.get() == std::optional<bool>(true); }));
+  ASSERT_TRUE(waitFor([&] { return caption() == "1 of 3"; })) << caption();
+  EXPECT_FALSE(listShown()) << "no tab rows over the page while finding";
   std::string seen = pageScript(gamma, "getSelection().toString()");
   for (auto keys : {"Return", "shift+Return", "ctrl+g", "F3", "F3", "shift+F3", "ctrl+shift+g", "shift+F3"}) {
     browser->findMatched = std::nullopt;
     key(keys);
     EXPECT_TRUE(waitFor([&] { return browser->findMatched.get() == std::optional<bool>(true); })) << keys;
-    seen += std::string(" ") + keys + ":" + pageScript(gamma, "getSelection().toString()");
+    seen += std::string(" ") + keys + ":" + pageScript(gamma, "getSelection().toString()") + " " + caption();
   }
   EXPECT_EQ(seen,
-            "gamma Return:GAMMA shift+Return:gamma ctrl+g:GAMMA F3:Gamma F3:gamma shift+F3:Gamma "
-            "ctrl+shift+g:GAMMA shift+F3:gamma");
+            "gamma Return:GAMMA 2 of 3 shift+Return:gamma 1 of 3 ctrl+g:GAMMA 2 of 3 F3:Gamma 3 of 3 F3:gamma 1 of 3 "
+            "shift+F3:Gamma 3 of 3 ctrl+shift+g:GAMMA 2 of 3 shift+F3:gamma 1 of 3");
   type("zz");
   ASSERT_TRUE(waitFor([&] { return browser->findMatched.get() == std::optional<bool>(false); }));
   EXPECT_TRUE(waitFor([&] { return caption() == "No matches · Esc to stop"; })) << "once the flash is gone";

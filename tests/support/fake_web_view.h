@@ -93,10 +93,12 @@ class FakeWebView final : public WebViewPort {
   void goToCurrentItem() override {
     if (current_ >= 0) startLoad(entries_[size_t(current_)].url);
   }
-  // The fake page holds no text: nothing is ever found.
   void find(const std::string&, bool, std::function<void(bool)> done) override {
     findActive = true;
-    if (done) done(false);
+    if (done) done(matchCount > 0);
+  }
+  void countMatches(const std::string&, std::function<void(unsigned)> done) override {
+    if (done) done(matchCount);
   }
   void finishFind() override { findActive = false; }
   void setMuted(bool muted) override { muted_ = muted; }
@@ -120,6 +122,7 @@ class FakeWebView final : public WebViewPort {
   std::string loadedHTML;               // of the last loadHTML
   std::vector<Evaluation> evaluations;
   bool findActive = false;
+  unsigned matchCount = 0;  // of whatever find looks for
 
   // Answers evaluate(); unset, every script answers nothing and no error.
   std::function<void(const Evaluation&, EvaluationDone)> evaluator;

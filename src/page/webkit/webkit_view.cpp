@@ -19,8 +19,6 @@ namespace quillo {
 
 namespace {
 
-constexpr guint kMaxFindMatches = 1000;
-
 using EvaluateDone = std::function<void(std::optional<nlohmann::json>, std::string)>;
 
 // What an asynchronous call needs to come back to: the view may be gone.
@@ -198,6 +196,10 @@ WebKitView::WebKitView(WebKitWebView* view, std::shared_ptr<DataStore> store,
   WebKitFindController* finder = webkit_web_view_get_find_controller(view_);
   connect(finder, "found-text", G_CALLBACK(+[](WebKitFindController*, guint, gpointer self) {
             static_cast<WebKitView*>(self)->finishedFinding(true);
+          }));
+  connect(finder, "counted-matches", G_CALLBACK(+[](WebKitFindController*, guint count, gpointer self) {
+            if (auto done = std::exchange(static_cast<WebKitView*>(self)->countDone_, nullptr))
+              done(std::min(count, kFindMatchLimit + 1));  // G_MAXUINT: more than the limit
           }));
   connect(finder, "failed-to-find-text", G_CALLBACK(+[](WebKitFindController*, gpointer self) {
             static_cast<WebKitView*>(self)->finishedFinding(false);
@@ -405,15 +407,24 @@ void WebKitView::find(const std::string& text, bool backwards, std::function<voi
   guint options = WEBKIT_FIND_OPTIONS_CASE_INSENSITIVE | WEBKIT_FIND_OPTIONS_WRAP_AROUND;
   if (backwards) options |= WEBKIT_FIND_OPTIONS_BACKWARDS;
   findText_ = text;
-  webkit_find_controller_search(finder, text.c_str(), options, kMaxFindMatches);
+  webkit_find_controller_search(finder, text.c_str(), options, kFindMatchLimit);
 }
 
 void WebKitView::finishedFinding(bool found) {
   if (auto done = std::exchange(findDone_, nullptr)) done(found);
 }
 
+void WebKitView::countMatches(const std::string& text, std::function<void(unsigned)> done) {
+  countDone_ = std::move(done);
+  // The same options as a forward search, which search_next() goes on with.
+  webkit_find_controller_count_matches(webkit_web_view_get_find_controller(view_), text.c_str(),
+                                       WEBKIT_FIND_OPTIONS_CASE_INSENSITIVE | WEBKIT_FIND_OPTIONS_WRAP_AROUND,
+                                       kFindMatchLimit);
+}
+
 void WebKitView::finishFind() {
   findDone_ = nullptr;
+  countDone_ = nullptr;
   findText_.reset();
   webkit_find_controller_search_finish(webkit_web_view_get_find_controller(view_));
 }

@@ -57,6 +57,7 @@ class WebKitView final : public WebViewPort {
   void goToCurrentItem() override;
 
   void find(const std::string& text, bool backwards, std::function<void(bool)> done) override;
+  void countMatches(const std::string& text, std::function<void(unsigned)> done) override;
   void finishFind() override;
 
   void setMuted(bool muted) override;
@@ -111,6 +112,7 @@ class WebKitView final : public WebViewPort {
   // (Only its lifetime matters: it expires with the view.)
   std::shared_ptr<bool> alive_ = std::make_shared<bool>(true);
   std::function<void(bool)> findDone_;
+  std::function<void(unsigned)> countDone_;
   std::optional<std::string> findText_;  // the search in progress, if any
   std::map<std::string, std::shared_ptr<ContentFilter>> filters_;
   // Windows a site opened, kept until WebKit says they are ready to show.

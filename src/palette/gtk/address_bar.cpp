@@ -77,6 +77,9 @@ std::string AddressBar::caption() const {
   if (browser_.isChoosingCommand()) return commands::choosingHint();
   if (browser_.isFinding.get()) {
     if (browser_.findMatched.get() == false) return "No matches · Esc to stop";
+    if (auto count = browser_.findCount.get(); count && browser_.findIndex.get() > 0)
+      return std::to_string(browser_.findIndex.get()) + " of " +
+             (*count > kFindMatchLimit ? std::to_string(kFindMatchLimit) + "+" : std::to_string(*count));
     return "Find in page · Return for next, " + keyLabel(kShift, "Return") + " for previous";
   }
   if (browser_.isChoosingSplitPartner.get()) return "Open beside this page · Esc to cancel";

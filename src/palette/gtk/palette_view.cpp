@@ -81,6 +81,8 @@ void PaletteView::setServices(Services services) {
 }
 
 bool PaletteView::wantsOpen() const {
+  // The find field searches the page: a list would cover the matches.
+  if (browser_.isFinding.get()) return false;
   // While start-up holds the page back, the field has the keyboard only so
   // that early keys are not lost: the resting list opens once something is
   // typed, not as a flash before the page takes the keyboard.
