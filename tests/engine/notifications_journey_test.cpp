@@ -19,28 +19,8 @@ constexpr const char* kServerXML = R"(<node><interface name='org.freedesktop.Not
   <signal name='ActionInvoked'><arg type='u'/><arg type='s'/></signal></interface></node>)";
 
 // A desktop's notification service (what GLib uses of it), on a connection of its own, for as long as it lives.
-struct NotificationServer {
-  NotificationServer() {
-    char* address = g_dbus_address_get_for_bus_sync(G_BUS_TYPE_SESSION, nullptr, nullptr);
-    auto flags = GDBusConnectionFlags(G_DBUS_CONNECTION_FLAGS_AUTHENTICATION_CLIENT |
-                                      G_DBUS_CONNECTION_FLAGS_MESSAGE_BUS_CONNECTION);
-    connection = g_dbus_connection_new_for_address_sync(address, flags, nullptr, nullptr, nullptr);
-    g_free(address);
-    GDBusNodeInfo* node = g_dbus_node_info_new_for_xml(kServerXML, nullptr);
-    static const GDBusInterfaceVTable vtable = {call, nullptr, nullptr, {}};
-    object = g_dbus_connection_register_object(connection, kPath, node->interfaces[0], &vtable, this, nullptr, nullptr);
-    g_dbus_node_info_unref(node);
-    name = g_bus_own_name_on_connection(
-        connection, kName, G_BUS_NAME_OWNER_FLAGS_NONE,
-        [](GDBusConnection*, const char*, gpointer self) { static_cast<NotificationServer*>(self)->owned = true; },
-        nullptr, this, nullptr);
-  }
-  ~NotificationServer() {
-    g_bus_unown_name(name);
-    g_dbus_connection_unregister_object(connection, object);
-    g_dbus_connection_close_sync(connection, nullptr, nullptr);
-    g_object_unref(connection);
-  }
+struct NotificationServer : FakeBusService {
+  NotificationServer() : FakeBusService(kServerXML, kPath, kName, call) {}
   // The user clicks the notification.
   void click(guint32 id) {
     g_dbus_connection_emit_signal(connection, nullptr, kPath, kName, "ActionInvoked",
@@ -48,7 +28,7 @@ struct NotificationServer {
   }
   static void call(GDBusConnection*, const char*, const char*, const char*, const char* method, GVariant* parameters,
                    GDBusMethodInvocation* invocation, gpointer self) {
-    auto* server = static_cast<NotificationServer*>(self);
+    auto* server = static_cast<NotificationServer*>(static_cast<FakeBusService*>(self));
     GVariant* answer = nullptr;
     if (g_str_equal(method, "Notify")) {
       const char *summary = nullptr, *body = nullptr, *icon = "";
@@ -68,9 +48,6 @@ struct NotificationServer {
 
   static constexpr const char* kName = "org.freedesktop.Notifications";
   static constexpr const char* kPath = "/org/freedesktop/Notifications";
-  GDBusConnection* connection = nullptr;
-  guint object = 0, name = 0;
-  bool owned = false;
   std::vector<std::string> shown;  // icon, summary and body
   int closes = 0;
 };

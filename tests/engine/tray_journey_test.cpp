@@ -18,20 +18,8 @@ constexpr const char* kWatcherXML = R"(<node><interface name='org.kde.StatusNoti
 
 // A desktop's tray, on a connection of its own for as long as it lives: owns the watcher's name, keeps the items that
 // register, and talks to them as a tray does.
-struct TrayWatcher {
-  TrayWatcher() {
-    char* address = g_dbus_address_get_for_bus_sync(G_BUS_TYPE_SESSION, nullptr, nullptr);
-    auto flags = GDBusConnectionFlags(G_DBUS_CONNECTION_FLAGS_AUTHENTICATION_CLIENT |
-                                      G_DBUS_CONNECTION_FLAGS_MESSAGE_BUS_CONNECTION);
-    connection = g_dbus_connection_new_for_address_sync(address, flags, nullptr, nullptr, nullptr);
-    g_free(address);
-    GDBusNodeInfo* node = g_dbus_node_info_new_for_xml(kWatcherXML, nullptr);
-    static const GDBusInterfaceVTable vtable = {registered, nullptr, nullptr, {}};
-    object = g_dbus_connection_register_object(connection, "/StatusNotifierWatcher", node->interfaces[0], &vtable, this,
-                                               nullptr, nullptr);
-    g_dbus_node_info_unref(node);
-    name = g_bus_own_name_on_connection(connection, "org.kde.StatusNotifierWatcher", G_BUS_NAME_OWNER_FLAGS_NONE,
-                                        nullptr, nullptr, nullptr, nullptr);
+struct TrayWatcher : FakeBusService {
+  TrayWatcher() : FakeBusService(kWatcherXML, "/StatusNotifierWatcher", "org.kde.StatusNotifierWatcher", registered) {
     updates = g_dbus_connection_signal_subscribe(
         connection, nullptr, "com.canonical.dbusmenu", "LayoutUpdated", TrayItem::kMenuPath, nullptr,
         G_DBUS_SIGNAL_FLAGS_NONE,
@@ -40,18 +28,12 @@ struct TrayWatcher {
         },
         this, nullptr);
   }
-  ~TrayWatcher() {
-    g_dbus_connection_signal_unsubscribe(connection, updates);
-    g_bus_unown_name(name);
-    g_dbus_connection_unregister_object(connection, object);
-    g_dbus_connection_close_sync(connection, nullptr, nullptr);
-    g_object_unref(connection);
-  }
+  ~TrayWatcher() override { g_dbus_connection_signal_unsubscribe(connection, updates); }
   static void registered(GDBusConnection*, const char* sender, const char*, const char*, const char*,
                          GVariant* parameters, GDBusMethodInvocation* invocation, gpointer self) {
     const char* service = nullptr;
     g_variant_get(parameters, "(&s)", &service);
-    static_cast<TrayWatcher*>(self)->items.push_back({sender, service});
+    static_cast<TrayWatcher*>(static_cast<FakeBusService*>(self))->items.push_back({sender, service});
     g_dbus_method_invocation_return_value(invocation, nullptr);
   }
   // Calls the first item and waits for its answer with the main loop turning (the item answers from it).
@@ -108,8 +90,7 @@ struct TrayWatcher {
     return reply != nullptr;
   }
 
-  GDBusConnection* connection = nullptr;
-  guint object = 0, name = 0, updates = 0;
+  guint updates = 0;
   std::vector<std::pair<std::string, std::string>> items;  // sender, the service it registered
   int layoutUpdates = 0;
 };

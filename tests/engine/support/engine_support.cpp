@@ -191,4 +191,27 @@ std::unique_ptr<WebViewPort> ViewTest::show(const std::string& url, ViewConfigur
   return view;
 }
 
+FakeBusService::FakeBusService(const char* xml, const char* path, const char* name, GDBusInterfaceMethodCallFunc call) {
+  char* address = g_dbus_address_get_for_bus_sync(G_BUS_TYPE_SESSION, nullptr, nullptr);
+  auto flags = GDBusConnectionFlags(G_DBUS_CONNECTION_FLAGS_AUTHENTICATION_CLIENT |
+                                    G_DBUS_CONNECTION_FLAGS_MESSAGE_BUS_CONNECTION);
+  connection = g_dbus_connection_new_for_address_sync(address, flags, nullptr, nullptr, nullptr);
+  g_free(address);
+  GDBusNodeInfo* node = g_dbus_node_info_new_for_xml(xml, nullptr);
+  const GDBusInterfaceVTable vtable = {call, nullptr, nullptr, {}};
+  object_ = g_dbus_connection_register_object(connection, path, node->interfaces[0], &vtable, this, nullptr, nullptr);
+  g_dbus_node_info_unref(node);
+  name_ = g_bus_own_name_on_connection(
+      connection, name, G_BUS_NAME_OWNER_FLAGS_NONE,
+      [](GDBusConnection*, const char*, gpointer self) { static_cast<FakeBusService*>(self)->owned = true; }, nullptr,
+      this, nullptr);
+}
+
+FakeBusService::~FakeBusService() {
+  g_bus_unown_name(name_);
+  g_dbus_connection_unregister_object(connection, object_);
+  g_dbus_connection_close_sync(connection, nullptr, nullptr);
+  g_object_unref(connection);
+}
+
 }  // namespace quillo::test

@@ -78,6 +78,23 @@ std::vector<GtkWidget*> withRole(GtkWidget* root, GtkAccessibleRole role);
 bool accessibleNameIs(GtkWidget* widget, const std::string& name,
                       GtkAccessibleProperty property = GTK_ACCESSIBLE_PROPERTY_LABEL);
 
+// A desktop service the test plays: a session-bus connection of its own
+// with one object and a well-known name, all given up when it goes. Its
+// method calls reach `call` with the service as user data.
+class FakeBusService {
+ public:
+  FakeBusService(const char* xml, const char* path, const char* name, GDBusInterfaceMethodCallFunc call);
+  virtual ~FakeBusService();
+  FakeBusService(const FakeBusService&) = delete;
+  FakeBusService& operator=(const FakeBusService&) = delete;
+
+  GDBusConnection* connection = nullptr;
+  bool owned = false;  // the bus gave it the name
+
+ private:
+  guint object_ = 0, name_ = 0;
+};
+
 // One view in the shared window, over the test's own server.
 class ViewTest : public ::testing::Test {
  protected:
