@@ -84,9 +84,11 @@
       this.#id = load + "-" + ++next;
       live.set(this.#id, this);
       // The icon and data stay with the page.
+      // One closed before the desktop answered is neither shown nor failed.
+      const settle = (type) => live.get(this.#id) === this && fire(this, type);
       ask({type: "show", id: this.#id, title: this.title, body: this.body, tag: this.tag, silent: this.silent}).then(
-        (posted) => fire(this, posted === true ? "show" : "error"),
-        () => fire(this, "error"));
+        (posted) => settle(posted === true ? "show" : "error"),
+        () => settle("error"));
     }
     close() {
       if (!live.delete(this.#id)) return;

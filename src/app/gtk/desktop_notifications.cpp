@@ -105,6 +105,7 @@ bool DesktopNotifications::post(const std::string& identifier, const Content& co
   const std::string id = content.group.empty() ? identifier : "tag:" + content.group;
   std::erase_if(shown_, [&id](const auto& entry) { return entry.second == id; });
   shown_[identifier] = id;
+  ++(*posts_)[id];
   g_application_send_notification(application_, id.c_str(), notification);
   g_object_unref(notification);
   return true;
@@ -113,8 +114,38 @@ bool DesktopNotifications::post(const std::string& identifier, const Content& co
 void DesktopNotifications::withdraw(const std::string& identifier) {
   auto found = shown_.find(identifier);
   if (found == shown_.end()) return;
-  g_application_withdraw_notification(application_, found->second.c_str());
+  const std::string id = found->second;
   shown_.erase(found);
+  if (!bus_) {
+    g_application_withdraw_notification(application_, id.c_str());
+    return;
+  }
+  // GLib's freedesktop backend knows a notification only once the service
+  // has answered its Notify, and drops a withdrawal that comes sooner: a
+  // page closing what it just showed would leave it on screen. The service
+  // answers in order, so once it has answered this call, it has answered
+  // the Notify too. Without such a service the call fails at once.
+  struct Pending {
+    GApplication* application;
+    std::string id;
+    unsigned post;
+    std::weak_ptr<std::map<std::string, unsigned>> posts;
+  };
+  auto* pending = new Pending{G_APPLICATION(g_object_ref(application_)), id, (*posts_)[id], posts_};
+  g_dbus_connection_call(
+      bus_, kServices[0], "/org/freedesktop/Notifications", kServices[0], "GetServerInformation", nullptr, nullptr,
+      G_DBUS_CALL_FLAGS_NO_AUTO_START, 2000, nullptr,
+      [](GObject* bus, GAsyncResult* result, gpointer data) {
+        std::unique_ptr<Pending> pending(static_cast<Pending*>(data));
+        if (GVariant* reply = g_dbus_connection_call_finish(G_DBUS_CONNECTION(bus), result, nullptr))
+          g_variant_unref(reply);
+        auto posts = pending->posts.lock();
+        // Posted again meanwhile (a tag's next notification): that one stays.
+        if (!posts || (*posts)[pending->id] == pending->post)
+          g_application_withdraw_notification(pending->application, pending->id.c_str());
+        g_object_unref(pending->application);
+      },
+      pending);
 }
 
 void DesktopNotifications::activated(const std::string& identifier) {

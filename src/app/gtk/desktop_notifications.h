@@ -4,6 +4,7 @@
 #include <gio/gio.h>
 
 #include <map>
+#include <memory>
 #include <optional>
 #include <set>
 #include <string>
@@ -44,6 +45,9 @@ class DesktopNotifications final : public NotificationCenter {
   mutable std::optional<bool> startable_;
   // The GNotification id each shown notification went out under.
   std::map<std::string, std::string> shown_;
+  // How often each GNotification id was posted, shared with withdrawals
+  // still waiting, which then leave a newer post under the same id alone.
+  std::shared_ptr<std::map<std::string, unsigned>> posts_ = std::make_shared<std::map<std::string, unsigned>>();
 };
 
 }  // namespace quillo
