@@ -95,9 +95,15 @@ TEST_F(PaletteJourney, AScopeIsTypedIntoAndLeftWithBackspaceAndEscape) {
   ASSERT_TRUE(onPage("/alpha.html"));
   ASSERT_EQ(pageScript(alpha, "document.getElementById('field').focus(); document.activeElement.id"), "field");
 
+  auto chip = [&] {
+    auto& button = window->addressBar().chip();
+    return button.get_mapped() ? std::string(button.get_label()) : std::string();
+  };
+  EXPECT_EQ(chip(), "");
   enter("/history");
   ASSERT_TRUE(waitFor([&] { return browser->scope.get() == PaletteCommand::history && fieldHasFocus(); }));
   EXPECT_EQ(caption(), "History · newest first · Shift+Delete remove · Ctrl+C copy address");
+  EXPECT_EQ(chip(), "History") << "the scope's chip stands before the field";
   type("gam");
   ASSERT_TRUE(waitFor([&] { return fieldText() == "gam" && rowShown(row("Gamma page")); })) << fieldText();
   EXPECT_EQ(pageScript(alpha, "document.getElementById('field').value"), "") << "nothing typed into the page";
@@ -114,6 +120,7 @@ TEST_F(PaletteJourney, AScopeIsTypedIntoAndLeftWithBackspaceAndEscape) {
   key("BackSpace");
   ASSERT_TRUE(waitFor([&] { return !browser->scope.get() && fieldText() == "/history" && fieldHasFocus(); }))
       << "back on the command line, the command still typed: " << fieldText();
+  EXPECT_EQ(chip(), "");
   key("Return");
   ASSERT_TRUE(waitFor([&] { return browser->scope.get() == PaletteCommand::history; })) << "Return re-enters it";
 
@@ -320,20 +327,50 @@ std::string clipboardText() {
   return read.text;
 }
 
+// The text of the notice the list shows in place of rows, "" without one.
+std::string noticeIn(GtkWidget* root) {
+  for (GtkWidget* child = gtk_widget_get_first_child(root); child; child = gtk_widget_get_next_sibling(child)) {
+    if (!gtk_widget_get_mapped(child)) continue;
+    if (GTK_IS_LABEL(child) && gtk_widget_has_css_class(child, "quillo-palette-notice"))
+      return gtk_label_get_text(GTK_LABEL(child));
+    if (auto text = noticeIn(child); !text.empty()) return text;
+  }
+  return "";
+}
+
+TEST_F(Journey, AFirstRunsEmptyListDrawsNothingAndTextMatchingNothingSaysSo) {
+  key("ctrl+t");
+  ASSERT_TRUE(waitFor([&] { return browser->isComposingNewTab.get() && fieldHasFocus(); }));
+  ASSERT_TRUE(nextFrames(3));
+  EXPECT_FALSE(listShown()) << "no tabs, pins or downloads: no empty card over the page";
+  type("qqzzxq");
+  EXPECT_TRUE(waitFor([&] { return listShown() && noticeIn(GTK_WIDGET(list->gobj())) == "No matches"; }));
+  key("ctrl+a BackSpace");
+  EXPECT_TRUE(waitFor([&] { return fieldText().empty() && !listShown(); }));
+}
+
 TEST_F(PaletteJourney, PrivateTabsCopyAndRemoveKeys) {
   DesktopClipboard clipboard;
   browser->attach(clipboard);
 
   key("ctrl+shift+n");
   ASSERT_TRUE(waitFor([&] { return browser->isComposingPrivateTab.get() && fieldHasFocus(); }));
-  EXPECT_EQ(caption(), "New private tab · no history, forgotten when closed · Esc to cancel");
+  auto tinted = [&] { return window->get_titlebar()->has_css_class("quillo-private"); };
+  EXPECT_EQ(caption(), AddressBar::kPrivateLine);
+  EXPECT_TRUE(tinted()) << "the bar is marked while the private tab is composed";
   EXPECT_EQ(window->addressBar().entry().get_placeholder_text(), "Private · search or enter an address");
   type(url("/beta.html?private=1"));
   key("Return");
   ASSERT_TRUE(onPage("/beta.html?private=1"));
   EXPECT_TRUE(browser->current()->isPrivate());
+  EXPECT_TRUE(tinted() && caption() == AddressBar::kPrivateLine) << "and while it is current: " << caption();
+  key("ctrl+t");
+  ASSERT_TRUE(waitFor([&] { return fieldHasFocus() && caption() == "New tab · Esc to cancel" && !tinted(); }));
+  key("Escape");
+  ASSERT_TRUE(onPage("/beta.html?private=1"));
   key("ctrl+w");
   ASSERT_TRUE(onPage("/gamma.html"));
+  EXPECT_FALSE(tinted());
   EXPECT_EQ(history->find(*Url::parse(url("/beta.html?private=1"))), nullptr) << "a private visit leaves no history";
 
   key("ctrl+slash");

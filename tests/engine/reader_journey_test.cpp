@@ -89,7 +89,8 @@ TEST_F(ReaderJourney, ReadByKeysFollowLinksAndGoBackToThePage) {
   clickLink("the beta page");
   ASSERT_TRUE(waitFor([&] { return !reader() && address() == url("/beta.html"); })) << address();
   EXPECT_TRUE(waitFor([&] { return pageHasFocus(); }));
-  EXPECT_EQ(caption(), "Ctrl+E");
+  EXPECT_EQ(caption(), "Ctrl+E · Local site") << "a page served from this computer says so";
+  EXPECT_EQ(window->addressBar().captionLabel().get_tooltip_text(), AddressBar::kLocalSiteHelp);
 
   // On a page with no article: the flash, and nothing else.
   enter("/reader");

@@ -111,6 +111,17 @@ BrowserWindow::BrowserWindow(Browser& browser) : browser_(browser), addressBar_(
   connections_.push_back(browser_.pins.changed().connect([this] { refreshPinTitle(); }));
   connections_.push_back(browser_.hideRequested.connect([this] { minimize(); }));
   connections_.push_back(browser_.bringForwardRequested.connect([this] { presentNow(*this); }));
+  // A private tab, current or being composed, tints the bar.
+  auto markPrivate = [this] {
+    if (addressBar_.showsPrivate())
+      titlebar_.add_css_class("quillo-private");
+    else
+      titlebar_.remove_css_class("quillo-private");
+  };
+  for (auto* changed : {&browser_.isComposingNewTab.changed(), &browser_.isComposingPrivateTab.changed()})
+    connections_.push_back(changed->connect(markPrivate));
+  connections_.push_back(browser_.currentPageChanged.connect(markPrivate));
+  markPrivate();
   showCurrentPage();
 }
 

@@ -19,7 +19,21 @@ AddressBar::AddressBar(Browser& browser) : Gtk::Box(Gtk::Orientation::VERTICAL),
   caption_.add_css_class("dim-label");
   caption_.set_xalign(0);
   caption_.set_ellipsize(Pango::EllipsizeMode::END);
-  append(entry_);
+  // The scope's name stands before the field, as a chip; a click on it (or
+  // Backspace in the empty field) leaves the scope.
+  chip_.add_css_class("quillo-chip");
+  chip_.set_focusable(false);
+  chip_.set_valign(Gtk::Align::CENTER);
+  chip_.set_visible(false);
+  chip_.set_tooltip_text("Backspace or click to leave");
+  chip_.signal_clicked().connect([this] {
+    browser_.leaveScope();
+    entry_.grab_focus();
+  });
+  fieldRow_.set_spacing(6);
+  fieldRow_.append(chip_);
+  fieldRow_.append(entry_);
+  append(fieldRow_);
   append(caption_);
   // While the page shows its reader the caption says so, and a click on it
   // goes back to the page.
@@ -88,12 +102,23 @@ std::string AddressBar::caption() const {
     return keyLabel(kCtrl, "M") + (tab->isMuted.get() ? " unmutes" : " mutes") + " the highlighted tab";
   if (!browser_.isComposingNewTab.get()) {
     if (showsReader()) return "Reader · click or " + keyLabel(kCtrl | kShift, "R") + " for the page";
+    if (showsPrivate()) return kPrivateLine;
+    if (showsLocal()) return keyLabel(kCtrl, "E") + " · Local site";
     return keyLabel(kCtrl, "E");
   }
-  std::string text =
-      browser_.isComposingPrivateTab.get() ? "New private tab · no history, forgotten when closed" : "New tab";
-  if (browser_.current()) text += " · Esc to cancel";
-  return text;
+  if (browser_.isComposingPrivateTab.get()) return kPrivateLine;
+  return browser_.current() ? "New tab · Esc to cancel" : "New tab";
+}
+
+bool AddressBar::showsLocal() const {
+  auto page = browser_.current();
+  return page && !browser_.isComposingNewTab.get() && Address::isLocal(page->savedURL());
+}
+
+bool AddressBar::showsPrivate() const {
+  if (browser_.isComposingNewTab.get()) return browser_.isComposingPrivateTab.get();
+  auto page = browser_.current();
+  return page && page->isPrivate();
 }
 
 std::string AddressBar::placeholder() const {
@@ -121,10 +146,20 @@ bool AddressBar::showsReader() const {
 }
 
 void AddressBar::refresh() {
-  caption_.set_text(caption());
-  bool reader = showsReader() && caption_.get_text().raw().rfind("Reader ·", 0) == 0;
-  caption_.set_tooltip_text(
-      reader ? "Reader: click, or press " + keyLabel(kCtrl | kShift, "R") + ", to go back to the page" : "");
+  const std::string text = caption();
+  caption_.set_text(text);
+  std::string help;
+  if (showsReader() && text.rfind("Reader ·", 0) == 0)
+    help = "Reader: click, or press " + keyLabel(kCtrl | kShift, "R") + ", to go back to the page";
+  else if (showsLocal() && text.ends_with("Local site"))
+    help = kLocalSiteHelp;
+  caption_.set_tooltip_text(help);
+  // Read out with the field, for those who never hover.
+  gtk_accessible_update_property(GTK_ACCESSIBLE(entry_.gobj()), GTK_ACCESSIBLE_PROPERTY_DESCRIPTION,
+                                 (help.empty() ? text : help).c_str(), -1);
+  auto scope = browser_.scope.get();
+  if (scope) chip_.set_label(std::string(commands::info(*scope).chipTitle));
+  chip_.set_visible(scope.has_value());
   if (browser_.flash.get() && browser_.flashIsError.get())
     caption_.add_css_class("error");
   else

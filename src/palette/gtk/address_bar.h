@@ -15,6 +15,9 @@ namespace quillo {
 // reports back to the browser.
 class AddressBar : public Gtk::Box {
  public:
+  static constexpr const char* kPrivateLine =
+      "Private tab: no history, nothing saved, and its cookies go when the last private tab closes";
+  static constexpr const char* kLocalSiteHelp = "Local site: on this computer or your local network";
   explicit AddressBar(Browser& browser);
   ~AddressBar() override;
 
@@ -31,12 +34,18 @@ class AddressBar : public Gtk::Box {
   std::string caption() const;
   std::string placeholder() const;
   Gtk::Label& captionLabel() { return caption_; }
+  // The scope's chip before the field; shown while a scope is open.
+  Gtk::Button& chip() { return chip_; }
+  // A private tab is current or being composed: the window is marked.
+  bool showsPrivate() const;
   // The field has the keyboard: the palette is open.
   bool hasKeyboard() const { return focused_; }
 
  private:
   // The current page's reader is shown (the caption offers the way back).
   bool showsReader() const;
+  // The current page is on this computer or the local network.
+  bool showsLocal() const;
   void onChanged();
   void onActivate();
   void onPressed();
@@ -48,6 +57,8 @@ class AddressBar : public Gtk::Box {
   void selectLater(std::function<void()> select);
 
   Browser& browser_;
+  Gtk::Box fieldRow_{Gtk::Orientation::HORIZONTAL};
+  Gtk::Button chip_;
   Gtk::Entry entry_;
   Gtk::Label caption_;
   std::string typedText_;

@@ -146,6 +146,24 @@ constexpr const char* kPaletteCss = R"css(
 .quillo-quick-divider .quillo-palette-hint {
   font-size: 0.8em;
 }
+/* The open scope, as a chip before the field. */
+.quillo-chip {
+  padding: 1px 10px;
+  min-height: 0;
+  border-radius: 999px;
+  background: alpha(@theme_selected_bg_color, 0.16);
+  color: @theme_fg_color;
+  font-weight: bold;
+  font-size: 0.9em;
+}
+/* A private tab tints the whole bar, so it is plain at a glance. */
+.titlebar.quillo-private {
+  background: mix(@theme_bg_color, #7b3fb0, 0.28);
+}
+.titlebar.quillo-private .quillo-caption {
+  color: mix(@theme_fg_color, #7b3fb0, 0.35);
+  opacity: 1;
+}
 )css";
 
 }  // namespace

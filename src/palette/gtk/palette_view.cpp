@@ -153,18 +153,22 @@ void PaletteView::update() {
     browser_.chrome.update();
   }
   watchPages();
-  if (!wantsOpen()) {
+  auto close = [this] {
     if (get_visible()) {
       set_visible(false);
       updated_.emit();
     }
-    return;
-  }
+  };
+  if (!wantsOpen()) return close();
 
   PaletteList::Extras extras;
   if (services_.sessionDownloads) extras.sessionDownloads = services_.sessionDownloads();
   if (services_.loginNotice) extras.loginNotice = services_.loginNotice();
   entries_ = PaletteList::build(browser_, extras);
+  // Nothing to list (a first run's resting list): no empty card over the page.
+  if (std::all_of(entries_.begin(), entries_.end(),
+                  [](const auto& entry) { return entry.kind() == PaletteList::Entry::Kind::divider; }))
+    return close();
   const RowState state = currentState();
 
   // A new query or scope is a new list: it starts at the top, with its first rows.
