@@ -119,6 +119,12 @@ class Browser {
   bool openLinkBeside(const Modifiers& modifiers, const Page* clicked);
   // A mouse-down on the other side of the current split makes it current.
   void focusSideUnderPointer(const Page* clicked);
+  // The split the current page is in, if any.
+  std::shared_ptr<Split> currentSplit() const;
+  // Ctrl+Alt+Left/Right: the current split's divider `steps` key steps to the
+  // right (negative: left); Ctrl+Alt+0 centres it. Saved as a drag is.
+  void moveDivider(int steps);
+  void centreDivider();
 
   // ---- Flash messages ----
   Published<std::optional<std::string>> flash;
@@ -250,6 +256,21 @@ class Browser {
   void movePin(const std::string& id, const std::string& target);
   void arrangePins(const std::vector<std::string>& ids, int numbered);
   std::optional<Bytes> icon(const Pin& pin) const;
+  // The row the palette highlights: searching, in a scope or at rest.
+  std::optional<PaletteItem> highlightedRow() const;
+  // Keys on the palette's highlighted pin row; each is false (the key passes
+  // on) when the highlighted row is not a pin's.
+  // Alt+Up/Down: the pin one place up or down the order; the highlight follows.
+  bool moveHighlightedPin(int step);
+  // Alt+Shift+Up/Down: one pin fewer or more numbered Ctrl+1-9.
+  bool moveQuickDivider(int step);
+  // Ctrl+Shift+E edits the pin's address in its row, Ctrl+I (`address`
+  // false) a pin's or a tab's name.
+  bool editHighlighted(bool address);
+  // The keys the highlighted pin row answers to, for the caption (or that a
+  // second Shift+Delete deletes it); none for other rows, in a scope (its
+  // own hint says them) or while editing.
+  std::optional<std::string> highlightedRowKeys() const;
   // Session restore attaches pages only to pins that still exist.
   std::function<bool(const std::string& pinID)> pinExists = [this](const std::string& id) { return hasPin(id); };
 

@@ -3,12 +3,38 @@
 
 #include "browser/browser.h"
 #include "core/app_support.h"
+#include "core/key_label.h"
 #include "core/log.h"
 
 namespace quillo {
 namespace {
 constexpr std::string_view kPinsFile = "pins.json";
+
+// The pin of the palette's highlighted row, while the list is there to see.
+std::optional<Pin> highlightedPin(const Browser& browser) {
+  if (browser.isFinding.get() || browser.isEditingInList()) return std::nullopt;
+  auto row = browser.highlightedRow();
+  return row && row->pin() ? std::optional<Pin>(*row->pin()) : std::nullopt;
 }
+
+// The highlight stays on a pin that moved, wherever its row went.
+void highlightPin(Browser& browser, const std::string& id) {
+  auto rows = browser.isSearching() ? browser.results() : browser.restingItems();
+  for (size_t i = 0; i < rows.size(); ++i)
+    if (auto* pin = rows[i].pin(); pin && pin->id == id) {
+      browser.selectedResult = int(i);
+      return;
+    }
+  // No longer numbered, it left the resting list: the current page is lit.
+  browser.selectedResult = std::nullopt;
+}
+
+std::vector<std::string> idsOf(const std::vector<Pin>& pins) {
+  std::vector<std::string> ids;
+  for (auto& pin : pins) ids.push_back(pin.id);
+  return ids;
+}
+}  // namespace
 
 void Browser::loadPins() {
   auto read = AppSupport::read(kPinsFile);
@@ -169,6 +195,77 @@ void Browser::arrangePins(const std::vector<std::string>& ids, int numbered) {
   // A list that lost a pin on the way is not trusted with the order.
   if (arranged.size() == pins->size()) pins = std::move(arranged);
   quickPinCount = std::clamp(numbered, 0, kMaxQuickPins);
+}
+
+// ---- Keys on the highlighted pin row ----
+
+std::optional<PaletteItem> Browser::highlightedRow() const {
+  if (isSearching()) {
+    auto rows = results();
+    auto active = activeResult();
+    if (active && *active >= 0 && size_t(*active) < rows.size()) return rows[size_t(*active)];
+    return std::nullopt;
+  }
+  if (auto id = restingHighlightID())
+    for (auto& item : restingItems())
+      if (item.id() == *id) return item;
+  return std::nullopt;
+}
+
+bool Browser::moveHighlightedPin(int step) {
+  auto pin = highlightedPin(*this);
+  if (!pin) return false;
+  const auto ids = idsOf(pins.get());
+  const long to = long(std::find(ids.begin(), ids.end(), pin->id) - ids.begin()) + step;
+  // At either end the key is used up all the same: nothing to pass it on to.
+  if (to < 0 || size_t(to) >= ids.size()) return true;
+  movePin(pin->id, ids[size_t(to)]);
+  highlightPin(*this, pin->id);
+  return true;
+}
+
+bool Browser::moveQuickDivider(int step) {
+  auto pin = highlightedPin(*this);
+  if (!pin) return false;
+  const int most = std::min(kMaxQuickPins, int(pins->size()));
+  const int numbered = std::clamp(quickPinCount.get(), 0, most);
+  const int next = std::clamp(numbered + step, 0, most);
+  if (next == numbered) return true;
+  arrangePins(idsOf(pins.get()), next);
+  highlightPin(*this, pin->id);
+  return true;
+}
+
+bool Browser::editHighlighted(bool address) {
+  if (isComposingNewTab.get() || isChoosingSplitPartner.get() || isFinding.get() || isEditingInList()) return false;
+  auto row = highlightedRow();
+  if (!row || (!row->pin() && (address || !row->tab()))) return false;
+  if (auto* pin = row->pin(); pin && isSearching() && !scope.get()) {
+    // The search is dropped once the row's field takes the keyboard, and with
+    // it a pin the resting list leaves out: the pins list keeps it in sight.
+    auto listed = listedPins();
+    if (std::none_of(listed.begin(), listed.end(), [&](const Pin& p) { return p.id == pin->id; })) {
+      enter(PaletteCommand::pins);
+      highlightPin(*this, pin->id);
+    }
+  }
+  if (address)
+    startEditingURL(row->pin()->id);
+  else
+    renamingID = row->id();
+  return true;
+}
+
+std::optional<std::string> Browser::highlightedRowKeys() const {
+  if (scope.get() || isComposingNewTab.get() || isChoosingSplitPartner.get()) return std::nullopt;
+  auto pin = highlightedPin(*this);
+  if (!pin) return std::nullopt;
+  if (confirmingDeletePinID.get() == pin->id) return commands::confirmDeletePinHint();
+  std::string keys = keyLabel(kAlt, "↑/↓") + " move · " + keyLabel(kAlt | kShift, "↑/↓") + " numbered pins · " +
+                     keyLabel(kCtrl | kShift, "E") + " edit address";
+  // Shift+Delete reaches pins in a list of results only.
+  if (isSearching()) keys += " · " + keyLabel(kShift, "Delete") + " delete";
+  return keys;
 }
 
 std::optional<Bytes> Browser::icon(const Pin& pin) const {

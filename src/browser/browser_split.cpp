@@ -55,6 +55,23 @@ void Browser::dissolveSplit(const PagePtr& page) {
   if (auto split = page->split.lock()) dissolve(split);
 }
 
+std::shared_ptr<Split> Browser::currentSplit() const {
+  auto page = current();
+  return page ? page->split.lock() : nullptr;
+}
+
+void Browser::moveDivider(int steps) {
+  // Through the ratio, as a drag goes: the view follows and the session is saved.
+  if (auto split = currentSplit()) {
+    const double next = Split::ratioForSteps(split->ratio.get(), steps);
+    if (next != split->ratio.get()) split->ratio = next;
+  }
+}
+
+void Browser::centreDivider() {
+  if (auto split = currentSplit(); split && split->ratio.get() != 0.5) split->ratio = 0.5;
+}
+
 void Browser::openBeside(const PagePtr& opener, const Url& url) {
   if (!opener) return;
   // The click came from the opener; it is the side the new page joins.

@@ -130,7 +130,9 @@ std::string scopeHint(PaletteCommand scope) {
   switch (scope) {
     case C::login: return "1Password logins for this site · " + keyLabel(0, "Backspace") + " to go back";
     case C::permissions: return "Site permissions · Return changes · " + remove + " back to Ask";
-    case C::pins: return "Pins · drag to reorder · " + remove + " delete · " + copy + " copy address";
+    case C::pins:
+      return "Pins · " + keyLabel(kAlt, "↑/↓") + " or drag to reorder · " + remove + " delete · " + copy +
+             " copy address";
     case C::history: return "History · newest first · " + remove + " remove · " + copy + " copy address";
     case C::downloads: return "Downloads · Return shows in folder · " + remove + " remove · " + copy + " copy address";
     default: return choosingHint();

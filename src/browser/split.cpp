@@ -20,6 +20,14 @@ double Split::ratioForDrag(double x, double totalWidth) {
   return std::clamp(x / totalWidth, kMinRatio, kMaxRatio);
 }
 
+double Split::ratioForSteps(double ratio, int steps) {
+  if (!std::isfinite(ratio)) ratio = 0.5;
+  // A dragged ratio between two marks goes first to the next mark its way.
+  const double at = ratio * kKeySteps;
+  const double from = steps > 0 ? std::floor(at + 1e-6) : std::ceil(at - 1e-6);
+  return std::clamp((from + steps) / kKeySteps, kMinRatio, kMaxRatio);
+}
+
 double Split::sanitized(double saved) {
   if (!std::isfinite(saved)) return 0.5;
   return std::clamp(saved, kMinRatio, kMaxRatio);

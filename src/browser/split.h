@@ -36,6 +36,10 @@ class Split {
   // pointer's share of the width, kept between kMinRatio and kMaxRatio.
   static double ratioForDrag(double x, double totalWidth);
   void drag(double x, double totalWidth) { ratio = ratioForDrag(x, totalWidth); }
+  // Keys move the divider by a twentieth of the width, onto that grid, as far
+  // as dragging can: `steps` to the right (negative: to the left) of `ratio`.
+  static constexpr int kKeySteps = 20;
+  static double ratioForSteps(double ratio, int steps);
   // A saved ratio as far as it makes sense: even when unusable, else clamped.
   static double sanitized(double saved);
   // The left pane's width: what the divider leaves, times the ratio.

@@ -104,14 +104,24 @@ bool handleKey(Browser& browser, const KeyPress& p) {
       }
       return false;
     case Key::up:
-    case Key::down:
+    case Key::down: {
+      const int step = p.key == Key::down ? 1 : -1;
       if (only(p, false, false, false)) {
-        moveHighlight(browser, p.key == Key::down ? 1 : -1);
+        moveHighlight(browser, step);
         return true;
       }
+      // On a pin's row: Alt moves the pin, Alt+Shift the numbered pins' end.
+      if (only(p, false, false, true)) return browser.moveHighlightedPin(step);
+      if (only(p, false, true, true)) return browser.moveQuickDivider(step);
       return false;
+    }
+    case Key::e: return only(p, true, true, false) && browser.editHighlighted(true);
     default: return false;
   }
+}
+
+void renameHighlighted(Browser& browser, bool paletteHasKeyboard) {
+  if (!paletteHasKeyboard || !browser.editHighlighted(false)) browser.renameCurrent();
 }
 
 }  // namespace quillo

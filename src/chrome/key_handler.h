@@ -9,7 +9,7 @@ class Browser;
 // A key press as the window's own key handling sees it. Only the keys the
 // browser acts on are named; everything else is `other` and passes on.
 struct KeyPress {
-  enum class Key { slash, c, enter, tab, grave, backspace, del, escape, up, down, other } key = Key::other;
+  enum class Key { slash, c, e, enter, tab, grave, backspace, del, escape, up, down, other } key = Key::other;
   bool ctrl = false, shift = false, alt = false, super = false;
   // Where the keyboard is: the palette's field, or the page.
   bool inField = false;
@@ -26,5 +26,9 @@ struct KeyPress {
 // Returns true when the key was used. Keys are only taken from the palette's
 // field: a page keeps "/", Ctrl+C and Shift+Delete for its own text fields.
 bool handleKey(Browser& browser, const KeyPress& press);
+
+// Ctrl+I: renames the palette's highlighted pin or tab while the palette has
+// the keyboard, else the current tab.
+void renameHighlighted(Browser& browser, bool paletteHasKeyboard);
 
 }  // namespace quillo

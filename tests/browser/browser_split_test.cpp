@@ -37,6 +37,34 @@ TEST(SplitDivider, DraggingKeepsTheRatioBetweenAFifthAndFourFifths) {
     EXPECT_DOUBLE_EQ(Split::sanitized(saved), ratio) << saved;
 }
 
+// Ctrl+Alt+Left/Right and Ctrl+Alt+0 on the current split; the journey presses them.
+TEST_F(BrowserSplit, KeysStepTheDividerByTwentiethsAsFarAsDraggingGoesAndSaveIt) {
+  for (auto [ratio, steps, moved] : std::initializer_list<std::tuple<double, int, double>>{{0.5, 1, 0.55},
+                                                                                           {0.5, -1, 0.45},
+                                                                                           {0.537, 1, 0.55},
+                                                                                           {0.537, -1, 0.5},
+                                                                                           {0.79, 1, 0.8},
+                                                                                           {0.8, 1, 0.8},
+                                                                                           {0.2, -1, 0.2},
+                                                                                           {0.5, 7, 0.8},
+                                                                                           {std::nan(""), 1, 0.55}})
+    EXPECT_DOUBLE_EQ(Split::ratioForSteps(ratio, steps), moved) << ratio << " by " << steps;
+
+  auto split = splitOf(b);
+  browser->moveDivider(1);
+  browser->moveDivider(1);
+  scheduler.advance(1s);
+  auto saved = Session::read();
+  ASSERT_EQ(saved.tabs.size(), 3u);
+  EXPECT_EQ(saved.tabs[0].splitRatio, std::optional<double>(0.6)) << "exactly, as the file says it";
+  browser->centreDivider();
+  EXPECT_EQ(split->ratio.get(), 0.5);
+
+  browser->select(c);
+  browser->moveDivider(-1);
+  EXPECT_EQ(split->ratio.get(), 0.5) << "nothing on a page without a split";
+}
+
 // The journeys close the current side; closing the one behind leaves the other alone on screen.
 TEST_F(BrowserSplit, ClosingTheBackgroundSideLeavesTheOtherAnOrdinaryTabAndNothingToCycleTo) {
   int changes = 0;

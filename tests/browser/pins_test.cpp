@@ -145,6 +145,26 @@ TEST_F(Pins, DeletingTakesTwoPressesOnTheSamePin) {
   EXPECT_EQ(browser->pages->size(), 1u) << "the deleted pin's open page became a tab";
 }
 
+// What the caption says on a pin's row: the window shows it under the field.
+TEST_F(Pins, ThePinRowAndThePinsListNameTheirKeys) {
+  const std::string keys = "Alt+↑/↓ move · Alt+Shift+↑/↓ numbered pins · Ctrl+Shift+E edit address";
+  pinned("https://news.example/", "News");
+  EXPECT_EQ(browser->highlightedRowKeys(), keys) << "at rest on the current page's pin";
+  type("news");
+  browser->selectedResult = 0;
+  EXPECT_EQ(browser->highlightedRowKeys(), keys + " · Shift+Delete delete") << "deleting takes a list of results";
+  browser->removeHighlighted();
+  EXPECT_EQ(browser->highlightedRowKeys(), "Shift+Delete again to delete this pin");
+  open("https://tab.example/", "Tab");
+  type("");
+  browser->selectedResult = std::nullopt;
+  EXPECT_EQ(browser->highlightedRowKeys(), std::nullopt) << "a tab's row";
+  browser->enter(PaletteCommand::pins);
+  EXPECT_EQ(browser->highlightedRowKeys(), std::nullopt) << "the list's own hint says them";
+  EXPECT_EQ(commands::scopeHint(PaletteCommand::pins),
+            "Pins · Alt+↑/↓ or drag to reorder · Shift+Delete delete · Ctrl+C copy address");
+}
+
 TEST_F(Pins, AnUnreadableFileIsKeptUntilThePinsChange) {
   std::vector<std::string> logged;
   auto previous = setLogSink([&](const std::string& line) { logged.push_back(line); });

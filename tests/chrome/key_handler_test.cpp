@@ -74,5 +74,65 @@ TEST_F(KeyHandling, ArrowsStopAtTheEndsOfTheList) {
   EXPECT_EQ(browser->highlightIndex(), 0);
 }
 
+// Alt+Up/Down and Alt+Shift+Up/Down on the highlighted pin row, Ctrl+Shift+E and Ctrl+I on it, in the pins list.
+TEST_F(KeyHandling, PinRowKeysMoveThePinOrTheNumberedEndAndEditIt) {
+  for (auto& page : std::vector(browser->pages.get())) browser->pin(page);  // alpha, beta, gamma: all numbered
+  browser->enter(PaletteCommand::pins);
+  auto order = [&] {
+    std::string letters;
+    for (auto& pin : browser->pins.get()) letters += pin.url.host()[0];
+    return letters;
+  };
+  auto numbered = [&] { return std::min(browser->quickPinCount.get(), int(browser->pins->size())); };
+  auto alt = [](Key key, bool shift = false) {
+    auto p = field(key);
+    p.alt = true;
+    p.shift = shift;
+    return p;
+  };
+  struct Step {
+    const char* what;
+    int highlight;
+    KeyPress key;
+    const char* order;
+    int numbered, highlightAfter;
+  };
+  for (auto& step : std::initializer_list<Step>{
+           {"the second pin goes up, lit", 1, alt(Key::up), "bag", 3, 0},
+           {"the first pin stays first", 0, alt(Key::up), "bag", 3, 0},
+           {"the last pin stays last", 2, alt(Key::down), "bag", 3, 2},
+           {"every pin numbered already", 1, alt(Key::down, true), "bag", 3, 1},
+           {"one fewer numbered", 1, alt(Key::up, true), "bag", 2, 1},
+           {"and another", 1, alt(Key::up, true), "bag", 1, 1},
+           {"none", 1, alt(Key::up, true), "bag", 0, 1},
+           {"never fewer than none", 1, alt(Key::up, true), "bag", 0, 1},
+       }) {
+    browser->selectedResult = step.highlight;
+    EXPECT_TRUE(handleKey(*browser, step.key)) << step.what;
+    EXPECT_EQ(order(), step.order) << step.what;
+    EXPECT_EQ(numbered(), step.numbered) << step.what;
+    EXPECT_EQ(browser->highlightIndex(), step.highlightAfter) << step.what;
+  }
+
+  auto ctrlShiftE = press(Key::e, true, true, true, true);
+  EXPECT_TRUE(handleKey(*browser, ctrlShiftE));
+  EXPECT_EQ(browser->editingURLPinID.get(), browser->pins.get()[1].id) << "Ctrl+Shift+E edits the lit pin's address";
+  browser->finishEditingURL(std::nullopt);
+  renameHighlighted(*browser, true);
+  EXPECT_EQ(browser->renamingID.get(), PaletteItemID(browser->pins.get()[1].id)) << "Ctrl+I renames it";
+  browser->finishRenaming(std::nullopt);
+
+  // No pin lit: a tab's row, the keys pass on; Ctrl+I renames the tab.
+  browser->leaveScope();
+  auto tab = open("https://delta.example/");
+  type("delta");
+  browser->selectedResult = 0;
+  for (auto key : {alt(Key::up), alt(Key::down, true), ctrlShiftE}) EXPECT_FALSE(handleKey(*browser, key));
+  EXPECT_EQ(order(), "bag");
+  EXPECT_EQ(numbered(), 0);
+  renameHighlighted(*browser, true);
+  EXPECT_EQ(browser->renamingID.get(), PaletteItem::idOf(*tab));
+}
+
 }  // namespace
 }  // namespace quillo::test

@@ -395,5 +395,52 @@ TEST_F(PaletteJourney, PrivateTabsCopyAndRemoveKeys) {
   EXPECT_TRUE(waitFor([&] { return address() == url("/alpha.html"); })) << "Ctrl+Shift+Tab goes the other way round";
 }
 
+// Pins by keys alone: Alt moves the lit pin, Alt+Shift how many are numbered, Ctrl+Shift+E edits its address.
+TEST_F(PaletteJourney, PinRowKeysReorderAndNumberPinsAndEditTheirAddresses) {
+  for (auto& page : {alpha, beta, gamma}) browser->pin(page);
+  auto saved = [&] {  // the pins' paths, in the file's order
+    std::string paths;
+    if (auto pins = decodePins(AppSupport::read(std::string_view("pins.json")).value))
+      for (auto& pin : *pins) paths += pin.url.str().substr(url("").size()) + " ";
+    return paths;
+  };
+  openPalette();
+  ASSERT_TRUE(highlightIs("Ctrl+3: Gamma page, 127.0.0.1")) << "the current page's pin";
+  key("Up");
+  ASSERT_TRUE(waitFor([&] { return highlightIs("Ctrl+2: Beta page, 127.0.0.1"); }));
+  key("alt+Up");
+  EXPECT_TRUE(waitFor([&] { return saved() == "/beta.html /alpha.html /gamma.html "; })) << saved();
+  EXPECT_TRUE(waitFor([&] { return highlightIs("Ctrl+1: Beta page, 127.0.0.1"); })) << "the highlight follows";
+  key("alt+shift+Up");
+  EXPECT_TRUE(waitFor([&] { return rowShown(row("Gamma page")) && !rowShown("Ctrl+3: Gamma page, 127.0.0.1"); }))
+      << "the third pin is numbered no more";
+  EXPECT_EQ(browser->quickPinCount.get(), 2);
+  key("Escape Escape");
+  ASSERT_TRUE(onPage("/gamma.html"));
+  key("ctrl+1");
+  ASSERT_TRUE(onPage("/beta.html")) << "Ctrl+1 follows the new order";
+
+  // The address editor in the lit pin's place, with the keyboard.
+  auto editing = [&] {
+    auto* focus = window->get_focus();
+    auto* entry = focus ? dynamic_cast<Gtk::Entry*>(focus->get_parent()) : nullptr;
+    return entry && entry != &window->addressBar().entry() && std::string(entry->get_text()) == url("/beta.html");
+  };
+  auto edit = [&](const std::string& typed) {
+    openPalette();
+    ASSERT_TRUE(highlightIs("Ctrl+1: Beta page, 127.0.0.1"));
+    key("ctrl+shift+e");
+    ASSERT_TRUE(waitFor(editing)) << typed;
+    type(typed);
+    key("Return");
+    ASSERT_TRUE(waitFor([&] { return !browser->editingURLPinID.get() && !listShown(); })) << typed;
+  };
+  edit("not an address");
+  EXPECT_EQ(caption(), "That isn't a web address");
+  EXPECT_EQ(saved(), "/beta.html /alpha.html /gamma.html ") << "the pin is left as it was";
+  edit(url("/beta.html?edited"));
+  EXPECT_EQ(saved(), "/beta.html?edited /alpha.html /gamma.html ");
+}
+
 }  // namespace
 }  // namespace quillo::test

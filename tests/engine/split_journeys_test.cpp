@@ -203,5 +203,33 @@ TEST_F(SplitJourney, AltOnRowsTheDividerAndARestartKeepTheRatio) {
   EXPECT_EQ(browser->pages->size(), 3u);
 }
 
+TEST_F(SplitJourney, CtrlAltArrowsStepTheDividerCtrlAlt0CentresItAndTheSessionKeepsIt) {
+  auto alpha = openPage("/alpha.html");
+  auto beta = openPage("/beta.html");
+  auto enabled = [&] { return window->lookup_action("divider-right")->get_enabled(); };
+  EXPECT_FALSE(enabled()) << "greyed in the menu without a split";
+  browser->select(alpha);
+  browser->showBeside(beta);
+  ASSERT_TRUE(waitFor([&] { return splitShown(alpha, beta) && pageHasFocus(); }));
+  EXPECT_TRUE(enabled());
+  ASSERT_EQ(
+      pageScript(
+          beta,
+          "window.seen = 0; addEventListener('keydown', e => seen += e.key.startsWith('Arrow') || e.key == '0'); 'ok'"),
+      "ok");
+  auto savedRatio = [&] {
+    for (auto& tab : Session::read().tabs)
+      if (tab.splitIsLeft == std::optional<bool>(true)) return tab.splitRatio;
+    return std::optional<double>();
+  };
+
+  key("ctrl+alt+Right ctrl+alt+Right");
+  EXPECT_TRUE(waitFor([&] { return savedRatio() == std::optional<double>(0.6); }, 5s)) << savedRatio().value_or(-1);
+  EXPECT_TRUE(waitFor([&] { return splitShown(alpha, beta); })) << "the panes follow";
+  key("ctrl+alt+0");
+  EXPECT_TRUE(waitFor([&] { return savedRatio() == std::optional<double>(0.5); }, 5s)) << savedRatio().value_or(-1);
+  EXPECT_EQ(pageScript(beta, "String(seen)"), "0") << "the page never saw the keys";
+}
+
 }  // namespace
 }  // namespace quillo::test

@@ -32,6 +32,9 @@ const std::vector<BrowserWindow::Command>& BrowserWindow::commands() {
       {"actual-size", "Actual Size", {"<Control>0", "<Control>KP_0"}},
       {"toggle-pin", "Pin Tab", {"<Control>d"}},
       {"rename-tab", "Rename Tab", {"<Control>i"}},
+      {"divider-left", "Move Divider Left", {"<Control><Alt>Left"}},
+      {"divider-right", "Move Divider Right", {"<Control><Alt>Right"}},
+      {"divider-centre", "Centre Divider", {"<Control><Alt>0", "<Control><Alt>KP_0"}},
       {"commands", "Commands", {"<Control>slash"}},
       {"cycle", "Switch to Recent Tab", {"<Control>grave", "<Control>Tab"}},
       {"cycle-back",
@@ -178,7 +181,11 @@ void BrowserWindow::addActions() {
       {"zoom-out", [this] { browser_.zoomOut(); }},
       {"actual-size", [this] { browser_.actualSize(); }},
       {"toggle-pin", [this] { browser_.togglePinForCurrentTab(); }},
-      {"rename-tab", [this] { browser_.renameCurrent(); }},
+      // In the palette, the highlighted pin or tab; else the current tab.
+      {"rename-tab", [this] { renameHighlighted(browser_, addressBar_.hasKeyboard()); }},
+      {"divider-left", [this] { browser_.moveDivider(-1); }},
+      {"divider-right", [this] { browser_.moveDivider(1); }},
+      {"divider-centre", [this] { browser_.centreDivider(); }},
       {"commands", [this] { browser_.showCommands(); }},
       {"cycle", [this] { browser_.cycle(false); }},
       {"cycle-back", [this] { browser_.cycle(true); }},
@@ -203,6 +210,17 @@ void BrowserWindow::addActions() {
     shortcuts->add_shortcut(shortcut);
   }
   add_controller(shortcuts);
+  // The divider's keys are greyed, and leave the key to the page, without a split.
+  for (auto* name : {"divider-left", "divider-right", "divider-centre"})
+    dividerActions_.push_back(std::dynamic_pointer_cast<Gio::SimpleAction>(lookup_action(name)));
+  auto refreshDivider = [this] {
+    const bool split = browser_.currentSplit() != nullptr;
+    for (auto& action : dividerActions_)
+      if (action) action->set_enabled(split);
+  };
+  connections_.push_back(browser_.currentPageChanged.connect(refreshDivider));
+  connections_.push_back(browser_.splitsChanged.connect(refreshDivider));
+  refreshDivider();
 }
 
 namespace {
@@ -228,6 +246,7 @@ void BrowserWindow::buildMenu() {
   section({"new-tab", "new-private-tab", "reopen-tab", "close-tab"});
   section({"open-location", "commands", "find", "print"});
   section({"reader", "mute", "zoom-in", "zoom-out", "actual-size"});
+  section({"divider-left", "divider-right", "divider-centre"});
   pageSection_ = section({"toggle-pin", "rename-tab"});
 
   auto tabs = Gio::Menu::create();
@@ -352,6 +371,8 @@ bool BrowserWindow::onKeyPressed(guint keyval, guint, Gdk::ModifierType state) {
     case GDK_KEY_KP_Divide: press.key = Key::slash; break;
     case GDK_KEY_c:
     case GDK_KEY_C: press.key = Key::c; break;
+    case GDK_KEY_e:
+    case GDK_KEY_E: press.key = Key::e; break;
     case GDK_KEY_Return:
     case GDK_KEY_KP_Enter: press.key = Key::enter; break;
     case GDK_KEY_Tab: press.key = Key::tab; break;

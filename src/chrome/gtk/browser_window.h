@@ -68,6 +68,8 @@ class BrowserWindow : public Gtk::ApplicationWindow {
   // The pages shown, left then right.
   std::weak_ptr<Page> shownLeft_, shownRight_;
   std::vector<sigc::connection> connections_;
+  // Move and centre the divider: enabled while the current page is in a split.
+  std::vector<Glib::RefPtr<Gio::SimpleAction>> dividerActions_;
   FloatingVideo floatingVideo_{browser_, *this};
   // Ctrl in other programs' windows, heard while this one is not active.
   DesktopKeys desktopKeys_{browser_.chrome, [this] { return is_active(); }};

@@ -97,6 +97,8 @@ std::string AddressBar::caption() const {
     return "Find in page · Return for next, " + keyLabel(kShift, "Return") + " for previous";
   }
   if (browser_.isChoosingSplitPartner.get()) return "Open beside this page · Esc to cancel";
+  if (focused_)
+    if (auto keys = browser_.highlightedRowKeys()) return *keys;
   if (auto tab = focused_ ? browser_.highlightedTab(true) : nullptr;
       tab && (tab->isPlayingAudio.get() || tab->isMuted.get()))
     return keyLabel(kCtrl, "M") + (tab->isMuted.get() ? " unmutes" : " mutes") + " the highlighted tab";
