@@ -60,7 +60,6 @@ Browser::~Browser() {
     page->onDownload = nullptr;
     page->onIcon = nullptr;
     page->appLinks = nullptr;
-    page->alerts = nullptr;
     page->iconStore = nullptr;
   };
   for (auto& page : pages.get()) unwire(page);
@@ -143,7 +142,6 @@ void Browser::wire(const PagePtr& page) {
     if (auto p = weak.lock()) close(p);
   };
   page->appLinks = appLinks_;
-  page->alerts = alerts_;
   page->iconStore = iconStore_;
   page->loadTimeout = loadTimeout;
   page->onIcon = [this, weak](const Bytes& image) {
@@ -180,10 +178,7 @@ void Browser::wire(const PagePtr& page) {
 
 void Browser::attach(AppLinks& appLinks) {
   appLinks_ = &appLinks;
-  auto give = [this](const PagePtr& page) {
-    page->appLinks = appLinks_;
-    page->alerts = alerts_;
-  };
+  auto give = [this](const PagePtr& page) { page->appLinks = appLinks_; };
   for (auto& page : pages.get()) give(page);
   for (auto& [id, page] : pinnedPages) give(page);
 }
@@ -317,6 +312,7 @@ void Browser::close(const PagePtr& closing) {
   // The caller's reference may be an element of a list emptied below.
   const PagePtr page = closing;
   page->stopFloating();
+  page->dismissDialogs();
   dissolveSplit(page);
   remember(page);
   bool wasCurrent = current() == page;

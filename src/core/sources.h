@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "core/alert.h"
 #include "core/url.h"
 
 namespace quillo {
@@ -116,28 +117,14 @@ class Clipboard {
   virtual void setText(const std::string& text) = 0;
 };
 
-// A question put to the user in the window; the answer is the index of the
-// button chosen (the first is the default).
-struct Alert {
-  std::string message;
-  std::string detail;
-  std::vector<std::string> buttons;
-  // A check box under the text ("Always allow …"); none for no box.
-  std::optional<std::string> checkbox = std::nullopt;
-};
-
+// Questions of the whole window, belonging to no page (a page asks its own
+// through Page::ask).
 class Alerts {
  public:
   virtual ~Alerts() = default;
-  // Must not block: the answer arrives later, on the main thread.
+  // Must not block: the answer (the index of the button chosen) arrives
+  // later, on the main thread.
   virtual void ask(const Alert& alert, std::function<void(size_t button)> answered) = 0;
-  // The same, also telling whether the alert's check box was ticked. Alerts
-  // that draw no check box answer false.
-  virtual void askWithCheckbox(const Alert& alert, std::function<void(size_t button, bool checked)> answered) {
-    ask(alert, std::function<void(size_t)>([answered = std::move(answered)](size_t button) {
-          if (answered) answered(button, false);
-        }));
-  }
 };
 
 class Page;

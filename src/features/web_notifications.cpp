@@ -71,14 +71,14 @@ void WebNotifications::request(const std::shared_ptr<Page>& page, const std::str
   auto [waiting, first] = asking_.try_emplace(host);
   waiting->second.push_back(std::move(reply));
   if (!first) return;
-  siteprompts::Ask ask;
-  if (page->alerts)
-    ask = [weak = std::weak_ptr<Page>(page)](const Alert& alert, std::function<void(size_t, bool)> answered) {
-      auto page = weak.lock();
-      if (!page || !page->alerts) return answered(alert.buttons.size() - 1, false);
-      if (page->onNeedsAttention) page->onNeedsAttention();  // the prompt shows over its tab
-      page->alerts->askWithCheckbox(alert, std::move(answered));
-    };
+  // The prompt shows over the tab that asked.
+  siteprompts::Ask ask = [weak = std::weak_ptr<Page>(page)](const Alert& alert,
+                                                            std::function<void(size_t, bool)> answered) {
+    auto page = weak.lock();
+    if (!page) return answered(AlertAnswer::cancelled(alert).button, false);
+    page->ask(alert,
+              [answered = std::move(answered)](const AlertAnswer& answer) { answered(answer.button, answer.checked); });
+  };
   // A private tab's answer lasts until quit.
   siteprompts::askToNotify(permissions_, host, !page->isPrivate(), ask,
                            [this, alive = std::weak_ptr<bool>(alive_), host](PermissionDecision) {

@@ -5,7 +5,6 @@
 
 #include "core/address.h"
 #include "core/log.h"
-#include "core/sources.h"
 #include "core/text.h"
 #include "page/app_links.h"
 #include "page/icon_store.h"
@@ -35,6 +34,9 @@ Page::Page(std::shared_ptr<DataStore> store, ViewMaker makeView, Scheduler& sche
     : store_(std::move(store)), makeView_(std::move(makeView)), scheduler_(scheduler) {}
 
 Page::~Page() {
+  // Whoever waits for an answer gets "cancelled"; nothing is drawn any more.
+  for (auto& question : std::exchange(questions_, {}))
+    if (question.answered) question.answered(AlertAnswer::cancelled(*question.alert));
   *alive_ = false;
   siteZoomLink_.disconnect();
   if (webView_) webView_->setEvents(nullptr);
@@ -71,6 +73,7 @@ void Page::unload() {
     }
   }
   keptZoom_ = webView_->zoom();
+  dismissDialogs();
   closeReader();
   stopFloating();
   crashReload_.cancel();
@@ -85,7 +88,7 @@ void Page::unload() {
 
 void Page::isIdle(std::function<void(bool)> done) {
   if (isUnloaded()) return done(true);
-  if (webView_->isPlayingAudio() || videoFloats.get()) return done(false);
+  if (webView_->isPlayingAudio() || videoFloats.get() || dialog.get()) return done(false);
   std::weak_ptr<Page> weak = weak_from_this();
   webView_->evaluateInEveryFrame(
       std::string(scripts::resource("idle.js")), true,
@@ -315,6 +318,8 @@ void Page::webViewStateChanged() {
 }
 
 void Page::webViewCommitted() {
+  // Questions of the document that was go with it.
+  dismissDialogs();
   // The engine gives up on some addresses by showing an empty page: shown
   // as the failure it is.
   if (auto shown = webView_->url();
@@ -476,13 +481,11 @@ void Page::openInApp(const Url& url, const NavigationAction& action) {
     }
   }
   auto name = appLinks->appName(url);
-  if (onNeedsAttention) onNeedsAttention();
-  if (!alerts) return;
   if (!name) {
     Alert none;
     none.message = "No app on this computer opens \u201c" + scheme + ":\u201d links";
     none.buttons = {"OK"};
-    alerts->ask(none, std::function<void(size_t)>());
+    ask(std::move(none), nullptr);
     return;
   }
   Alert alert;
@@ -491,8 +494,8 @@ void Page::openInApp(const Url& url, const NavigationAction& action) {
   alert.buttons = {"Open " + *name, "Cancel"};
   bool offersAlways = !site.empty() && !isPrivate();
   if (offersAlways) alert.checkbox = "Always allow " + site + " to open " + *name;
-  alerts->askWithCheckbox(alert, [openIt, offersAlways](size_t button, bool checked) {
-    if (button == 0) openIt(offersAlways && checked);
+  ask(std::move(alert), [openIt, offersAlways](const AlertAnswer& answer) {
+    if (answer.button == 0) openIt(offersAlways && answer.checked);
   });
 }
 
@@ -507,6 +510,9 @@ void Page::closeIfOnlyForDownload() {
 }
 
 void Page::webViewStartedNavigation() {
+  // Questions of the document being left go now: a script waiting on one
+  // holds up the navigation until it is answered.
+  dismissDialogs();
   if (loadError.get()) {
     loadError = std::nullopt;
     changed.emit();

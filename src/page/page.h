@@ -4,6 +4,7 @@
 #include <sigc++/signal.h>
 
 #include <cstdint>
+#include <deque>
 #include <functional>
 #include <map>
 #include <memory>
@@ -20,7 +21,6 @@
 
 namespace quillo {
 
-class Alerts;
 class AppLinks;
 class IconStore;
 class SiteZoom;
@@ -83,7 +83,6 @@ class Page : public WebViewEvents, public std::enable_shared_from_this<Page> {
 
   // Services shared by all pages, set by the browser; unset ones do nothing.
   AppLinks* appLinks = nullptr;
-  Alerts* alerts = nullptr;
   IconStore* iconStore = nullptr;
   // Loads the browser starts that have not committed by then are stopped.
   static constexpr Duration kLoadTimeout = std::chrono::seconds(60);
@@ -213,11 +212,30 @@ class Page : public WebViewEvents, public std::enable_shared_from_this<Page> {
   void showReader(std::shared_ptr<WebViewPort> view, std::unique_ptr<WebViewEvents> navigation);
   void closeReader();
 
-  // Gives the keyboard to what the tab shows: the article under a reader,
+  // Gives the keyboard to what the tab shows: its question while one shows
+  // (the stage hears `focusDialog`), else the article under a reader,
   // else the page; while its video floats, to what stands in for it (the
   // stage showing the page hears `focusPlaceholder`).
   void focus();
   sigc::signal<void()> focusPlaceholder;
+
+  // ---- Dialogs (page_dialogs.cpp) ----
+  using DialogAnswered = std::function<void(const AlertAnswer&)>;
+  // Puts a question to the user over this page. One shows at a time, the
+  // rest wait in the order asked, and the tab is brought forward
+  // (onNeedsAttention) as each comes to the front. Each is answered once: by
+  // the user, or as cancelled when the page closes, drops its view or starts
+  // or commits a navigation to a new document first.
+  void ask(Alert alert, DialogAnswered answered);
+  // The question in front, drawn over the page; none while none waits.
+  Published<std::shared_ptr<const Alert>> dialog;
+  // The user's answer to `shown`, ignored unless it is still in front.
+  void answerDialog(const std::shared_ptr<const Alert>& shown, const AlertAnswer& answer);
+  // Answers every waiting question as cancelled (the page closed).
+  void dismissDialogs();
+  // focus() while a question shows: the stage showing the page puts the
+  // keyboard on it.
+  sigc::signal<void()> focusDialog;
 
   // Restored or unloaded pages keep what to load until first shown.
   void restore(const Url& url, const std::string& title, std::optional<std::string> navigation);
@@ -238,6 +256,7 @@ class Page : public WebViewEvents, public std::enable_shared_from_this<Page> {
   bool webViewOpenedWindow(std::unique_ptr<WebViewPort> child) override;
   void webViewClosed() override;
   void webViewNeedsAttention() override;
+  void webViewAsk(const Alert& alert, std::function<void(const AlertAnswer&)> answered) override;
   void webViewCrashed() override;
   void webViewDecideNavigation(const NavigationAction& action, PolicyAnswer answer) override;
   NavigationPolicy webViewDecideResponse(const NavigationResponse& response) override;
@@ -281,6 +300,13 @@ class Page : public WebViewEvents, public std::enable_shared_from_this<Page> {
   // The frame whose video floats (0: the main frame).
   uint64_t floatedFrame_ = 0;
   void floatFrom(std::vector<uint64_t> frames, size_t next, std::function<void(bool)> done);
+  struct Question {
+    std::shared_ptr<const Alert> alert;
+    DialogAnswered answered;
+  };
+  std::deque<Question> questions_;
+  // Publishes the question now in front (or none), after bringing the tab forward.
+  void showFrontQuestion();
 };
 
 }  // namespace quillo

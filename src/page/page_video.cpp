@@ -68,7 +68,9 @@ void Page::floatFrom(std::vector<uint64_t> frames, size_t next, std::function<vo
 }
 
 void Page::focus() {
-  if (auto& reader = readerView.get())
+  if (dialog.get())
+    focusDialog.emit();
+  else if (auto& reader = readerView.get())
     reader->focus();
   else if (videoFloats.get())
     focusPlaceholder.emit();

@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "core/alert.h"
 #include "core/url.h"
 
 namespace quillo {
@@ -144,8 +145,14 @@ class WebViewEvents {
   virtual bool webViewOpenedWindow(std::unique_ptr<WebViewPort> child) = 0;
   // The site closed its window (window.close()).
   virtual void webViewClosed() = 0;
-  // A dialog or file chooser is about to show: bring this tab forward first.
+  // A file chooser is about to show: bring this tab forward first.
   virtual void webViewNeedsAttention() = 0;
+  // The site asks the user something (a script's alert, confirm or prompt,
+  // a camera or microphone request), shown over the page in its turn.
+  // `answered` is called once; with no page to ask, at once, as cancelled.
+  virtual void webViewAsk(const Alert& alert, std::function<void(const AlertAnswer&)> answered) {
+    answered(AlertAnswer::cancelled(alert));
+  }
   // The web process died. The page decides whether to reload.
   virtual void webViewCrashed() = 0;
 

@@ -116,10 +116,7 @@ TEST_F(Clicks, CtrlAndMiddleClicksOpenInTheBackgroundCtrlAltBesideAndAltDownload
 TEST_F(Clicks, AFramesOwnLinkToAnotherProgramIsDroppedAndAClickedOneAsks) {
   TestAppLinks apps;
   apps.apps["mailto"] = "Mail";
-  TestAlerts alerts;
-  alerts.button = 0;
   page_->appLinks = &apps;
-  page_->alerts = &alerts;
   server_.html("/framed",
                "<!doctype html><title>framed</title><style>body{margin:0}</style>"
                "<iframe src='/frame' style='width:10px;height:10px;border:0'></iframe>"
@@ -128,12 +125,12 @@ TEST_F(Clicks, AFramesOwnLinkToAnotherProgramIsDroppedAndAClickedOneAsks) {
   ASSERT_TRUE(load("/framed", "framed"));
   ASSERT_TRUE(runUntil([&] { return server_.count("/frame") == 1; }));
   runFor(500ms);
-  EXPECT_TRUE(alerts.asked.empty());
+  EXPECT_FALSE(page_->dialog.get());
   EXPECT_TRUE(apps.opened.empty());
 
   ASSERT_TRUE(xdotool("mousemove 300 300 click 1"));
-  ASSERT_TRUE(runUntil([&] { return alerts.asked.size() == 1; }, 5s));
-  EXPECT_EQ(alerts.asked[0].message, "Open Mail?");
+  ASSERT_TRUE(runUntil([&] { return page_->dialog.get() != nullptr; }, 5s));
+  EXPECT_EQ(answerDialog(*page_, 0).message, "Open Mail?");
   EXPECT_EQ(apps.opened, std::vector<std::string>{"mailto:someone@shop.example"});
   EXPECT_EQ(page_->title.get(), "framed");
 }

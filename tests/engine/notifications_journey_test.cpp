@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include "app/gtk/desktop_notifications.h"
-#include "app/gtk/desktop_services.h"
 #include "engine/support/journey.h"
 #include "features/web_notifications.h"
 #include "page/webkit/webkit_view.h"
@@ -65,8 +64,6 @@ class NotificationsJourney : public Journey {
     ASSERT_TRUE(g_application_register(application, nullptr, nullptr));
     permissions =
         std::make_unique<Permissions>(nullptr, [](const std::string&) { return std::optional<std::string>(); });
-    alerts = std::make_unique<WindowAlerts>(*window);
-    browser->attach(*alerts);
     desktop = std::make_unique<DesktopNotifications>(application);
     notifications = std::make_unique<WebNotifications>(*browser, *permissions, *desktop);
     server.html("/chat.html", R"(<title>Chat</title><script>window.events = [];
@@ -86,7 +83,6 @@ class NotificationsJourney : public Journey {
     notifications.reset();
     desktop.reset();
     Journey::TearDown();
-    alerts.reset();
     service.reset();
     g_clear_object(&application);
   }
@@ -102,7 +98,6 @@ class NotificationsJourney : public Journey {
 
   GApplication* application = nullptr;
   std::unique_ptr<Permissions> permissions;
-  std::unique_ptr<WindowAlerts> alerts;
   std::unique_ptr<DesktopNotifications> desktop;
   std::unique_ptr<WebNotifications> notifications;
   std::unique_ptr<NotificationServer> service;
@@ -117,7 +112,7 @@ TEST_F(NotificationsJourney, WithoutAServiceEverySiteIsDeniedWithOneOnlyAGesture
   startService();
   auto eager = openPage("/eager.html");
   ASSERT_TRUE(waitFor([&] { return eager->title.get() == "answer default"; })) << eager->title.get();
-  EXPECT_EQ(shownDialog(), nullptr);
+  EXPECT_EQ(shownCard(GTK_WIDGET(window->gobj())), nullptr);
   EXPECT_TRUE(waitFor([&] {
     return pageScript(eager, "frames[0].document.title ? typeof frames[0].Notification : ''") == "undefined";
   })) << "WebKit's own notifications are off, also where our script is not";
@@ -128,10 +123,10 @@ TEST_F(NotificationsJourney, WithoutAServiceEverySiteIsDeniedWithOneOnlyAGesture
   auto* view = dynamic_cast<WebKitView*>(page->liveView());
   ASSERT_NE(view, nullptr);
   click(*Glib::wrap(view->widget()), 100, 100);
-  GtkMessageDialog* dialog = awaitDialog();
-  ASSERT_NE(dialog, nullptr) << "the prompt";
-  EXPECT_EQ(textOf(dialog, "text"), "127.0.0.1 wants to show notifications");
-  gtk_dialog_response(GTK_DIALOG(dialog), 1);  // "Don't Allow"
+  GtkWidget* card = awaitCard(GTK_WIDGET(window->gobj()));
+  ASSERT_NE(card, nullptr) << "the prompt";
+  EXPECT_EQ(cardText(card), "127.0.0.1 wants to show notifications | Don't Allow | Allow");
+  key("Escape");
   ASSERT_TRUE(waitFor([&] { return page->title.get() == "answer denied"; })) << page->title.get();
   EXPECT_EQ(permissions->savedDecision(site), PermissionDecision::block);
   pageScript(page, "notify('Hello'); ''");

@@ -1,4 +1,4 @@
-// What pages must not reach (the user's files, the name of the site framing them), and the dialogs a page raises.
+// What pages must not reach (the user's files, the name of the site framing them), and the file chooser a page opens.
 #include <gtest/gtest.h>
 
 #include <filesystem>
@@ -16,12 +16,10 @@ class PageBoundaries : public ViewTest {
  protected:
   // The heading of the dialog `script` raises, which is then answered.
   std::string dialogHeading(WebViewPort& view, const std::string& script) {
-    evaluateLater(view, script);
-    if (!awaitDialog()) return "no dialog";
-    std::string text = textOf(shownDialog());
-    gtk_dialog_response(GTK_DIALOG(shownDialog()), GTK_RESPONSE_OK);
-    runUntil([] { return shownDialog() == nullptr; });
-    return text;
+    auto done = evaluateLater(view, script);
+    std::string heading = events.answerNext({0}).message;
+    runUntil([&] { return done->answered; });
+    return heading;
   }
 
   TestServer other{"127.0.0.2"};
@@ -103,59 +101,15 @@ TEST_F(PageBoundaries, ADialogNamesNoHostWhileAFrameOfAnotherSiteCouldHaveAsked)
   EXPECT_EQ(dialogHeading(*view, "alert('hello'); null"), "127.0.0.1 says");
 }
 
-// Alert, confirm, prompt and an upload field's file chooser.
+// An upload field's file chooser (the page's questions are the dialog journeys').
 class ScriptDialogs : public ViewTest {
  protected:
   void SetUp() override {
     server.html("/", "<!doctype html><title>dialogs</title>");
     view = show(server.url("/"));
   }
-
-  // What the script got once `answer` handled its dialog.
-  Evaluation run(const std::string& script, const std::function<void(GtkMessageDialog*)>& answer) {
-    auto evaluation = evaluateLater(*view, script);
-    GtkMessageDialog* dialog = awaitDialog();
-    EXPECT_TRUE(dialog);
-    if (dialog) answer(dialog);
-    EXPECT_TRUE(runUntil([&] { return evaluation->answered; }));
-    return *evaluation;
-  }
-
   std::unique_ptr<WebViewPort> view;
 };
-
-// (Who a dialog names is the page boundaries' test.)
-TEST_F(ScriptDialogs, ConfirmPromptAndAlertAnswerWhatWasChosenAndGoWithTheView) {
-  auto confirmed = run("confirm('Sure?')", [&](GtkMessageDialog* dialog) {
-    EXPECT_EQ(textOf(dialog, "secondary-text"), "Sure?");
-    EXPECT_EQ(events.attention, 1);
-    gtk_dialog_response(GTK_DIALOG(dialog), GTK_RESPONSE_OK);
-  });
-  EXPECT_EQ(confirmed.result, nlohmann::json(true));
-
-  auto typed = run("prompt('Name?', 'dflt')", [](GtkMessageDialog* dialog) {
-    GtkWidget* entry = inMessageArea(dialog, GTK_TYPE_ENTRY);
-    ASSERT_NE(entry, nullptr);
-    EXPECT_STREQ(gtk_editable_get_text(GTK_EDITABLE(entry)), "dflt");
-    gtk_editable_set_text(GTK_EDITABLE(entry), "Ada");
-    gtk_dialog_response(GTK_DIALOG(dialog), GTK_RESPONSE_OK);
-  });
-  EXPECT_EQ(typed.result, nlohmann::json("Ada"));
-  EXPECT_EQ(run("prompt('Name?')",
-                [](GtkMessageDialog* dialog) { gtk_dialog_response(GTK_DIALOG(dialog), GTK_RESPONSE_CANCEL); })
-                .result,
-            nlohmann::json(nullptr));
-
-  // An alert has only "OK", and goes with its view unanswered.
-  auto alert = evaluateLater(*view, "alert('Hi'); 'after'");
-  ASSERT_TRUE(awaitDialog());
-  EXPECT_EQ(textOf(shownDialog(), "secondary-text"), "Hi");
-  EXPECT_EQ(gtk_dialog_get_widget_for_response(GTK_DIALOG(shownDialog()), GTK_RESPONSE_CANCEL), nullptr);
-  windowWith(nullptr);
-  view.reset();
-  EXPECT_TRUE(runUntil([] { return shownDialog() == nullptr; }));
-  EXPECT_FALSE(alert->answered);
-}
 
 TEST_F(ScriptDialogs, AnUploadFieldOpensAChooserAndGetsTheChosenFile) {
   server.html("/upload",

@@ -408,6 +408,7 @@ TEST_F(PaletteJourney, PinRowKeysReorderAndNumberPinsAndEditTheirAddresses) {
   ASSERT_TRUE(highlightIs("Ctrl+3: Gamma page, 127.0.0.1")) << "the current page's pin";
   key("Up");
   ASSERT_TRUE(waitFor([&] { return highlightIs("Ctrl+2: Beta page, 127.0.0.1"); }));
+  EXPECT_EQ(caption(), "Alt+↑/↓ move · Alt+Shift+↑/↓ numbered pins · Ctrl+Shift+E edit address") << "its keys";
   key("alt+Up");
   EXPECT_TRUE(waitFor([&] { return saved() == "/beta.html /alpha.html /gamma.html "; })) << saved();
   EXPECT_TRUE(waitFor([&] { return highlightIs("Ctrl+1: Beta page, 127.0.0.1"); })) << "the highlight follows";

@@ -76,10 +76,11 @@ TEST_F(DownloadsEngine, ADroppedConnectionFailsAndRemovingARunningDownloadLeaves
   EXPECT_EQ(AppSupport::read(file).value, nlohmann::json::array());
 }
 
-GtkCheckButton* rememberBox(GtkMessageDialog* dialog) {
-  GtkWidget* box = inMessageArea(dialog, GTK_TYPE_CHECK_BUTTON);
-  return box ? GTK_CHECK_BUTTON(box) : nullptr;
-}
+constexpr const char* kAskForBoth =
+    "window.outcome = '';"
+    "navigator.mediaDevices.getUserMedia({video: true, audio: true})"
+    ".then(s => { s.getTracks().forEach(t => t.stop()); window.outcome = 'granted'; },"
+    "      e => { window.outcome = e.name; }); 1";
 
 class MediaRequests : public ViewTest {
  protected:
@@ -107,13 +108,7 @@ class MediaRequests : public ViewTest {
     usePermissions(nullptr);
     ViewTest::TearDown();
   }
-  void askForBoth() {
-    evaluateAndWait(*view,
-                    "window.outcome = '';"
-                    "navigator.mediaDevices.getUserMedia({video: true, audio: true})"
-                    ".then(s => { s.getTracks().forEach(t => t.stop()); window.outcome = 'granted'; },"
-                    "      e => { window.outcome = e.name; }); 1");
-  }
+  void askForBoth() { evaluateAndWait(*view, kAskForBoth); }
   // What the page was answered, once it was.
   std::string outcome() {
     runUntil([&] { return !evaluateText(*view, "window.outcome").empty(); });
@@ -125,37 +120,15 @@ class MediaRequests : public ViewTest {
   std::unique_ptr<WebViewPort> view;
 };
 
-TEST_F(MediaRequests, TheDialogWithRememberTickedSavesTheAnswerAndSavedAnswersDecideWithoutOne) {
-  askForBoth();
-  GtkMessageDialog* dialog = awaitDialog();
-  ASSERT_TRUE(dialog);
-  EXPECT_EQ(textOf(dialog), "127.0.0.1 wants to use your camera and microphone");
-  EXPECT_EQ(events.attention, 1);
-  ASSERT_NE(rememberBox(dialog), nullptr);
-  gtk_check_button_set_active(rememberBox(dialog), TRUE);
-  gtk_dialog_response(GTK_DIALOG(dialog), 0);  // Allow
-  EXPECT_EQ(outcome(), "granted");
-  EXPECT_EQ(AppSupport::read(std::string_view(Permissions::kFileName)).value,
-            nlohmann::json::parse(R"({"127.0.0.1":{"camera":"allow","microphone":"allow"}})"));
-
-  // Asked again by a new page, the saved answers decide: one of the two blocked denies without a dialog.
-  permissions.set(PermissionDecision::block, {"127.0.0.1", SitePermission::Kind::microphone, ""});
-  ASSERT_TRUE(loadAndWait(*view, events, mustParse(server.url("/"))));
-  askForBoth();
-  EXPECT_EQ(outcome(), "NotAllowedError");
-  EXPECT_EQ(events.attention, 1) << "no second dialog";
-}
-
 TEST_F(MediaRequests, AFrameOfAnotherSiteIsNamedByItsOwnHostOrElseThePageIsNotBlamed) {
   permissions.set(PermissionDecision::allow, {"127.0.0.1", SitePermission::Kind::camera, ""});
   TestServer other("127.0.0.2");
   // Without word from the frame (no scripts in this view) WebKit cannot say which frame asks.
   ASSERT_TRUE(loadPageEmbeddingCameraFrameOf(other));
-  GtkMessageDialog* dialog = awaitDialog();
-  ASSERT_TRUE(dialog) << "the page's saved allow does not decide it";
-  EXPECT_EQ(textOf(dialog), "A frame embedded in this page wants to use your camera");
-  EXPECT_EQ(rememberBox(dialog), nullptr) << "nothing to remember it for";
-  gtk_dialog_response(GTK_DIALOG(dialog), 1);  // Don't Allow
+  Alert asked = events.answerNext({1});  // Don't Allow
+  EXPECT_EQ(asked.message, "A frame embedded in this page wants to use your camera")
+      << "the page's saved allow does not decide it";
+  EXPECT_EQ(asked.checkbox, std::nullopt) << "nothing to remember it for";
   EXPECT_EQ(outcome(), "NotAllowedError");
   EXPECT_EQ(permissions.all(), (std::vector<SitePermission>{{"127.0.0.1", SitePermission::Kind::camera, ""}}))
       << "the answer is recorded for no site";
@@ -166,21 +139,15 @@ TEST_F(MediaRequests, AFrameOfAnotherSiteIsNamedByItsOwnHostOrElseThePageIsNotBl
                            UserScript{std::string(scripts::resource("media-asked-relay.js")), true, true, true}};
   view = show("", configuration);
   ASSERT_TRUE(loadPageEmbeddingCameraFrameOf(other));
-  ASSERT_TRUE(dialog = awaitDialog()) << "the page's saved allow is not the frame's";
-  EXPECT_EQ(textOf(dialog), "127.0.0.2 wants to use your camera");
-  GtkCheckButton* remember = rememberBox(dialog);
-  ASSERT_NE(remember, nullptr);
-  EXPECT_STREQ(gtk_check_button_get_label(remember), "Remember for 127.0.0.2");
-  gtk_check_button_set_active(remember, TRUE);
-  gtk_dialog_response(GTK_DIALOG(dialog), 1);  // Don't Allow
+  asked = events.answerNext({1, true});  // Don't Allow, remembered
+  EXPECT_EQ(asked.message, "127.0.0.2 wants to use your camera") << "the page's saved allow is not the frame's";
+  EXPECT_EQ(asked.checkbox, "Remember for 127.0.0.2");
   EXPECT_EQ(outcome(), "NotAllowedError");
   EXPECT_EQ(permissions.savedDecision({"127.0.0.2", SitePermission::Kind::camera, ""}), PermissionDecision::block);
 
   // The page itself asking is still the page.
   askForBoth();
-  ASSERT_TRUE(awaitDialog());
-  EXPECT_EQ(textOf(shownDialog()), "127.0.0.1 wants to use your camera and microphone");
-  gtk_dialog_response(GTK_DIALOG(shownDialog()), 1);
+  EXPECT_EQ(events.answerNext({1}).message, "127.0.0.1 wants to use your camera and microphone");
 }
 
 // The browser with its site permissions and downloads, wired as the application wires them.
@@ -256,6 +223,35 @@ TEST_F(SiteDataJourney, ReturnWalksASavedPermissionAndTheFileFollows) {
   click(*block, 4, 4);
   ASSERT_TRUE(waitFor([&] { return rowDescribed("Notifications", "○ Allow   ● Block"); }));
   EXPECT_EQ(permissionsFile()["127.0.0.1"]["notifications"], "block");
+}
+
+TEST_F(SiteDataJourney, TheCameraQuestionIsAnsweredByKeysAndItsRememberedAnswersDecideWithoutOne) {
+  webkit_settings_set_enable_mock_capture_devices(sharedEngine().settings(), TRUE);
+  auto page = openPage("/alpha.html");
+  auto outcome = [&] {
+    waitFor([&] { return !pageScript(page, "window.outcome").empty(); });
+    return pageScript(page, "window.outcome");
+  };
+  pageScript(page, kAskForBoth);
+  GtkWidget* card = awaitCard(GTK_WIDGET(window->gobj()));
+  ASSERT_NE(card, nullptr);
+  EXPECT_EQ(cardText(card),
+            "127.0.0.1 wants to use your camera and microphone | [ ] Remember for 127.0.0.1 | Don't Allow | Allow");
+  // From "Allow", Tab goes round to the box.
+  key("Tab space");
+  ASSERT_TRUE(waitFor([&] { return cardText(card).find("[x] Remember") != std::string::npos; }));
+  key("Return");
+  EXPECT_EQ(outcome(), "granted");
+  EXPECT_EQ(permissionsFile(), nlohmann::json::parse(R"({"127.0.0.1":{"camera":"allow","microphone":"allow"}})"));
+  EXPECT_TRUE(waitFor([&] { return !shownCard(GTK_WIDGET(window->gobj())) && pageHasFocus(); }));
+
+  // Asked again by a new page, the saved answers decide: one of the two blocked denies without a question.
+  permissions->set(PermissionDecision::block, {"127.0.0.1", SitePermission::Kind::microphone, ""});
+  page->reload();
+  ASSERT_TRUE(waitFor([&] { return pageScript(page, "String(window.outcome)") == "undefined"; }));
+  pageScript(page, kAskForBoth);
+  EXPECT_EQ(outcome(), "NotAllowedError");
+  EXPECT_FALSE(page->dialog.get());
 }
 
 TEST_F(SiteDataJourney, ADownloadIsSavedBesideAnExistingFileListedAndShiftDeleteRemovesIt) {

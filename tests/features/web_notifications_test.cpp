@@ -60,10 +60,9 @@ TEST_F(WebNotificationsTest, StatesFollowTheServiceAndTheSendingFramesSite) {
     decide("news.test", "notifications", c.decision);
     EXPECT_EQ(send(page, {{"type", "permission"}}, c.frameURL), c.state);
     // A request asks only when the state is "default".
-    alerts.button = 1;
-    alerts.asked.clear();
-    EXPECT_EQ(send(page, {{"type", "request"}}, c.frameURL), c.state == "default" ? "denied" : c.state);
-    EXPECT_EQ(alerts.asked.size(), c.state == "default" ? 1u : 0u);
+    auto asked = view(page).ask("quilloNotify", {{"type", "request"}}, c.frameURL);
+    EXPECT_EQ(answerDialog(*page, 1).message != "none", c.state == "default");
+    EXPECT_EQ(asked->answer, c.state == "default" ? "denied" : c.state);
   }
 }
 
@@ -72,18 +71,19 @@ TEST_F(WebNotificationsTest, OnePromptPerSiteOverItsTabRememberedOnlyForPersiste
   open("https://other.test/");
   auto first = view(asking).ask("quilloNotify", {{"type", "request"}});
   auto second = view(asking).ask("quilloNotify", {{"type", "request"}});
-  ASSERT_EQ(alerts.asked.size(), 1u);
-  EXPECT_EQ(alerts.asked[0].message, "news.test wants to show notifications");
   EXPECT_EQ(browser->current(), asking) << "the prompt shows over the tab that asked";
   EXPECT_EQ(first->replies + second->replies, 0) << "both wait for the answer";
-  alerts.answer(0);
+  EXPECT_EQ(answerDialog(*asking, 0).message, "news.test wants to show notifications");
+  EXPECT_FALSE(asking->dialog.get()) << "one prompt for both";
   EXPECT_EQ(first->answer, "granted");
   EXPECT_EQ(second->answer, "granted");
   EXPECT_EQ(permissions.savedDecision({"news.test", SitePermission::Kind::notifications, ""}),
             PermissionDecision::allow);
 
-  alerts.button = 1;
-  EXPECT_EQ(send(open("https://quiet.test/", "", true, true), {{"type", "request"}}), "denied");
+  auto quietTab = open("https://quiet.test/", "", true, true);
+  auto asked = view(quietTab).ask("quilloNotify", {{"type", "request"}});
+  answerDialog(*quietTab, 1);
+  EXPECT_EQ(asked->answer, "denied");
   const SitePermission quiet{"quiet.test", SitePermission::Kind::notifications, ""};
   EXPECT_EQ(permissions.untilQuit(quiet), PermissionDecision::block) << "a private tab's answer is not saved";
   EXPECT_EQ(permissions.savedDecision(quiet), std::nullopt);

@@ -43,7 +43,6 @@ class PagePolicy : public ::testing::Test {
     auto store = isPrivate ? engine.makePrivateStore() : engine.persistentStore();
     auto page = std::make_shared<Page>(engine.makeView(ViewConfiguration{store, {}, {}}), scheduler);
     page->appLinks = &apps;
-    page->alerts = &alerts;
     return page;
   }
   static FakeWebView& view(Page& page) { return static_cast<FakeWebView&>(page.webView()); }
@@ -64,7 +63,6 @@ class PagePolicy : public ::testing::Test {
   test::VirtualScheduler scheduler;
   test::FakeEngine engine;
   test::TestAppLinks apps;
-  test::TestAlerts alerts;
 };
 using PageReports = PagePolicy;
 
@@ -241,32 +239,65 @@ TEST_F(PagePolicy, OtherSchemesAskBeforeOpeningTheirProgramAndOnlyPersistentTabs
   auto page = makePage();
   page->load(u("https://shop.test/"));
   auto& v = view(*page);
-  alerts.button = 0;
-  alerts.checked = true;
   v.navigate(click("mailto:someone@shop.test"));
   EXPECT_EQ(v.decisions.back().policy, NavigationPolicy::cancel);
-  ASSERT_EQ(alerts.asked.size(), 1u);
-  EXPECT_EQ(alerts.asked[0].detail, "shop.test wants to open Mail.");
-  EXPECT_EQ(alerts.asked[0].buttons, (std::vector<std::string>{"Open Mail", "Cancel"}));
-  EXPECT_EQ(alerts.asked[0].checkbox, std::optional<std::string>("Always allow shop.test to open Mail"));
+  auto asked = test::answerDialog(*page, 0, true);
+  EXPECT_EQ(asked.detail, "shop.test wants to open Mail.");
+  EXPECT_EQ(asked.buttons, (std::vector<std::string>{"Open Mail", "Cancel"}));
+  EXPECT_EQ(asked.checkbox, std::optional<std::string>("Always allow shop.test to open Mail"));
 
   v.navigate(click("mailto:other@shop.test"));
-  EXPECT_EQ(alerts.asked.size(), 1u) << "allowed always: no question the second time";
+  EXPECT_FALSE(page->dialog.get()) << "allowed always: no question the second time";
   EXPECT_EQ(apps.opened.size(), 2u);
 
   v.navigate(click("zoommtg://join"));
-  ASSERT_EQ(alerts.asked.size(), 2u);
-  EXPECT_EQ(alerts.asked[1].message, "No app on this computer opens \u201czoommtg:\u201d links");
+  EXPECT_EQ(test::answerDialog(*page, 0).message, "No app on this computer opens \u201czoommtg:\u201d links");
 
   // A private tab never offers to remember a program.
   apps.saved.clear();
   auto incognito = makePage(true);
   incognito->load(u("https://shop.test/"));
   view(*incognito).navigate(click("mailto:someone@shop.test"));
-  ASSERT_EQ(alerts.asked.size(), 3u);
-  EXPECT_FALSE(alerts.asked[2].checkbox);
+  EXPECT_FALSE(test::answerDialog(*incognito, 0, true).checkbox);
   EXPECT_TRUE(apps.saved.empty());
   EXPECT_EQ(apps.opened.size(), 3u);
+}
+
+TEST_F(PageReports, QuestionsShowOneAtATimeInOrderAndGoCancelledWithTheirDocumentOrPage) {
+  int attention = 0;
+  auto ask = [&](const std::shared_ptr<Page>& page) {
+    page->onNeedsAttention = [&] { ++attention; };
+    page->load(u("https://a.example/"));
+    auto& v = view(*page);
+    return std::pair{v.askUser({"One", "", {"OK"}}), v.askUser({"Two", "", {"OK", "Cancel"}, std::nullopt, "dflt"})};
+  };
+  auto page = makePage();
+  auto [first, second] = ask(page);
+  EXPECT_EQ(attention, 1) << "the second waits behind the first";
+  EXPECT_EQ(test::answerDialog(*page, 0).message, "One");
+  EXPECT_EQ(*first, AlertAnswer{0});
+  EXPECT_EQ(attention, 2) << "the tab comes forward again for the next";
+  ASSERT_TRUE(page->dialog.get());
+  page->answerDialog(std::make_shared<const Alert>(*page->dialog.get()), {0});
+  EXPECT_FALSE(*second) << "an answer to a question no longer in front is ignored";
+
+  // Unanswered questions are cancelled (the last button, no text) however their page ends.
+  const std::vector<std::pair<const char*, std::function<void(std::shared_ptr<Page>&)>>> ends = {
+      {"a commit", [](auto& p) { p->load(u("https://b.example/")); }},
+      {"closing", [](auto& p) { p->dismissDialogs(); }},
+      {"the page going", [](auto& p) { p.reset(); }},
+  };
+  for (auto& [how, end] : ends) {
+    SCOPED_TRACE(how);
+    auto ending = makePage();
+    auto [one, two] = ask(ending);
+    end(ending);
+    EXPECT_EQ(*one, AlertAnswer{0});
+    EXPECT_EQ(*two, AlertAnswer{1});
+    if (ending) {
+      EXPECT_FALSE(ending->dialog.get());
+    }
+  }
 }
 
 TEST_F(PageReports, FloatingAsksTheMainFrameThenEachReportingFrameOnceAndACommitEndsIt) {

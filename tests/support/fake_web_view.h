@@ -170,6 +170,12 @@ class FakeWebView final : public WebViewPort {
   void requestAttention() {
     emit([](WebViewEvents& e) { e.webViewNeedsAttention(); });
   }
+  // The site asks the user something; the answer lands in the record once given.
+  std::shared_ptr<std::optional<AlertAnswer>> askUser(const Alert& alert) {
+    auto answer = std::make_shared<std::optional<AlertAnswer>>();
+    emit([&](WebViewEvents& e) { e.webViewAsk(alert, [answer](const AlertAnswer& given) { *answer = given; }); });
+    return answer;
+  }
   // The web process dies: loading stops, the list and address stay.
   void crash() {
     loading_ = false;

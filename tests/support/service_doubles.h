@@ -14,6 +14,7 @@
 #include "core/url.h"
 #include "page/app_links.h"
 #include "page/icon_store.h"
+#include "page/page.h"
 #include "stores/downloads.h"
 
 namespace quillo {
@@ -56,26 +57,25 @@ struct TestClipboard final : Clipboard {
   void setText(const std::string& text) override { texts.push_back(text); }
 };
 
-// Answers at once with `button` (and `checked`) when set; otherwise the answer waits in `answer`.
+// Records each question; the last one's answer waits in `answer`.
 struct TestAlerts final : Alerts {
   std::vector<Alert> asked;
   std::function<void(size_t)> answer;
-  std::optional<size_t> button;
-  bool checked = false;
   void ask(const Alert& alert, std::function<void(size_t)> answered) override {
     asked.push_back(alert);
-    if (button && answered)
-      answered(*button);
-    else if (!button)
-      answer = std::move(answered);
-  }
-  // Unanswered, the box reads unticked.
-  void askWithCheckbox(const Alert& alert, std::function<void(size_t, bool)> answered) override {
-    if (!button) return Alerts::askWithCheckbox(alert, std::move(answered));
-    asked.push_back(alert);
-    if (answered) answered(*button, checked);
+    answer = std::move(answered);
   }
 };
+
+// The question in front over a page, answered with `button` and the box
+// ticked or not; what it asked ("none" when none showed).
+inline Alert answerDialog(Page& page, size_t button, bool checked = false) {
+  auto shown = page.dialog.get();
+  if (!shown) return {"none", "", {}};
+  Alert asked = *shown;
+  page.answerDialog(shown, {button, checked});
+  return asked;
+}
 
 // Apps for link schemes, and the "always allow" choices saved for sites.
 struct TestAppLinks final : AppLinks {

@@ -1,4 +1,4 @@
-// The desktop behind the browser's services: the clipboard, dialogs over the window, other schemes' links.
+// The desktop behind the browser's services: the clipboard, questions over the window, other schemes' links.
 #include "app/gtk/desktop_services.h"
 
 #include "core/log.h"
@@ -10,34 +10,35 @@ void DesktopClipboard::setText(const std::string& text) {
   if (auto display = Gdk::Display::get_default()) display->get_clipboard()->set_text(text);
 }
 
-void WindowAlerts::ask(const Alert& alert, std::function<void(size_t)> answered) {
-  askWithCheckbox(alert, [answered = std::move(answered)](size_t button, bool) {
-    if (answered) answered(button);
-  });
+WindowAlerts::WindowAlerts(Gtk::Overlay& content, std::function<void()> refocus)
+    : content_(content), refocus_(std::move(refocus)) {}
+
+WindowAlerts::~WindowAlerts() {
+  // The window may have gone first, taking the question out of its tree.
+  if (auto* parent = overlay_.get_parent(); parent && GTK_IS_OVERLAY(parent->gobj()))
+    gtk_overlay_remove_overlay(GTK_OVERLAY(parent->gobj()), GTK_WIDGET(overlay_.gobj()));
 }
 
-void WindowAlerts::askWithCheckbox(const Alert& alert, std::function<void(size_t, bool)> answered) {
-  auto* dialog =
-      new Gtk::MessageDialog(window_, alert.message, false, Gtk::MessageType::QUESTION, Gtk::ButtonsType::NONE, true);
-  if (!alert.detail.empty()) dialog->set_secondary_text(alert.detail);
-  // Buttons are given default first; GTK lays them out from the left, so the
-  // default goes last, where GNOME puts it.
-  for (size_t i = alert.buttons.size(); i-- > 0;) dialog->add_button(alert.buttons[i], int(i));
-  dialog->set_default_response(0);
-  Gtk::CheckButton* check = nullptr;
-  if (alert.checkbox) {
-    check = Gtk::make_managed<Gtk::CheckButton>(*alert.checkbox);
-    dialog->get_message_area()->append(*check);
+void WindowAlerts::ask(const Alert& alert, std::function<void(size_t)> answered) {
+  waiting_.emplace_back(alert, std::move(answered));
+  if (waiting_.size() == 1) showNext();
+}
+
+void WindowAlerts::showNext() {
+  if (waiting_.empty()) {
+    overlay_.dismiss();
+    if (refocus_) refocus_();
+    return;
   }
-  dialog->signal_response().connect(
-      [dialog, check, answered = std::move(answered), count = alert.buttons.size()](int response) {
-        dialog->hide();
-        // Closing the dialog counts as the last button (the cancel one).
-        size_t button = response >= 0 && size_t(response) < count ? size_t(response) : (count ? count - 1 : 0);
-        if (answered) answered(button, check && check->get_active());
-        Glib::signal_idle().connect_once([dialog] { delete dialog; });
-      });
-  dialog->show();
+  // Laid over the content when first needed, so it lies above everything there.
+  if (!overlay_.get_parent()) content_.add_overlay(overlay_);
+  overlay_.present(waiting_.front().first, [this](const AlertAnswer& answer) {
+    auto answered = std::move(waiting_.front().second);
+    waiting_.pop_front();
+    showNext();
+    if (answered) answered(answer.button);
+  });
+  overlay_.takeKeyboard();
 }
 
 std::optional<std::string> DesktopAppLinks::appName(const Url& url) {

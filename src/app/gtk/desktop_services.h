@@ -1,12 +1,15 @@
-// The desktop behind the browser's services: the clipboard, dialogs over the window, other schemes' links.
+// The desktop behind the browser's services: the clipboard, questions over the window, other schemes' links.
 #pragma once
 #include <gtkmm.h>
 
+#include <deque>
+#include <functional>
 #include <set>
 #include <utility>
 
 #include "core/sources.h"
 #include "page/app_links.h"
+#include "page/gtk/page_dialog.h"
 
 namespace quillo {
 
@@ -18,15 +21,24 @@ class DesktopClipboard final : public Clipboard {
   void setText(const std::string& text) override;
 };
 
-// Questions asked with a dialog over the browser window; never blocking.
+// The window's own questions, drawn over its content under the bar, one at
+// a time in the order asked; never blocking.
 class WindowAlerts final : public Alerts {
  public:
-  explicit WindowAlerts(Gtk::Window& window) : window_(window) {}
+  // `content`: the overlay holding the window's content. `refocus` gives the
+  // keyboard back (to the page) once the last question is answered.
+  WindowAlerts(Gtk::Overlay& content, std::function<void()> refocus);
+  ~WindowAlerts() override;
+  WindowAlerts(const WindowAlerts&) = delete;
+  WindowAlerts& operator=(const WindowAlerts&) = delete;
   void ask(const Alert& alert, std::function<void(size_t button)> answered) override;
-  void askWithCheckbox(const Alert& alert, std::function<void(size_t button, bool checked)> answered) override;
 
  private:
-  Gtk::Window& window_;
+  void showNext();
+  Gtk::Overlay& content_;
+  std::function<void()> refocus_;
+  DialogOverlay overlay_;
+  std::deque<std::pair<Alert, std::function<void(size_t)>>> waiting_;
 };
 
 // Other schemes' links open in the desktop's default program for the scheme;

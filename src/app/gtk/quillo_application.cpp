@@ -188,7 +188,9 @@ void QuilloApplication::on_startup() {
   logins_ = std::make_unique<OnePasswordLogins>(*browser_, *passwordTool_);
   browser_->attach(*logins_);
   Reader::install(*browser_);
-  alerts_ = std::make_unique<WindowAlerts>(*window_);
+  alerts_ = std::make_unique<WindowAlerts>(window_->pageOverlay(), [this] {
+    if (auto page = browser_->current()) page->focus();
+  });
   browser_->attach(*alerts_);
   // Web notifications; their clicks come back as "app.notification-clicked".
   notificationCenter_ = std::make_unique<DesktopNotifications>(G_APPLICATION(gobj()));

@@ -142,11 +142,28 @@ PageStage::PageStage() : Gtk::Box(Gtk::Orientation::HORIZONTAL) {
   overlay_.set_hexpand(true);
   overlay_.set_vexpand(true);
   overlay_.set_visible(false);
-  append(overlay_);
+  area_.append(overlay_);
   errorView_.set_visible(false);
-  append(errorView_);
+  area_.append(errorView_);
   placeholder_.set_visible(false);
-  append(placeholder_);
+  area_.append(placeholder_);
+  frame_.set_hexpand(true);
+  frame_.set_vexpand(true);
+  frame_.set_child(area_);
+  frame_.add_overlay(dialog_);
+  append(frame_);
+  // Keys that still reach the page under a question (it had the keyboard
+  // some other way) go to the question instead.
+  auto keys = Gtk::EventControllerKey::create();
+  keys->set_propagation_phase(Gtk::PropagationPhase::CAPTURE);
+  keys->signal_key_pressed().connect(
+      [this](guint, guint, Gdk::ModifierType) {
+        if (!dialog_.isUp() || dialog_.hasKeyboard()) return false;
+        dialog_.takeKeyboard();
+        return true;
+      },
+      false);
+  add_controller(keys);
 }
 
 PageStage::~PageStage() {
@@ -154,6 +171,8 @@ PageStage::~PageStage() {
   readerLink_.disconnect();
   floatLink_.disconnect();
   focusLink_.disconnect();
+  dialogLink_.disconnect();
+  dialogFocusLink_.disconnect();
 }
 
 void PageStage::show(const std::shared_ptr<Page>& page) {
@@ -165,6 +184,8 @@ void PageStage::show(const std::shared_ptr<Page>& page) {
   readerLink_.disconnect();
   floatLink_.disconnect();
   focusLink_.disconnect();
+  dialogLink_.disconnect();
+  dialogFocusLink_.disconnect();
   if (readerWidget_) {
     gtk_overlay_remove_overlay(overlay_.gobj(), readerWidget_);
     readerWidget_ = nullptr;
@@ -186,9 +207,12 @@ void PageStage::show(const std::shared_ptr<Page>& page) {
     readerLink_ = page->readerView.changed().connect([this] { refreshReader(); });
     floatLink_ = page->videoFloats.changed().connect([this] { refresh(); });
     focusLink_ = page->focusPlaceholder.connect([this] { placeholder_.backButton().grab_focus(); });
+    dialogLink_ = page->dialog.changed().connect([this] { refreshDialog(); });
+    dialogFocusLink_ = page->focusDialog.connect([this] { dialog_.takeKeyboard(); });
   }
   refresh();
   refreshReader();
+  refreshDialog();
 }
 
 bool PageStage::holdsKeyboard() {
@@ -260,6 +284,35 @@ void PageStage::refresh() {
   } else if (!errorShown_ && wasShown && errorView_.retryButton().has_focus() && webWidget_) {
     gtk_widget_grab_focus(webWidget_);
   }
+}
+
+void PageStage::refreshDialog() {
+  auto page = page_.lock();
+  auto wanted = page ? page->dialog.get() : nullptr;
+  if (wanted == shownDialog_) return;
+  // Typing elsewhere (the bar, the other side) is never interrupted: the
+  // question takes the keyboard when the page comes to have it.
+  const bool keyboardHere = holdsKeyboard();
+  shownDialog_ = wanted;
+  if (wanted) {
+    std::weak_ptr<Page> weak = page;
+    dialog_.present(*wanted, [weak, wanted](const AlertAnswer& answer) {
+      if (auto page = weak.lock()) page->answerDialog(wanted, answer);
+    });
+    if (keyboardHere) dialog_.takeKeyboard();
+    area_.set_can_focus(false);
+  } else {
+    dialog_.dismiss();
+    area_.set_can_focus(true);
+    if (keyboardHere) focusPage();
+  }
+}
+
+void PageStage::focusPage() {
+  if (errorShown_)
+    errorView_.retryButton().grab_focus();
+  else if (auto page = page_.lock())
+    page->focus();
 }
 
 }  // namespace quillo

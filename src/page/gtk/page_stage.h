@@ -4,6 +4,7 @@
 
 #include <memory>
 
+#include "page/gtk/page_dialog.h"
 #include "page/page.h"
 
 namespace quillo {
@@ -50,7 +51,8 @@ void releasePageWidget(GtkWidget* widget);
 // while its load has failed. The web view stays in the tree, hidden, so it
 // keeps its state. A reader view, while the page has one, lies over it.
 // While the page's video floats, its view is in the floating window and a
-// placeholder stands in for it.
+// placeholder stands in for it. The page's question in front covers all of
+// it, and nothing under the question takes keys or clicks.
 class PageStage : public Gtk::Box {
  public:
   PageStage();
@@ -67,17 +69,25 @@ class PageStage : public Gtk::Box {
   void refresh();
   void refreshReader();
   void placeWebWidget(bool floats);
+  void refreshDialog();
+  // The keyboard into what the page shows (its error's "Try Again", else the page).
+  void focusPage();
   // Whether the keyboard is in this stage, or nowhere it should stay.
   bool holdsKeyboard();
   std::weak_ptr<Page> page_;
   GtkWidget* webWidget_ = nullptr;
+  // The page's area, with its question over it.
+  Gtk::Overlay frame_;
+  Gtk::Box area_{Gtk::Orientation::HORIZONTAL};
+  DialogOverlay dialog_;
+  std::shared_ptr<const Alert> shownDialog_;
   Gtk::Overlay overlay_;
   // Kept while its widget is in the tree: the page may drop the view first.
   std::shared_ptr<WebViewPort> reader_;
   GtkWidget* readerWidget_ = nullptr;
   LoadErrorView errorView_;
   FloatingPlaceholder placeholder_;
-  sigc::connection pageLink_, readerLink_, floatLink_, focusLink_;
+  sigc::connection pageLink_, readerLink_, floatLink_, focusLink_, dialogLink_, dialogFocusLink_;
   bool errorShown_ = false;
 };
 

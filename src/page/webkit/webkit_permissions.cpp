@@ -1,13 +1,10 @@
 // WebKitGTK permission requests and queries: which site asks for the camera, microphone or notifications.
 #include "page/webkit/webkit_permissions.h"
 
-#include <gtk/gtk.h>
-
 #include <memory>
 #include <optional>
 #include <string>
 
-#include "page/site_prompts.h"
 #include "stores/permissions.h"
 
 namespace quillo {
@@ -139,72 +136,6 @@ void askingHost(WebKitWebView* view, std::function<void(std::string)> done) {
                          [](gpointer data) { delete static_cast<Waiting*>(data); });
 }
 
-// A question in the page's window: the buttons of the alert (the first is
-// the default) and its check box, if it has one.
-void askInWindow(WebKitWebView* view, const Alert& alert, std::function<void(size_t, bool)> answered) {
-  GtkRoot* root = gtk_widget_get_root(GTK_WIDGET(view));
-  GtkWindow* parent = GTK_IS_WINDOW(root) ? GTK_WINDOW(root) : nullptr;
-  GtkWidget* box = gtk_message_dialog_new(parent, GtkDialogFlags(GTK_DIALOG_MODAL | GTK_DIALOG_DESTROY_WITH_PARENT),
-                                          GTK_MESSAGE_QUESTION, GTK_BUTTONS_NONE, "%s", alert.message.c_str());
-  if (!alert.detail.empty())
-    gtk_message_dialog_format_secondary_text(GTK_MESSAGE_DIALOG(box), "%s", alert.detail.c_str());
-  // GNOME puts the default last.
-  for (size_t i = alert.buttons.size(); i-- > 0;)
-    gtk_dialog_add_button(GTK_DIALOG(box), alert.buttons[i].c_str(), int(i));
-  gtk_dialog_set_default_response(GTK_DIALOG(box), 0);
-  GtkWidget* check = nullptr;
-  if (alert.checkbox) {
-    check = gtk_check_button_new_with_label(alert.checkbox->c_str());
-    gtk_widget_set_name(check, "quillo-remember");
-    gtk_box_append(GTK_BOX(gtk_message_dialog_get_message_area(GTK_MESSAGE_DIALOG(box))), check);
-  }
-  struct Pending {
-    std::function<void(size_t, bool)> answered;
-    GtkWidget* check;
-    size_t count;
-    bool done = false;
-  };
-  auto* pending = new Pending{std::move(answered), check, alert.buttons.size()};
-  // However the dialog goes, the page gets an answer: closing it is the last
-  // button (the refusing one).
-  g_object_set_data_full(G_OBJECT(box), "quillo-pending", pending, [](gpointer data) {
-    auto* pending = static_cast<Pending*>(data);
-    if (!pending->done && pending->answered) pending->answered(pending->count ? pending->count - 1 : 0, false);
-    delete pending;
-  });
-  g_signal_connect(box, "response", G_CALLBACK(+[](GtkDialog* box, int response, gpointer) {
-                     auto* pending = static_cast<Pending*>(g_object_get_data(G_OBJECT(box), "quillo-pending"));
-                     if (!pending->done) {
-                       pending->done = true;
-                       size_t button = response >= 0 && size_t(response) < pending->count
-                                           ? size_t(response)
-                                           : (pending->count ? pending->count - 1 : 0);
-                       bool checked = pending->check && gtk_check_button_get_active(GTK_CHECK_BUTTON(pending->check));
-                       if (pending->answered) pending->answered(button, checked);
-                     }
-                     gtk_window_destroy(GTK_WINDOW(box));
-                   }),
-                   nullptr);
-  gtk_window_present(GTK_WINDOW(box));
-}
-
-siteprompts::Ask askerFor(WebKitWebView* view, const std::function<void()>& attention) {
-  // The view may go before the answer; the dialog goes with the window.
-  GWeakRef* weak = g_new0(GWeakRef, 1);
-  g_weak_ref_init(weak, view);
-  std::shared_ptr<GWeakRef> ref(weak, [](GWeakRef* w) {
-    g_weak_ref_clear(w);
-    g_free(w);
-  });
-  return [ref, attention](const Alert& alert, std::function<void(size_t, bool)> answered) {
-    auto* view = static_cast<WebKitWebView*>(g_weak_ref_get(ref.get()));
-    if (!view) return answered(alert.buttons.empty() ? 0 : alert.buttons.size() - 1, false);
-    if (attention) attention();
-    askInWindow(view, alert, std::move(answered));
-    g_object_unref(view);
-  };
-}
-
 }  // namespace
 
 void usePermissions(Permissions* permissions) { store() = permissions; }
@@ -215,8 +146,7 @@ void noteMediaAsker(WebKitWebView* view, const char* frameURL) {
                          [](gpointer data) { delete static_cast<Word*>(data); });
 }
 
-bool answerPermissionRequest(WebKitWebView* view, WebKitPermissionRequest* request,
-                             const std::function<void()>& attention) {
+bool answerPermissionRequest(WebKitWebView* view, WebKitPermissionRequest* request, siteprompts::Ask ask) {
   bool media = WEBKIT_IS_USER_MEDIA_PERMISSION_REQUEST(request);
   // Notifications are the browser's own script's business: WebKit's path
   // stays shut, so no site can get around the browser's answer.
@@ -248,7 +178,7 @@ bool answerPermissionRequest(WebKitWebView* view, WebKitPermissionRequest* reque
   asked.camera = webkit_user_media_permission_is_for_video_device(mediaRequest);
   asked.microphone = webkit_user_media_permission_is_for_audio_device(mediaRequest);
   asked.persistent = isPersistent(view);
-  askingHost(view, [asked, ask = askerFor(view, attention), answer](std::string host) mutable {
+  askingHost(view, [asked, ask = std::move(ask), answer](std::string host) mutable {
     Permissions* permissions = store();
     if (!permissions) return answer(false);
     asked.host = std::move(host);

@@ -41,12 +41,6 @@ std::optional<nlohmann::json> parseResult(const char* json) {
   return url ? url->host() : std::string();
 }
 
-// State shared by a script dialog's window and its answer.
-struct DialogAnswer {
-  WebKitScriptDialog* dialog;
-  GtkWidget* entry = nullptr;
-};
-
 constexpr const char* kPortKey = "quillo-port";
 
 // What a certificate's problems mean, for the error view.
@@ -177,9 +171,14 @@ WebKitView::WebKitView(WebKitWebView* view, std::shared_ptr<DataStore> store,
   connect(view_, "permission-request",
           G_CALLBACK(+[](WebKitWebView* view, WebKitPermissionRequest* request, gpointer self) {
             auto* me = static_cast<WebKitView*>(self);
-            return gboolean(answerPermissionRequest(view, request, [me] {
-              if (me->events_) me->events_->webViewNeedsAttention();
-            }));
+            return gboolean(answerPermissionRequest(
+                view, request,
+                [me, alive = std::weak_ptr<bool>(me->alive_)](const Alert& alert,
+                                                              std::function<void(size_t, bool)> answered) {
+                  auto tell = [answered](const AlertAnswer& answer) { answered(answer.button, answer.checked); };
+                  if (alive.expired()) return tell(AlertAnswer::cancelled(alert));
+                  me->ask(alert, tell);
+                }));
           }));
   connect(view_, "query-permission-state",
           G_CALLBACK(+[](WebKitWebView* view, WebKitPermissionStateQuery* query, gpointer) {
@@ -210,8 +209,7 @@ WebKitView::~WebKitView() {
   g_cancellable_cancel(cancellable_);
   g_object_unref(cancellable_);
   for (auto [instance, id] : handlers_) g_signal_handler_disconnect(instance, id);
-  // Closing a dialog's window answers it as cancelled (see showScriptDialog).
-  for (GtkWindow* dialog : std::set<GtkWindow*>(dialogs_)) gtk_window_destroy(dialog);
+  closeScriptDialogs();
   // Dropping a chooser unanswered tells the page it was cancelled.
   for (GtkNativeDialog* chooser : std::exchange(choosers_, {})) {
     gtk_native_dialog_destroy(chooser);
@@ -250,7 +248,10 @@ bool WebKitView::hasCurrentItem() const {
 }
 bool WebKitView::isPlayingAudio() const { return webkit_web_view_is_playing_audio(view_); }
 
-void WebKitView::load(const Url& url) { webkit_web_view_load_uri(view_, url.str().c_str()); }
+void WebKitView::load(const Url& url) {
+  closeScriptDialogs();
+  webkit_web_view_load_uri(view_, url.str().c_str());
+}
 
 void WebKitView::loadChanged(WebKitLoadEvent event) {
   if (!events_) return;
@@ -347,17 +348,28 @@ void WebKitView::loadFile(const Url& file, const Url& readAccessFolder) {
   // Under WebKitGTK's sandbox file loads are read by the network process,
   // which sees the user's files; the folder needs no grant of its own.
   (void)readAccessFolder;
+  closeScriptDialogs();
   webkit_web_view_load_uri(view_, file.str().c_str());
 }
 
 void WebKitView::loadHTML(const std::string& html, const std::optional<Url>& base) {
+  closeScriptDialogs();
   webkit_web_view_load_html(view_, html.c_str(), base ? base->str().c_str() : nullptr);
 }
 
-void WebKitView::reload() { webkit_web_view_reload(view_); }
+void WebKitView::reload() {
+  closeScriptDialogs();
+  webkit_web_view_reload(view_);
+}
 void WebKitView::stop() { webkit_web_view_stop_loading(view_); }
-void WebKitView::goBack() { webkit_web_view_go_back(view_); }
-void WebKitView::goForward() { webkit_web_view_go_forward(view_); }
+void WebKitView::goBack() {
+  closeScriptDialogs();
+  webkit_web_view_go_back(view_);
+}
+void WebKitView::goForward() {
+  closeScriptDialogs();
+  webkit_web_view_go_forward(view_);
+}
 
 std::string WebKitView::sessionState() const {
   WebKitBackForwardList* list = webkit_web_view_get_back_forward_list(view_);
@@ -389,6 +401,7 @@ bool WebKitView::restoreSessionState(const std::string& blob) {
 void WebKitView::goToCurrentItem() {
   WebKitBackForwardListItem* item =
       webkit_back_forward_list_get_current_item(webkit_web_view_get_back_forward_list(view_));
+  closeScriptDialogs();
   if (item) webkit_web_view_go_to_back_forward_list_item(view_, item);
 }
 
@@ -606,67 +619,48 @@ GtkWindow* WebKitView::window() const {
   return GTK_IS_WINDOW(root) ? GTK_WINDOW(root) : nullptr;
 }
 
-bool WebKitView::showScriptDialog(WebKitScriptDialog* dialog) {
-  if (events_) events_->webViewNeedsAttention();
-  const char* uri = webkit_web_view_get_uri(view_);
-  std::string heading = frames_.dialogHeading(uri ? uri : "");
-  WebKitScriptDialogType type = webkit_script_dialog_get_dialog_type(dialog);
-
-  GtkWindow* parent = window();
-  GtkWidget* box = gtk_message_dialog_new(parent, GtkDialogFlags(GTK_DIALOG_MODAL | GTK_DIALOG_DESTROY_WITH_PARENT),
-                                          GTK_MESSAGE_OTHER, GTK_BUTTONS_NONE, "%s", heading.c_str());
-  gtk_message_dialog_format_secondary_text(GTK_MESSAGE_DIALOG(box), "%s", webkit_script_dialog_get_message(dialog));
-  if (type != WEBKIT_SCRIPT_DIALOG_ALERT) gtk_dialog_add_button(GTK_DIALOG(box), "Cancel", GTK_RESPONSE_CANCEL);
-  gtk_dialog_add_button(GTK_DIALOG(box), "OK", GTK_RESPONSE_OK);
-  gtk_dialog_set_default_response(GTK_DIALOG(box), GTK_RESPONSE_OK);
-
-  auto* answer = new DialogAnswer{webkit_script_dialog_ref(dialog)};
-  if (type == WEBKIT_SCRIPT_DIALOG_PROMPT) {
-    answer->entry = gtk_entry_new();
-    const char* text = webkit_script_dialog_prompt_get_default_text(dialog);
-    gtk_editable_set_text(GTK_EDITABLE(answer->entry), text ? text : "");
-    gtk_entry_set_activates_default(GTK_ENTRY(answer->entry), TRUE);
-    gtk_widget_set_size_request(answer->entry, 280, -1);
-    gtk_box_append(GTK_BOX(gtk_message_dialog_get_message_area(GTK_MESSAGE_DIALOG(box))), answer->entry);
+void WebKitView::closeScriptDialogs() {
+  // Closed unanswered, a dialog tells the script "cancelled" (false, or no text).
+  for (WebKitScriptDialog* dialog : std::exchange(scriptDialogs_, {})) {
+    webkit_script_dialog_close(dialog);
+    webkit_script_dialog_unref(dialog);
   }
-  // However the window goes away, the page gets its answer (cancel unless
-  // "OK" set one first) and stops waiting.
-  g_object_set_data_full(G_OBJECT(box), "quillo-answer", answer, [](gpointer data) {
-    auto* answer = static_cast<DialogAnswer*>(data);
-    webkit_script_dialog_close(answer->dialog);
-    webkit_script_dialog_unref(answer->dialog);
-    delete answer;
-  });
-  g_signal_connect(box, "response", G_CALLBACK(+[](GtkDialog* box, int response, gpointer) {
-                     auto* answer = static_cast<DialogAnswer*>(g_object_get_data(G_OBJECT(box), "quillo-answer"));
-                     bool ok = response == GTK_RESPONSE_OK;
-                     switch (webkit_script_dialog_get_dialog_type(answer->dialog)) {
-                       case WEBKIT_SCRIPT_DIALOG_CONFIRM:
-                       case WEBKIT_SCRIPT_DIALOG_BEFORE_UNLOAD_CONFIRM:
-                         webkit_script_dialog_confirm_set_confirmed(answer->dialog, ok);
-                         break;
-                       case WEBKIT_SCRIPT_DIALOG_PROMPT:
-                         // Without a text the prompt answers null, as for Cancel.
-                         if (ok)
-                           webkit_script_dialog_prompt_set_text(answer->dialog,
-                                                                gtk_editable_get_text(GTK_EDITABLE(answer->entry)));
-                         break;
-                       default: break;
-                     }
-                     gtk_window_destroy(GTK_WINDOW(box));
-                   }),
-                   nullptr);
+}
 
-  dialogs_.insert(GTK_WINDOW(box));
+void WebKitView::ask(const Alert& alert, std::function<void(const AlertAnswer&)> answered) {
+  if (events_)
+    events_->webViewAsk(alert, std::move(answered));
+  else
+    answered(AlertAnswer::cancelled(alert));
+}
+
+bool WebKitView::showScriptDialog(WebKitScriptDialog* dialog) {
+  const char* uri = webkit_web_view_get_uri(view_);
+  const WebKitScriptDialogType type = webkit_script_dialog_get_dialog_type(dialog);
+  Alert alert;
+  alert.message = frames_.dialogHeading(uri ? uri : "");
+  alert.detail = webkit_script_dialog_get_message(dialog);
+  alert.buttons =
+      type == WEBKIT_SCRIPT_DIALOG_ALERT ? std::vector<std::string>{"OK"} : std::vector<std::string>{"OK", "Cancel"};
+  if (type == WEBKIT_SCRIPT_DIALOG_PROMPT) {
+    const char* text = webkit_script_dialog_prompt_get_default_text(dialog);
+    alert.field = text ? text : "";
+  }
+  // The page's script waits until the dialog is closed, however late.
+  scriptDialogs_.insert(webkit_script_dialog_ref(dialog));
   std::weak_ptr<bool> alive = alive_;
-  auto* forget = new std::function<void()>([this, alive, box] {
-    if (!alive.expired()) dialogs_.erase(GTK_WINDOW(box));
+  ask(alert, [this, alive, dialog, type](const AlertAnswer& answer) {
+    // Gone with the view, which answered it as cancelled.
+    if (alive.expired() || !scriptDialogs_.erase(dialog)) return;
+    const bool ok = answer.button == 0;
+    if (type == WEBKIT_SCRIPT_DIALOG_CONFIRM || type == WEBKIT_SCRIPT_DIALOG_BEFORE_UNLOAD_CONFIRM)
+      webkit_script_dialog_confirm_set_confirmed(dialog, ok);
+    // Without a text the prompt answers null, as for Cancel.
+    if (type == WEBKIT_SCRIPT_DIALOG_PROMPT && ok && answer.text)
+      webkit_script_dialog_prompt_set_text(dialog, answer.text->c_str());
+    webkit_script_dialog_close(dialog);
+    webkit_script_dialog_unref(dialog);
   });
-  g_signal_connect_data(
-      box, "destroy", G_CALLBACK(+[](GtkWidget*, gpointer data) { (*static_cast<std::function<void()>*>(data))(); }),
-      forget, [](gpointer data, GClosure*) { delete static_cast<std::function<void()>*>(data); }, GConnectFlags(0));
-  gtk_window_present(GTK_WINDOW(box));
-  if (answer->entry) gtk_widget_grab_focus(answer->entry);
   return true;
 }
 

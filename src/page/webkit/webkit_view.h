@@ -85,6 +85,13 @@ class WebKitView final : public WebViewPort {
   GtkWidget* createChild(WebKitNavigationAction* action);
   void childReady(WebKitView* child);
   bool showScriptDialog(WebKitScriptDialog* dialog);
+  // Puts a question over the page; cancelled at once without one, or when
+  // the view has gone by then.
+  void ask(const Alert& alert, std::function<void(const AlertAnswer&)> answered);
+  // A script waiting on its dialog holds up every navigation of the view:
+  // the browser's own close them first (the page drops their questions when
+  // the navigation starts).
+  void closeScriptDialogs();
   bool showFileChooser(WebKitFileChooserRequest* request);
   bool receiveMessage(WebKitUserMessage* message);
   // What our web process extension answers a question: whether it went
@@ -118,8 +125,9 @@ class WebKitView final : public WebViewPort {
   // Windows a site opened, kept until WebKit says they are ready to show.
   std::vector<std::unique_ptr<WebKitView>> pendingChildren_;
   std::function<void()> onReadyToShow_;
-  // Dialogs and choosers on screen for this view, closed with it.
-  std::set<GtkWindow*> dialogs_;
+  // Script dialogs waiting for the user, answered as cancelled if the view
+  // goes first; file choosers on screen, closed with it.
+  std::set<WebKitScriptDialog*> scriptDialogs_;
   std::set<GtkNativeDialog*> choosers_;
   // The main frame's navigation in progress has failed.
   bool navigationFailed_ = false;

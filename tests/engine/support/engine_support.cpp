@@ -71,6 +71,14 @@ bool RecordingEvents::webViewOpenedWindow(std::unique_ptr<WebViewPort> child) {
   return true;
 }
 
+Alert RecordingEvents::answerNext(const AlertAnswer& answer) {
+  if (!runUntil([&] { return !asked.empty(); })) return {"no question", "", {}};
+  auto [alert, answered] = std::move(asked.front());
+  asked.pop_front();
+  answered(answer);
+  return alert;
+}
+
 std::vector<FrameMessage> RecordingEvents::messagesNamed(const std::string& name) const {
   std::vector<FrameMessage> found;
   for (const auto& message : messages)
@@ -133,31 +141,6 @@ GtkWindow* shownWindow(GType type) {
   return nullptr;
 }
 
-GtkMessageDialog* shownDialog() {
-  GtkWindow* dialog = shownWindow(GTK_TYPE_MESSAGE_DIALOG);
-  return dialog ? GTK_MESSAGE_DIALOG(dialog) : nullptr;
-}
-
-GtkMessageDialog* awaitDialog() {
-  runUntil([] { return shownDialog() != nullptr; });
-  return shownDialog();
-}
-
-std::string textOf(gpointer widget, const char* property) {
-  char* value = nullptr;
-  g_object_get(widget, property, &value, nullptr);
-  std::string result = value ? value : "";
-  g_free(value);
-  return result;
-}
-
-GtkWidget* inMessageArea(GtkMessageDialog* dialog, GType type) {
-  GtkWidget* area = gtk_message_dialog_get_message_area(dialog);
-  for (GtkWidget* child = gtk_widget_get_first_child(area); child; child = gtk_widget_get_next_sibling(child))
-    if (G_TYPE_CHECK_INSTANCE_TYPE(child, type)) return child;
-  return nullptr;
-}
-
 namespace {
 void collect(GtkWidget* root, GtkAccessibleRole role, std::vector<GtkWidget*>& out) {
   for (GtkWidget* child = gtk_widget_get_first_child(root); child; child = gtk_widget_get_next_sibling(child)) {
@@ -172,6 +155,44 @@ std::vector<GtkWidget*> withRole(GtkWidget* root, GtkAccessibleRole role) {
   std::vector<GtkWidget*> found;
   collect(root, role, found);
   return found;
+}
+
+GtkWidget* shownCard(GtkWidget* root) {
+  for (GtkWidget* card : withRole(root, GTK_ACCESSIBLE_ROLE_ALERT_DIALOG))
+    if (gtk_widget_get_mapped(card)) return card;
+  return nullptr;
+}
+
+GtkWidget* awaitCard(GtkWidget* root) {
+  runUntil([&] { return shownCard(root) != nullptr; });
+  return shownCard(root);
+}
+
+namespace {
+void describe(GtkWidget* root, std::vector<std::string>& parts) {
+  for (GtkWidget* child = gtk_widget_get_first_child(root); child; child = gtk_widget_get_next_sibling(child)) {
+    if (!gtk_widget_get_visible(child)) continue;
+    if (GTK_IS_ENTRY(child))
+      parts.push_back(std::string("[") + gtk_editable_get_text(GTK_EDITABLE(child)) + "]");
+    else if (GTK_IS_CHECK_BUTTON(child))
+      parts.push_back(std::string(gtk_check_button_get_active(GTK_CHECK_BUTTON(child)) ? "[x] " : "[ ] ") +
+                      gtk_check_button_get_label(GTK_CHECK_BUTTON(child)));
+    else if (GTK_IS_BUTTON(child))
+      parts.push_back(gtk_button_get_label(GTK_BUTTON(child)));
+    else if (GTK_IS_LABEL(child))
+      parts.push_back(gtk_label_get_text(GTK_LABEL(child)));
+    else
+      describe(child, parts);
+  }
+}
+}  // namespace
+
+std::string cardText(GtkWidget* card) {
+  std::vector<std::string> parts;
+  describe(card, parts);
+  std::string text;
+  for (auto& part : parts) text += (text.empty() ? "" : " | ") + part;
+  return text;
 }
 
 bool accessibleNameIs(GtkWidget* widget, const std::string& name, GtkAccessibleProperty property) {

@@ -4,6 +4,7 @@
 #include <gtk/gtk.h>
 
 #include <chrono>
+#include <deque>
 #include <filesystem>
 #include <functional>
 #include <memory>
@@ -47,8 +48,16 @@ class RecordingEvents : public WebViewEvents {
   void webViewClosed() override { ++closes; }
   void webViewNeedsAttention() override { ++attention; }
   void webViewCrashed() override { ++crashes; }
+  void webViewAsk(const Alert& alert, std::function<void(const AlertAnswer&)> answered) override {
+    asked.emplace_back(alert, std::move(answered));
+  }
+  // Waits for the next question the view puts and gives it `answer`; what it asked ("no question" on time-out).
+  Alert answerNext(const AlertAnswer& answer);
 
   std::vector<FrameMessage> messagesNamed(const std::string& name) const;
+
+ private:
+  std::deque<std::pair<Alert, std::function<void(const AlertAnswer&)>>> asked;
 };
 
 bool loadAndWait(WebViewPort& view, RecordingEvents& events, const Url& url);
@@ -69,10 +78,12 @@ extern const std::string kTinyGif;  // a 1x1 transparent GIF
 std::string readFile(const std::filesystem::path& path);
 
 GtkWindow* shownWindow(GType type);
-GtkMessageDialog* shownDialog();
-GtkMessageDialog* awaitDialog();  // the dialog once it is shown, nullptr on time-out
-std::string textOf(gpointer widget, const char* property = "text");
-GtkWidget* inMessageArea(GtkMessageDialog* dialog, GType type);
+// The question card on screen under `root` (by its accessible role), nullptr when none; awaitCard waits for one.
+GtkWidget* shownCard(GtkWidget* root);
+GtkWidget* awaitCard(GtkWidget* root);
+// What a card shows, in order, joined by " | ": its texts, "[field text]", "[ ] box" or "[x] box", the buttons from the
+// left.
+std::string cardText(GtkWidget* card);
 
 std::vector<GtkWidget*> withRole(GtkWidget* root, GtkAccessibleRole role);
 bool accessibleNameIs(GtkWidget* widget, const std::string& name,
