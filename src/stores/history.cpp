@@ -7,8 +7,10 @@
 #include <algorithm>
 #include <atomic>
 #include <cstdlib>
+#include <iterator>
 #include <mutex>
 #include <thread>
+#include <utility>
 
 #include "core/log.h"
 #include "core/parallel.h"
@@ -161,6 +163,7 @@ void History::finishLoading(Loaded loaded) {
   records_ = std::move(loaded.records);
   if (recordedWhileLoading) scheduleSave();
   changed_.emit();
+  if (!mergeWhenLoaded_.empty()) merge(std::exchange(mergeWhenLoaded_, {}));
 }
 
 double History::now() const { return toReferenceSeconds(scheduler_.wallNow()); }
@@ -192,6 +195,30 @@ void History::updateTitle(const std::string& title, const Url& url) {
   titled->title = title;
   records_.put(std::move(titled));  // rebuilds the haystack from the new title
   didChange();
+}
+
+std::size_t History::merge(std::vector<HistoryEntry> entries) {
+  if (!isLoaded_) {
+    std::move(entries.begin(), entries.end(), std::back_inserter(mergeWhenLoaded_));
+    return 0;
+  }
+  std::size_t changed = 0;
+  for (auto& entry : entries) {
+    if (entry.url.scheme() != "http" && entry.url.scheme() != "https") continue;
+    entry.visits = std::max<int64_t>(entry.visits, 1);
+    if (const HistoryEntry* mine = records_.find(entry.url.str())) {
+      if (entry.visits <= mine->visits && entry.lastVisited <= mine->lastVisited &&
+          (!mine->title.empty() || entry.title.empty()))
+        continue;
+      entry.visits = std::max(entry.visits, mine->visits);
+      entry.lastVisited = std::max(entry.lastVisited, mine->lastVisited);
+      if (!mine->title.empty()) entry.title = mine->title;
+    }
+    records_.put(std::make_shared<const HistoryEntry>(std::move(entry)));
+    ++changed;
+  }
+  if (changed) didChange();
+  return changed;
 }
 
 void History::remove(const Url& url) {

@@ -37,6 +37,12 @@ class History {
   void recordVisit(const Url& url);
   // Records a page title; a title never creates an entry.
   void updateTitle(const std::string& title, const Url& url);
+  // Brings over entries from elsewhere (another browser): an address
+  // already here keeps the larger visit count, the later visit and its own
+  // title unless it has none, so bringing the same entries twice changes
+  // nothing. Anything but http and https is ignored. Before the file has
+  // loaded, the entries wait for it. Returns how many entries changed.
+  std::size_t merge(std::vector<HistoryEntry> entries);
   void remove(const Url& url);
   void clear();
   // Writes at once and returns when the file is written (at quit).
@@ -96,6 +102,7 @@ class History {
   // write, and not written at all unless the user changed something.
   bool fileUnreadable_ = false;
   bool changedByUser_ = false;
+  std::vector<HistoryEntry> mergeWhenLoaded_;
   int writesUnfinished_ = 0;  // writes whose finish has not reached this thread
   std::shared_ptr<Link> link_;
   sigc::signal<void()> changed_;
