@@ -38,7 +38,10 @@ void Browser::findImportSources() {
 }
 
 void Browser::importFrom(const ImportSource& source, std::function<void(const ImportResult&)> done) {
-  if (isImporting.get()) return;
+  if (isImporting.get()) {
+    if (done) done(ImportResult{0, 0, "An import is already under way"});
+    return;
+  }
   isImporting = true;
   const std::string from = source.browser;
   show("Importing from " + from + "… 0 %");
@@ -73,8 +76,7 @@ void Browser::importFrom(const ImportSource& source, std::function<void(const Im
         }
         result.pages = data.pages.size();
         if (history_) history_->merge(importedHistory(std::move(data)));
-        show("Imported " + groupedNumber(result.pages) + (result.pages == 1 ? " page" : " pages") + " and " +
-             groupedNumber(result.pins) + (result.pins == 1 ? " pin" : " pins") + " from " + from);
+        show(importedSummary(result.pages, result.pins, from));
       }
       if (done) done(result);
     });

@@ -337,6 +337,11 @@ std::string groupedNumber(std::size_t n) {
   return out;
 }
 
+std::string importedSummary(std::size_t pages, std::size_t pins, const std::string& from) {
+  return "Imported " + groupedNumber(pages) + (pages == 1 ? " page" : " pages") + " and " + groupedNumber(pins) +
+         (pins == 1 ? " pin" : " pins") + " from " + from;
+}
+
 std::string ImportSource::detail() const {
   auto counted = [](std::size_t n, const char* one, const char* many) {
     return groupedNumber(n) + " " + (n == 1 ? one : many);

@@ -59,5 +59,7 @@ std::optional<std::string> countImportSource(ImportSource& source);
 
 // "1,234"
 std::string groupedNumber(std::size_t n);
+// "Imported 1,234 pages and 12 pins from Firefox"
+std::string importedSummary(std::size_t pages, std::size_t pins, const std::string& from);
 
 }  // namespace quillo
