@@ -55,7 +55,9 @@ int importCommand(const std::string& what, std::ostream& out, std::ostream& err)
     if (!AppSupport::save(encodePins(pins), "pins.json")) return 1;
   }
   const std::size_t pages = data.pages.size();
-  history.merge(importedHistory(std::move(data)));
+  bool merged = false;
+  history.merge(importedHistory(std::move(data)), [&](std::size_t) { merged = true; });
+  while (!merged) g_main_context_iteration(nullptr, TRUE);
   history.saveNow();
   out << importedSummary(pages, added, source->browser) << "\n";
   return 0;

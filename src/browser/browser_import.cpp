@@ -57,7 +57,6 @@ void Browser::importFrom(const ImportSource& source, std::function<void(const Im
     auto read = std::make_shared<std::variant<ImportedData, std::string>>(readImportSource(source, progress));
     link->post([this, token, from, read, done] {
       if (!alive(token)) return;
-      isImporting = false;
       ImportResult result;
       if (auto* error = std::get_if<std::string>(&*read)) {
         result.error = *error;
@@ -75,9 +74,19 @@ void Browser::importFrom(const ImportSource& source, std::function<void(const Im
           pins = std::move(edited);
         }
         result.pages = data.pages.size();
-        if (history_) history_->merge(importedHistory(std::move(data)));
-        show(importedSummary(result.pages, result.pins, from));
+        auto finished = [this, token, from, result, done](std::size_t) {
+          if (!alive(token)) return;
+          show(importedSummary(result.pages, result.pins, from));
+          isImporting = false;
+          if (done) done(result);
+        };
+        if (history_)
+          history_->merge(importedHistory(std::move(data)), finished);
+        else
+          finished(0);
+        return;
       }
+      isImporting = false;
       if (done) done(result);
     });
   }).detach();

@@ -163,7 +163,7 @@ void History::finishLoading(Loaded loaded) {
   records_ = std::move(loaded.records);
   if (recordedWhileLoading) scheduleSave();
   changed_.emit();
-  if (!mergeWhenLoaded_.empty()) merge(std::exchange(mergeWhenLoaded_, {}));
+  if (!merges_.empty()) mergeSlice();
 }
 
 double History::now() const { return toReferenceSeconds(scheduler_.wallNow()); }
@@ -197,28 +197,50 @@ void History::updateTitle(const std::string& title, const Url& url) {
   didChange();
 }
 
-std::size_t History::merge(std::vector<HistoryEntry> entries) {
-  if (!isLoaded_) {
-    std::move(entries.begin(), entries.end(), std::back_inserter(mergeWhenLoaded_));
-    return 0;
+struct History::Merge {
+  std::vector<HistoryEntry> entries;
+  std::function<void(std::size_t)> done;
+  std::size_t next = 0, changed = 0;
+};
+
+void History::merge(std::vector<HistoryEntry> entries, std::function<void(std::size_t)> done) {
+  merges_.push_back(std::make_shared<Merge>(Merge{std::move(entries), std::move(done)}));
+  if (isLoaded_ && merges_.size() == 1) mergeSlice();
+}
+
+bool History::mergeOne(HistoryEntry&& entry) {
+  if (entry.url.scheme() != "http" && entry.url.scheme() != "https") return false;
+  entry.visits = std::max<int64_t>(entry.visits, 1);
+  if (const HistoryEntry* mine = records_.find(entry.url.str())) {
+    if (entry.visits <= mine->visits && entry.lastVisited <= mine->lastVisited &&
+        (!mine->title.empty() || entry.title.empty()))
+      return false;
+    entry.visits = std::max(entry.visits, mine->visits);
+    entry.lastVisited = std::max(entry.lastVisited, mine->lastVisited);
+    if (!mine->title.empty()) entry.title = mine->title;
   }
-  std::size_t changed = 0;
-  for (auto& entry : entries) {
-    if (entry.url.scheme() != "http" && entry.url.scheme() != "https") continue;
-    entry.visits = std::max<int64_t>(entry.visits, 1);
-    if (const HistoryEntry* mine = records_.find(entry.url.str())) {
-      if (entry.visits <= mine->visits && entry.lastVisited <= mine->lastVisited &&
-          (!mine->title.empty() || entry.title.empty()))
-        continue;
-      entry.visits = std::max(entry.visits, mine->visits);
-      entry.lastVisited = std::max(entry.lastVisited, mine->lastVisited);
-      if (!mine->title.empty()) entry.title = mine->title;
-    }
-    records_.put(std::make_shared<const HistoryEntry>(std::move(entry)));
-    ++changed;
+  records_.put(std::make_shared<const HistoryEntry>(std::move(entry)));
+  return true;
+}
+
+void History::mergeSlice() {
+  // About 10 ms of work at a time.
+  constexpr std::size_t kSlice = 4000;
+  auto merge = merges_.front();
+  auto& entries = merge->entries;
+  // Keeping the indexes in order entry by entry costs more than building
+  // them once at the end.
+  if (entries.size() - merge->next > kSlice) records_.dropIndexes();
+  const std::size_t end = std::min(entries.size(), merge->next + kSlice);
+  for (; merge->next < end; ++merge->next) merge->changed += mergeOne(std::move(entries[merge->next]));
+  if (merge->next < entries.size()) {
+    nextSlice_ = scheduler_.post([this] { mergeSlice(); });
+    return;
   }
-  if (changed) didChange();
-  return changed;
+  merges_.pop_front();
+  if (merge->changed) didChange();
+  if (merge->done) merge->done(merge->changed);
+  if (!merges_.empty()) nextSlice_ = scheduler_.post([this] { mergeSlice(); });
 }
 
 void History::remove(const Url& url) {

@@ -338,6 +338,13 @@ void HistoryRecords::prepare() const {
   indexed_ = true;
 }
 
+void HistoryRecords::dropIndexes() {
+  indexed_ = false;
+  byRecency_.list.clear();
+  byBound_.list.clear();
+  hosts_.clear();
+}
+
 // --- URL lookup ------------------------------------------------------------
 
 uint32_t HistoryRecords::lookup(std::string_view url, uint32_t hash) const {

@@ -106,6 +106,9 @@ class HistoryRecords {
   bool keepMostRecent(std::size_t limit);
   // Builds the indexes now instead of at the first search.
   void prepare() const;
+  // Forgets the indexes, so that many puts in a row need not keep them in
+  // order one by one; prepare() or the next search builds them afresh.
+  void dropIndexes();
 
   // Positions of at most `limit` records whose haystack contains every word
   // (every record when there are none), best first, ties by position.
