@@ -307,24 +307,20 @@ int QuilloApplication::on_command_line(const Glib::RefPtr<Gio::ApplicationComman
       commandLine->printerr("quillo: nothing to open for \"" + argument + "\"\n");
   }
   g_strfreev(argv);
-  if (importing) {
-    importFor(commandLine, *importing, cwd);
-    return 0;
-  }
+  if (importing) return importFor(commandLine, *importing, cwd);
   if (browser_ && !urls.empty()) browser_->openIncoming(urls);
   if (actions.empty()) present();
   for (const auto& action : actions) activate_action(action);
   return 0;
 }
 
-void QuilloApplication::importFor(const Glib::RefPtr<Gio::ApplicationCommandLine>& commandLine, std::string what,
-                                  const std::string& cwd) {
+int QuilloApplication::importFor(const Glib::RefPtr<Gio::ApplicationCommandLine>& commandLine, std::string what,
+                                 const std::string& cwd) {
   if (what.find('/') != std::string::npos && !g_path_is_absolute(what.c_str())) what = cwd + "/" + what;
   auto source = importSourceNamed(what);
   if (!source || !browser_) {
     commandLine->printerr("quillo: no browser history found for \"" + what + "\"\n");
-    commandLine->set_exit_status(1);
-    return;
+    return 1;
   }
   // Started for this alone (another Quillo quit meanwhile): no window, and
   // gone once done. The terminal waits until the command line is let go.
@@ -339,6 +335,7 @@ void QuilloApplication::importFor(const Glib::RefPtr<Gio::ApplicationCommandLine
                          }
                          if (windowless) quit();
                        });
+  return 0;
 }
 
 void QuilloApplication::on_open(const type_vec_files& files, const Glib::ustring&) {

@@ -58,8 +58,8 @@ class QuilloApplication : public Gtk::Application {
 
  private:
   // --import sent to this (running) Quillo: the answer goes back to the terminal.
-  void importFor(const Glib::RefPtr<Gio::ApplicationCommandLine>& commandLine, std::string what,
-                 const std::string& cwd);
+  // Returns the exit status known at once (the rest is set when done).
+  int importFor(const Glib::RefPtr<Gio::ApplicationCommandLine>& commandLine, std::string what, const std::string& cwd);
   void present();
   // present(), then the palette opens ready for typing.
   void summon();
