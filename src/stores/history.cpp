@@ -224,15 +224,14 @@ bool History::mergeOne(HistoryEntry&& entry) {
 }
 
 void History::mergeSlice() {
-  // About 10 ms of work at a time.
-  constexpr std::size_t kSlice = 4000;
+  // A couple of tens of milliseconds at most, also over a full history.
+  constexpr std::size_t kSlice = 2000;
   auto merge = merges_.front();
   auto& entries = merge->entries;
-  // Keeping the indexes in order entry by entry costs more than building
-  // them once at the end.
-  if (entries.size() - merge->next > kSlice) records_.dropIndexes();
   const std::size_t end = std::min(entries.size(), merge->next + kSlice);
+  records_.beginBatch();
   for (; merge->next < end; ++merge->next) merge->changed += mergeOne(std::move(entries[merge->next]));
+  records_.endBatch();
   if (merge->next < entries.size()) {
     nextSlice_ = scheduler_.post([this] { mergeSlice(); });
     return;
