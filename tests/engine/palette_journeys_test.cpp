@@ -407,8 +407,12 @@ namespace {
 // A Firefox profile in the home folder: "/import", its row, Return; its page
 // is found by a word of its title, and Ctrl+1 opens its toolbar bookmark.
 TEST_F(PaletteJourney, AnotherBrowsersHistoryAndToolbarComeOverFromThePalette) {
-  const std::string savedHome = g_getenv("HOME");
-  g_setenv("HOME", home.root().c_str(), TRUE);
+  // Other browsers are looked for in the test's home, whatever happens below.
+  struct Home {
+    std::string saved = g_getenv("HOME");
+    explicit Home(const std::string& home) { g_setenv("HOME", home.c_str(), TRUE); }
+    ~Home() { g_setenv("HOME", saved.c_str(), TRUE); }
+  } inHome(home.root());
   auto profile = home.root() / ".mozilla/firefox";
   std::filesystem::create_directories(profile / "p");
   std::ofstream(profile / "profiles.ini") << "[Profile0]\nName=default-release\nIsRelative=1\nPath=p\n";
@@ -447,7 +451,6 @@ TEST_F(PaletteJourney, AnotherBrowsersHistoryAndToolbarComeOverFromThePalette) {
   key("ctrl+1");
   EXPECT_TRUE(waitFor([&] { return address() == url("/gamma.html?toolbar") && browser->current()->pinID; }))
       << address();
-  g_setenv("HOME", savedHome.c_str(), TRUE);
 }
 
 }  // namespace
