@@ -20,7 +20,7 @@ namespace {
 using Kind = ImportSource::Kind;
 
 // Seconds between the epochs other browsers count from and 1 January 2001.
-constexpr double kUnixToReference = 978307200;
+constexpr double kUnixToReference = double(kReferenceDateOffset.count());
 constexpr double kWindowsToUnix = 11644473600;  // 1601-01-01 to 1970-01-01
 
 fs::path homeFolder(fs::path home) {
@@ -193,10 +193,8 @@ std::optional<std::string> readChromiumBookmarks(const fs::path& file, std::vect
     if (!node.is_object()) return;
     if (node.value("type", "") == "url") {
       if (auto url = webAddress(node.value("url", "").c_str())) {
-        double added = 0;
-        std::string when = node.value("date_added", "0");
-        added = fromWindowsMicroseconds(std::strtoll(when.c_str(), nullptr, 10));
-        out.push_back({std::move(*url), node.value("name", ""), added, toolbar});
+        auto added = std::strtoll(node.value("date_added", "0").c_str(), nullptr, 10);
+        out.push_back({std::move(*url), node.value("name", ""), fromWindowsMicroseconds(added), toolbar});
       }
       return;
     }
@@ -205,10 +203,14 @@ std::optional<std::string> readChromiumBookmarks(const fs::path& file, std::vect
       for (const auto& child : *children) walk(child, false);
   };
   const auto& roots = json["roots"];
-  if (auto bar = roots.find("bookmark_bar"); bar != roots.end() && bar->contains("children"))
-    for (const auto& child : (*bar)["children"]) walk(child, child.value("type", "") == "url");
-  for (const char* root : {"other", "synced"})
-    if (auto found = roots.find(root); found != roots.end()) walk(*found, false);
+  try {
+    if (auto bar = roots.find("bookmark_bar"); bar != roots.end() && bar->contains("children"))
+      for (const auto& child : (*bar)["children"]) walk(child, child.is_object() && child.value("type", "") == "url");
+    for (const char* root : {"other", "synced"})
+      if (auto found = roots.find(root); found != roots.end()) walk(*found, false);
+  } catch (const nlohmann::json::exception&) {  // a field of the wrong type
+    return "Couldn't read " + file.string() + ": not a bookmarks file";
+  }
   std::stable_partition(out.begin(), out.end(), [](const ImportedBookmark& b) { return b.onToolbar; });
   return std::nullopt;
 }
@@ -313,7 +315,9 @@ void findChromium(const fs::path& root, const std::string& browser, std::vector<
     const std::string dir = entry.path().filename().string();
     if (dir == "System Profile" || dir == "Guest Profile" || !fs::exists(entry.path() / "History", ec)) continue;
     std::string name = dir;
-    if (names && names->contains(dir) && (*names)[dir].is_object()) name = (*names)[dir].value("name", dir);
+    if (names && names->contains(dir) && (*names)[dir].is_object() &&
+        (*names)[dir].value("name", nlohmann::json()).is_string())
+      name = (*names)[dir]["name"].get<std::string>();
     found.push_back(ImportSource{Kind::chromium, browser, name, entry.path()});
   }
   // "Default" first, then "Profile 1", "Profile 2", … as the folders go.
