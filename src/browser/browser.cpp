@@ -40,6 +40,7 @@ Browser::Browser(WebEngine& engine, Scheduler& scheduler) : engine_(engine), sch
     if (index >= 0 && size_t(index) < units.size()) select(units[size_t(index)]);
   };
   initPalette();
+  linkWorkers();
   scheduleIdleCheck();
 }
 
@@ -47,6 +48,7 @@ Browser::~Browser() {
   currentPageConnection_.disconnect();
   pendingSessionSave_.cancel();
   aliveToken_.reset();
+  unlinkWorkers();
   // Pages must not call back into a browser that is going away.
   auto unwire = [](const PagePtr& page) {
     page->openWindow = nullptr;

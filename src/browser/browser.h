@@ -22,6 +22,7 @@
 #include "core/url.h"
 #include "page/page.h"
 #include "page/web_view_port.h"
+#include "stores/history_import.h"
 
 namespace quillo {
 
@@ -274,6 +275,22 @@ class Browser {
   // Session restore attaches pages only to pins that still exist.
   std::function<bool(const std::string& pinID)> pinExists = [this](const std::string& id) { return hasPin(id); };
 
+  // ---- Importing from other browsers ----
+  // The profiles the import scope lists, counted; none while being looked for.
+  Published<std::optional<std::vector<ImportSource>>> importSources;
+  Published<bool> isImporting{false};
+  struct ImportResult {
+    std::size_t pages = 0, pins = 0;
+    std::optional<std::string> error;
+  };
+  // Looks for other browsers' profiles and counts them, on a worker thread.
+  void findImportSources();
+  // Reads the profile on a worker thread, with its progress in the flash;
+  // then brings its pages into history and its toolbar into the pins, all
+  // at once, and flashes what came over (or why nothing did). `done` gets
+  // the same on the main thread.
+  void importFrom(const ImportSource& source, std::function<void(const ImportResult&)> done = {});
+
   // ---- Reader mode (the current page, the focused side of a split) ----
   void toggleReader();
   void closeReader();
@@ -382,6 +399,11 @@ class Browser {
   SiteZoom* siteZoom_ = nullptr;
   AppLinks* appLinks_ = nullptr;
   IconStore* iconStore_ = nullptr;
+  // Worker threads post back through this; cut when the browser goes.
+  struct WorkerLink;
+  std::shared_ptr<WorkerLink> workers_;
+  void linkWorkers();
+  void unlinkWorkers();
   bool pinsFileUnreadable_ = false;
   bool loadingPalette_ = false;
   // Connections to stores that may outlive the browser; cut on destruction.

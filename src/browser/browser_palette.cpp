@@ -65,7 +65,7 @@ void Browser::initPalette() {
        {&query.changed(), &selectedResult.changed(), &confirmingDeletePinID.changed(), &renamingID.changed(),
         &editingURLPinID.changed(), &isChoosingSplitPartner.changed(), &pages.changed(), &recent.changed(),
         &cycleIndex.changed(), &isComposingNewTab.changed(), &pins.changed(), &quickPinCount.changed(),
-        &scope.changed(), &isFinding.changed(), &findCount.changed(), &findIndex.changed()})
+        &scope.changed(), &isFinding.changed(), &findCount.changed(), &findIndex.changed(), &importSources.changed()})
     signal->connect(notify);
 }
 
@@ -159,6 +159,11 @@ std::vector<PaletteItem> Browser::results() const {
         if (history_)
           for (auto& entry : history_->recent(trimSpaces(query.get()), kHistoryScopeLimit))
             rows.emplace_back(std::move(entry));
+        return rows;
+      case PaletteCommand::importHistory:
+        if (importSources.get())
+          for (auto& source : *importSources.get())
+            if (foldedContains(source.title(), text)) rows.emplace_back(source);
         return rows;
       case PaletteCommand::downloads:
         if (downloadSource_)
@@ -314,6 +319,7 @@ void Browser::enter(PaletteCommand command) {
   addressBarPrefill = std::string();
   addressBarFocusRequests = addressBarFocusRequests.get() + 1;
   if (command == PaletteCommand::login && loginSource_) loginSource_->load();
+  if (command == PaletteCommand::importHistory) findImportSources();
 }
 
 void Browser::leaveScope() {
@@ -455,6 +461,7 @@ void Browser::open(const PaletteItem& item) {
       if (downloadSource_ && !download->isMissing()) downloadSource_->reveal(download);
       return;
     }
+    case PaletteItem::Kind::importSource: importFrom(*item.importSource()); return;
     case PaletteItem::Kind::permission: {
       if (!permissionSource_) return;
       // Ask -> Allow -> Block -> Ask, so Return changes the row in place.
@@ -478,7 +485,8 @@ void Browser::run(PaletteCommand command) {
     case PaletteCommand::permissions:
     case PaletteCommand::pins:
     case PaletteCommand::history:
-    case PaletteCommand::downloads: enter(command); return;
+    case PaletteCommand::downloads:
+    case PaletteCommand::importHistory: enter(command); return;
     case PaletteCommand::split: startSplit(); return;
     case PaletteCommand::unsplit:
       if (page && page->split.lock()) {
@@ -639,7 +647,8 @@ void Browser::removeHighlighted() {
     case PaletteItem::Kind::permission: setPermission(std::nullopt, *item.permission()); return;
     case PaletteItem::Kind::tab:
     case PaletteItem::Kind::command:
-    case PaletteItem::Kind::login: return;
+    case PaletteItem::Kind::login:
+    case PaletteItem::Kind::importSource: return;
   }
 }
 

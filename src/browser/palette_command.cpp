@@ -8,8 +8,8 @@ namespace {
 
 using C = PaletteCommand;
 
-const std::array<PaletteCommandInfo, 15>& table() {
-  static const std::array<PaletteCommandInfo, 15> rows{{
+const std::array<PaletteCommandInfo, 16>& table() {
+  static const std::array<PaletteCommandInfo, 16> rows{{
       {C::login,
        "login",
        {"login", "1password", "password", "otp", "2fa"},
@@ -70,6 +70,13 @@ const std::array<PaletteCommandInfo, 15>& table() {
       {C::pins, "pins", {"pins", "bookmarks"}, "Pins: find, reorder and delete", "Pins", "pin.fill", true},
       {C::history, "history", {"history"}, "History", "History", "clock", true},
       {C::downloads, "downloads", {"downloads"}, "Downloads", "Downloads", "arrow.down.circle", true},
+      {C::importHistory,
+       "importHistory",
+       {"import", "import history", "firefox", "chromium"},
+       "Import history and bookmarks…",
+       "Import",
+       "square.and.arrow.down",
+       true},
       {C::clearHistory,
        "clearHistory",
        {"clear history", "clearhistory"},
@@ -91,9 +98,9 @@ const std::array<PaletteCommandInfo, 15>& table() {
 
 }  // namespace
 
-const std::array<PaletteCommand, 15>& all() {
-  static const std::array<PaletteCommand, 15> list = [] {
-    std::array<PaletteCommand, 15> out{};
+const std::array<PaletteCommand, 16>& all() {
+  static const std::array<PaletteCommand, 16> list = [] {
+    std::array<PaletteCommand, 16> out{};
     for (size_t i = 0; i < out.size(); ++i) out[i] = table()[i].command;
     return out;
   }();
@@ -135,6 +142,7 @@ std::string scopeHint(PaletteCommand scope) {
              " copy address";
     case C::history: return "History · newest first · " + remove + " remove · " + copy + " copy address";
     case C::downloads: return "Downloads · Return shows in folder · " + remove + " remove · " + copy + " copy address";
+    case C::importHistory: return "Other browsers on this computer · Return imports their history and bookmarks";
     default: return choosingHint();
   }
 }

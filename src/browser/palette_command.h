@@ -22,6 +22,7 @@ enum class PaletteCommand {
   pins,
   history,
   downloads,
+  importHistory,
   clearHistory,
   makeDefault,
   exit,
@@ -40,7 +41,7 @@ struct PaletteCommandInfo {
 namespace commands {
 
 // Every command in listing order.
-const std::array<PaletteCommand, 15>& all();
+const std::array<PaletteCommand, 16>& all();
 const PaletteCommandInfo& info(PaletteCommand command);
 inline std::string_view mainName(PaletteCommand command) { return info(command).names.front(); }
 

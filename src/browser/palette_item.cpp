@@ -14,6 +14,7 @@ PaletteItemID PaletteItem::id() const {
     case Kind::history: return "history-" + history()->url.str();
     case Kind::download: return static_cast<const void*>(download()->get());
     case Kind::permission: return "permission-" + permission()->host + "-" + permission()->key();
+    case Kind::importSource: return "import-" + importSource()->folder.string();
   }
   return std::string();
 }
@@ -26,7 +27,8 @@ std::optional<Url> PaletteItem::address() const {
     case Kind::download: return (*download())->source();
     case Kind::command:
     case Kind::login:
-    case Kind::permission: return std::nullopt;
+    case Kind::permission:
+    case Kind::importSource: return std::nullopt;
   }
   return std::nullopt;
 }

@@ -1,4 +1,4 @@
-// One palette row: a pin, tab, command, login, history entry, download or site permission, and its identity.
+// One palette row: a pin, tab, command, login, history entry, download, site permission or browser to import from.
 #pragma once
 #include <memory>
 #include <optional>
@@ -24,8 +24,9 @@ using PaletteItemID = std::variant<std::string, const void*>;
 // One row of the palette. The order of the cases is the order of Kind.
 class PaletteItem {
  public:
-  enum class Kind { pin, tab, command, login, history, download, permission };
-  using Value = std::variant<Pin, PagePtr, PaletteCommand, Login, HistoryEntry, DownloadItemPtr, SitePermission>;
+  enum class Kind { pin, tab, command, login, history, download, permission, importSource };
+  using Value =
+      std::variant<Pin, PagePtr, PaletteCommand, Login, HistoryEntry, DownloadItemPtr, SitePermission, ImportSource>;
 
   // Rows are made straight from their payloads: PaletteItem(pin), PaletteItem(page).
   template <class T, class = std::enable_if_t<!std::is_same_v<std::decay_t<T>, PaletteItem> &&
@@ -41,6 +42,7 @@ class PaletteItem {
   const HistoryEntry* history() const { return std::get_if<HistoryEntry>(&value_); }
   const DownloadItemPtr* download() const { return std::get_if<DownloadItemPtr>(&value_); }
   const SitePermission* permission() const { return std::get_if<SitePermission>(&value_); }
+  const ImportSource* importSource() const { return std::get_if<ImportSource>(&value_); }
 
   PaletteItemID id() const;
   // The address the row stands for, for opening and copying.

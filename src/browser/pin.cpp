@@ -39,6 +39,17 @@ std::string Pin::newID() {
   return id;
 }
 
+std::size_t addToolbarPins(std::vector<Pin>& pins, const std::vector<ImportedBookmark>& bookmarks) {
+  std::size_t added = 0;
+  for (const auto& bookmark : bookmarks) {
+    if (!bookmark.onToolbar) continue;
+    if (std::any_of(pins.begin(), pins.end(), [&](const Pin& pin) { return pin.url == bookmark.url; })) continue;
+    pins.push_back(Pin{Pin::newID(), bookmark.url, bookmark.title, std::nullopt, std::nullopt});
+    ++added;
+  }
+  return added;
+}
+
 nlohmann::json encodePins(const std::vector<Pin>& pins) {
   auto list = nlohmann::json::array();
   for (const auto& pin : pins) {

@@ -8,6 +8,7 @@
 
 #include "core/sources.h"
 #include "core/url.h"
+#include "stores/history_import.h"
 
 namespace quillo {
 
@@ -26,6 +27,10 @@ struct Pin {
   // A fresh identity, in the canonical upper-case form.
   static std::string newID();
 };
+
+// Appends a pin for each toolbar bookmark whose address no pin has yet, in
+// their order; returns how many were added.
+std::size_t addToolbarPins(std::vector<Pin>& pins, const std::vector<ImportedBookmark>& bookmarks);
 
 // "pins.json": an array of {"id", "url", "title", "iconData"?, "customName"?},
 // icons in base64, absent optionals left out.

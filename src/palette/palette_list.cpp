@@ -47,7 +47,8 @@ std::optional<std::string> PaletteList::heading(const PaletteItem& item) {
     case PaletteItem::Kind::history: return "History";
     case PaletteItem::Kind::permission: return item.permission()->host;
     case PaletteItem::Kind::login:
-    case PaletteItem::Kind::download: return std::nullopt;
+    case PaletteItem::Kind::download:
+    case PaletteItem::Kind::importSource: return std::nullopt;
     case PaletteItem::Kind::command:
       switch (*item.command()) {
         case PaletteCommand::login:
@@ -62,6 +63,7 @@ std::optional<std::string> PaletteList::heading(const PaletteItem& item) {
         case PaletteCommand::pins:
         case PaletteCommand::history:
         case PaletteCommand::downloads:
+        case PaletteCommand::importHistory:
         case PaletteCommand::clearHistory:
         case PaletteCommand::makeDefault:
         case PaletteCommand::exit: return "Quillo";
@@ -92,6 +94,9 @@ std::optional<std::string> PaletteList::emptyNotice(const Browser& browser, cons
     case PaletteCommand::downloads: return typed ? "No downloads match" : "Nothing downloaded yet";
     // An empty list must still say why it is empty.
     case PaletteCommand::history: return typed ? "No history matches" : "Nothing in history yet";
+    case PaletteCommand::importHistory:
+      if (!browser.importSources.get()) return "Looking for other browsers…";
+      return typed ? "No browsers match" : "No other browser's history found";
     case PaletteCommand::pins:
       return typed ? "No pins match" : "No pins yet · " + keyLabel(kCtrl, "D") + " pins the page you are on";
     case PaletteCommand::login: {

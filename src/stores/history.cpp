@@ -7,8 +7,10 @@
 #include <algorithm>
 #include <atomic>
 #include <cstdlib>
+#include <iterator>
 #include <mutex>
 #include <thread>
+#include <utility>
 
 #include "core/log.h"
 #include "core/parallel.h"
@@ -161,6 +163,7 @@ void History::finishLoading(Loaded loaded) {
   records_ = std::move(loaded.records);
   if (recordedWhileLoading) scheduleSave();
   changed_.emit();
+  if (!merges_.empty()) mergeSlice();
 }
 
 double History::now() const { return toReferenceSeconds(scheduler_.wallNow()); }
@@ -192,6 +195,51 @@ void History::updateTitle(const std::string& title, const Url& url) {
   titled->title = title;
   records_.put(std::move(titled));  // rebuilds the haystack from the new title
   didChange();
+}
+
+struct History::Merge {
+  std::vector<HistoryEntry> entries;
+  std::function<void(std::size_t)> done;
+  std::size_t next = 0, changed = 0;
+};
+
+void History::merge(std::vector<HistoryEntry> entries, std::function<void(std::size_t)> done) {
+  merges_.push_back(std::make_shared<Merge>(Merge{std::move(entries), std::move(done)}));
+  if (isLoaded_ && merges_.size() == 1) mergeSlice();
+}
+
+bool History::mergeOne(HistoryEntry&& entry) {
+  if (entry.url.scheme() != "http" && entry.url.scheme() != "https") return false;
+  entry.visits = std::max<int64_t>(entry.visits, 1);
+  if (const HistoryEntry* mine = records_.find(entry.url.str())) {
+    if (entry.visits <= mine->visits && entry.lastVisited <= mine->lastVisited &&
+        (!mine->title.empty() || entry.title.empty()))
+      return false;
+    entry.visits = std::max(entry.visits, mine->visits);
+    entry.lastVisited = std::max(entry.lastVisited, mine->lastVisited);
+    if (!mine->title.empty()) entry.title = mine->title;
+  }
+  records_.put(std::make_shared<const HistoryEntry>(std::move(entry)));
+  return true;
+}
+
+void History::mergeSlice() {
+  // A couple of tens of milliseconds at most, also over a full history.
+  constexpr std::size_t kSlice = 2000;
+  auto merge = merges_.front();
+  auto& entries = merge->entries;
+  const std::size_t end = std::min(entries.size(), merge->next + kSlice);
+  records_.beginBatch();
+  for (; merge->next < end; ++merge->next) merge->changed += mergeOne(std::move(entries[merge->next]));
+  records_.endBatch();
+  if (merge->next < entries.size()) {
+    nextSlice_ = scheduler_.post([this] { mergeSlice(); });
+    return;
+  }
+  merges_.pop_front();
+  if (merge->changed) didChange();
+  if (merge->done) merge->done(merge->changed);
+  if (!merges_.empty()) nextSlice_ = scheduler_.post([this] { mergeSlice(); });
 }
 
 void History::remove(const Url& url) {

@@ -4,7 +4,9 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <deque>
 #include <filesystem>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -37,6 +39,14 @@ class History {
   void recordVisit(const Url& url);
   // Records a page title; a title never creates an entry.
   void updateTitle(const std::string& title, const Url& url);
+  // Brings over entries from elsewhere (another browser): an address
+  // already here keeps the larger visit count, the later visit and its own
+  // title unless it has none, so bringing the same entries twice changes
+  // nothing. Anything but http and https is ignored. Before the file has
+  // loaded, the entries wait for it. Many entries are merged a slice per
+  // turn of the main loop, so typing goes on meanwhile; `done` then gets how
+  // many entries changed, and the file is saved once after.
+  void merge(std::vector<HistoryEntry> entries, std::function<void(std::size_t changed)> done = {});
   void remove(const Url& url);
   void clear();
   // Writes at once and returns when the file is written (at quit).
@@ -96,6 +106,11 @@ class History {
   // write, and not written at all unless the user changed something.
   bool fileUnreadable_ = false;
   bool changedByUser_ = false;
+  struct Merge;
+  void mergeSlice();
+  bool mergeOne(HistoryEntry&& entry);
+  std::deque<std::shared_ptr<Merge>> merges_;  // the first is under way once loaded
+  TaskHandle nextSlice_;
   int writesUnfinished_ = 0;  // writes whose finish has not reached this thread
   std::shared_ptr<Link> link_;
   sigc::signal<void()> changed_;

@@ -338,6 +338,41 @@ void HistoryRecords::prepare() const {
   indexed_ = true;
 }
 
+void HistoryRecords::endBatch() {
+  batching_ = false;
+  if (batched_.empty()) return;
+  std::sort(batched_.begin(), batched_.end());
+  batched_.erase(std::unique(batched_.begin(), batched_.end()), batched_.end());
+  std::vector<bool> redone(size());
+  for (uint32_t p : batched_) redone[p] = true;
+  // Out with their old places, then the newcomers sorted and merged in:
+  // the same order a put at a time gives.
+  auto redo = [&](Order& order, auto key) {
+    auto& list = order.list;
+    list.erase(std::remove_if(list.begin(), list.end(), [&](uint32_t p) { return redone[p]; }), list.end());
+    std::vector<std::pair<double, uint32_t>> fresh;
+    fresh.reserve(batched_.size());
+    for (uint32_t p : batched_) fresh.emplace_back(key(p), p);
+    auto before = [](const std::pair<double, uint32_t>& a, const std::pair<double, uint32_t>& b) {
+      return a.first > b.first || (a.first == b.first && a.second < b.second);
+    };
+    std::sort(fresh.begin(), fresh.end(), before);
+    std::vector<uint32_t> merged;
+    merged.reserve(list.size() + fresh.size());
+    std::size_t i = 0;
+    for (uint32_t p : list) {
+      const std::pair<double, uint32_t> here{key(p), p};
+      for (; i < fresh.size() && before(fresh[i], here); ++i) merged.push_back(fresh[i].second);
+      merged.push_back(p);
+    }
+    for (; i < fresh.size(); ++i) merged.push_back(fresh[i].second);
+    list = std::move(merged);
+  };
+  redo(byRecency_, [this](uint32_t p) { return orderKey(stats_[p].lastVisited); });
+  redo(byBound_, [this](uint32_t p) { return stats_[p].boundKey; });
+  batched_.clear();
+}
+
 // --- URL lookup ------------------------------------------------------------
 
 uint32_t HistoryRecords::lookup(std::string_view url, uint32_t hash) const {
@@ -446,12 +481,12 @@ void HistoryRecords::put(EntryPtr entry) {
     Cold& c = cold_[p];
     bool retitled = c.entry->title != entry->title;
     bool moved = stats_[p].visits != entry->visits || !(stats_[p].lastVisited == entry->lastVisited);
-    if (indexed_ && moved) unindex(p);
+    if (indexed_ && moved && !batching_) unindex(p);
     retire(c.entry);
     c.entry = std::move(entry);
     setStats(p, *c.entry);
     if (indexed_ && moved) {
-      reindex(p);
+      batching_ ? batched_.push_back(p) : reindex(p);
       hosts_.touch(p);
     }
     if (retitled) {
@@ -484,7 +519,7 @@ void HistoryRecords::put(EntryPtr entry) {
   storeText(p, true);
   tableInsert(p);
   if (indexed_) {
-    reindex(p);
+    batching_ ? batched_.push_back(p) : reindex(p);
     hosts_.add(*this, p);
   }
 }

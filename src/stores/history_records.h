@@ -106,6 +106,11 @@ class HistoryRecords {
   bool keepMostRecent(std::size_t limit);
   // Builds the indexes now instead of at the first search.
   void prepare() const;
+  // Many puts in a row: the orders take the new and changed records in one
+  // pass at the end rather than one insert each. Nothing else may happen
+  // to the records in between.
+  void beginBatch() { batching_ = true; }
+  void endBatch();
 
   // Positions of at most `limit` records whose haystack contains every word
   // (every record when there are none), best first, ties by position.
@@ -212,6 +217,8 @@ class HistoryRecords {
   std::size_t unusualTimes_ = 0;  // records whose last visit is not a finite number
   bool holdCompaction_ = false;   // while putAll still points into the buffer
   bool holdReleased_ = false;
+  bool batching_ = false;
+  std::vector<uint32_t> batched_;  // positions the orders take at endBatch
   std::vector<EntryPtr> released_;
 
   mutable std::vector<uint64_t> mask_;  // the candidates of the current search

@@ -1,5 +1,8 @@
 // Journeys through the palette and the browser's keys, in the real window.
+#include <sqlite3.h>
+
 #include <cmath>
+#include <fstream>
 
 #include "app/gtk/desktop_services.h"
 #include "core/app_support.h"
@@ -441,6 +444,61 @@ TEST_F(PaletteJourney, PinRowKeysReorderAndNumberPinsAndEditTheirAddresses) {
   EXPECT_EQ(saved(), "/beta.html /alpha.html /gamma.html ") << "the pin is left as it was";
   edit(url("/beta.html?edited"));
   EXPECT_EQ(saved(), "/beta.html?edited /alpha.html /gamma.html ");
+}
+
+}  // namespace
+}  // namespace quillo::test
+
+namespace quillo::test {
+namespace {
+
+// A Firefox profile in the home folder: "/import", its row, Return; its page
+// is found by a word of its title, and Ctrl+1 opens its toolbar bookmark.
+TEST_F(PaletteJourney, AnotherBrowsersHistoryAndToolbarComeOverFromThePalette) {
+  // Other browsers are looked for in the test's home, whatever happens below.
+  struct Home {
+    std::string saved = g_getenv("HOME");
+    explicit Home(const std::string& home) { g_setenv("HOME", home.c_str(), TRUE); }
+    ~Home() { g_setenv("HOME", saved.c_str(), TRUE); }
+  } inHome(home.root());
+  auto profile = home.root() / ".mozilla/firefox";
+  std::filesystem::create_directories(profile / "p");
+  std::ofstream(profile / "profiles.ini") << "[Profile0]\nName=default-release\nIsRelative=1\nPath=p\n";
+  sqlite3* db = nullptr;
+  ASSERT_EQ(sqlite3_open((profile / "p/places.sqlite").c_str(), &db), SQLITE_OK);
+  const std::string sql =
+      "CREATE TABLE moz_places (id INTEGER PRIMARY KEY, url LONGVARCHAR, title LONGVARCHAR, rev_host LONGVARCHAR, "
+      "visit_count INTEGER DEFAULT 0, hidden INTEGER DEFAULT 0 NOT NULL, typed INTEGER DEFAULT 0 NOT NULL, frecency "
+      "INTEGER DEFAULT -1 NOT NULL, last_visit_date INTEGER , guid TEXT, foreign_count INTEGER DEFAULT 0 NOT NULL, "
+      "url_hash INTEGER DEFAULT 0 NOT NULL);"
+      "CREATE TABLE moz_bookmarks (id INTEGER PRIMARY KEY, type INTEGER, fk INTEGER DEFAULT NULL, parent INTEGER, "
+      "position INTEGER, title LONGVARCHAR, keyword_id INTEGER, folder_type TEXT, dateAdded INTEGER, lastModified "
+      "INTEGER, guid TEXT, syncStatus INTEGER NOT NULL DEFAULT 0, syncChangeCounter INTEGER NOT NULL DEFAULT 1);"
+      "INSERT INTO moz_places (id, url, title, visit_count, last_visit_date) VALUES (1, '" +
+      url("/beta.html?walrus") + "', 'Walrus migration notes', 3, 1714521600000000), (2, '" +
+      url("/gamma.html?toolbar") +
+      "', 'Toolbar', 0, NULL);"
+      "INSERT INTO moz_bookmarks (id, type, fk, parent, position, title, dateAdded, guid) VALUES "
+      "(1, 2, NULL, 0, 0, '', 0, 'root________'), (2, 2, NULL, 1, 0, 'toolbar', 0, 'toolbar_____'), "
+      "(3, 1, 2, 2, 0, 'On the toolbar', 1714521600000000, 'bookmark0001');";
+  ASSERT_EQ(sqlite3_exec(db, sql.c_str(), nullptr, nullptr, nullptr), SQLITE_OK) << sqlite3_errmsg(db);
+  sqlite3_close(db);
+
+  openPalette();
+  type("/import");
+  ASSERT_TRUE(waitFor([&] { return highlightIs("Import history and bookmarks…"); }));
+  key("Return");
+  ASSERT_TRUE(waitFor([&] { return highlightIs("Firefox · default-release, 1 page · 1 bookmark"); })) << caption();
+  key("Return");
+  EXPECT_TRUE(waitFor([&] { return caption() == "Imported 1 page and 1 pin from Firefox"; })) << caption();
+
+  openPalette();
+  type("walrus");
+  EXPECT_TRUE(waitFor([&] { return rowShown(row("Walrus migration notes")); })) << fieldText();
+  key("Escape");
+  key("ctrl+1");
+  EXPECT_TRUE(waitFor([&] { return address() == url("/gamma.html?toolbar") && browser->current()->pinID; }))
+      << address();
 }
 
 }  // namespace

@@ -102,6 +102,7 @@ class BrowserTest : public ::testing::Test {
       case PaletteItem::Kind::download: return "download:" + (*item.download())->filename();
       case PaletteItem::Kind::permission:
         return "permission:" + item.permission()->host + "/" + item.permission()->key();
+      case PaletteItem::Kind::importSource: return "import:" + item.importSource()->title();
     }
     return "?";
   }

@@ -291,8 +291,13 @@ int QuilloApplication::on_command_line(const Glib::RefPtr<Gio::ApplicationComman
   std::string cwd = commandLine->get_cwd();
   std::vector<Url> urls;
   std::vector<std::string> actions;
+  std::optional<std::string> importing;
   for (int i = 1; i < argc; ++i) {
     std::string argument = argv[i];
+    if (argument == "--import" && i + 1 < argc) {
+      importing = argv[++i];
+      continue;
+    }
     if (argument.rfind("--", 0) == 0) {
       for (auto [option, action] : kOptionActions)
         if (argument == option) actions.push_back(action);
@@ -304,9 +309,34 @@ int QuilloApplication::on_command_line(const Glib::RefPtr<Gio::ApplicationComman
       commandLine->printerr("quillo: nothing to open for \"" + argument + "\"\n");
   }
   g_strfreev(argv);
+  if (importing) return importFor(commandLine, *importing, cwd);
   if (browser_ && !urls.empty()) browser_->openIncoming(urls);
   if (actions.empty()) present();
   for (const auto& action : actions) activate_action(action);
+  return 0;
+}
+
+int QuilloApplication::importFor(const Glib::RefPtr<Gio::ApplicationCommandLine>& commandLine, std::string what,
+                                 const std::string& cwd) {
+  if (what.find('/') != std::string::npos && !g_path_is_absolute(what.c_str())) what = cwd + "/" + what;
+  auto source = importSourceNamed(what);
+  if (!source || !browser_) {
+    commandLine->printerr("quillo: no browser history found for \"" + what + "\"\n");
+    return 1;
+  }
+  // Started for this alone (another Quillo quit meanwhile): no window, and
+  // gone once done. The terminal waits until the command line is let go.
+  const bool windowless = !window_ || !window_->get_visible();
+  browser_->importFrom(*source,
+                       [this, commandLine, windowless, from = source->browser](const Browser::ImportResult& result) {
+                         if (result.error) {
+                           commandLine->printerr("quillo: " + *result.error + "\n");
+                           commandLine->set_exit_status(1);
+                         } else {
+                           commandLine->print(importedSummary(result.pages, result.pins, from) + "\n");
+                         }
+                         if (windowless) quit();
+                       });
   return 0;
 }
 

@@ -57,6 +57,9 @@ class QuilloApplication : public Gtk::Application {
   void after_emit_vfunc(const Glib::VariantBase& platformData) override;
 
  private:
+  // --import sent to this (running) Quillo: the answer goes back to the terminal.
+  // Returns the exit status known at once (the rest is set when done).
+  int importFor(const Glib::RefPtr<Gio::ApplicationCommandLine>& commandLine, std::string what, const std::string& cwd);
   void present();
   // present(), then the palette opens ready for typing.
   void summon();

@@ -53,7 +53,7 @@ void showIcon(Gtk::Image& image, const IconChoice& choice, TextureCache& cache, 
 namespace paletteicons {
 
 std::string forSymbol(std::string_view symbol) {
-  static const std::array<std::pair<std::string_view, const char*>, 15> table = {{
+  static const std::array<std::pair<std::string_view, const char*>, 16> table = {{
       {"key.fill", "dialog-password-symbolic"},
       {"hand.raised.fill", "security-high-symbolic"},
       {"rectangle.split.2x1", "view-dual-symbolic"},
@@ -66,6 +66,7 @@ std::string forSymbol(std::string_view symbol) {
       {"pin.fill", "view-pin-symbolic"},
       {"clock", "document-open-recent-symbolic"},
       {"arrow.down.circle", "folder-download-symbolic"},
+      {"square.and.arrow.down", "document-revert-symbolic"},
       {"trash", "user-trash-symbolic"},
       {"globe", "web-browser-symbolic"},
       {"power", "system-shutdown-symbolic"},

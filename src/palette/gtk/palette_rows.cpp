@@ -368,6 +368,13 @@ class ItemRow final : public PaletteRow {
         look.removeLabel = "Remove from List";
         break;
       }
+      case PaletteItem::Kind::importSource: {
+        const ImportSource& source = *item.importSource();
+        look.title = source.title();
+        look.address = source.detail();
+        look.icon.fallback = paletteicons::kHistory;
+        break;
+      }
       case PaletteItem::Kind::permission: {
         const SitePermission& permission = *item.permission();
         auto* permissions = host_.permissions();
