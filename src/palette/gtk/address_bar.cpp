@@ -131,6 +131,7 @@ std::string AddressBar::placeholder() const {
       case PaletteCommand::pins: return "Find a pin";
       case PaletteCommand::history: return "Search history";
       case PaletteCommand::downloads: return "Find a download";
+      case PaletteCommand::importHistory: return "Find a browser";
       default: break;
     }
   }
