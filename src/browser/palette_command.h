@@ -17,6 +17,10 @@ enum class PaletteCommand {
   mute,
   pictureInPicture,
   reader,
+  hint,
+  hintBackground,
+  hintBeside,
+  hintCopy,
   reopen,
   privateTab,
   pins,
@@ -41,7 +45,7 @@ struct PaletteCommandInfo {
 namespace commands {
 
 // Every command in listing order.
-const std::array<PaletteCommand, 16>& all();
+const std::array<PaletteCommand, 20>& all();
 const PaletteCommandInfo& info(PaletteCommand command);
 inline std::string_view mainName(PaletteCommand command) { return info(command).names.front(); }
 

@@ -1,0 +1,109 @@
+// Journeys through link hints: Alt+J tags what can be clicked, in cross-origin frames too, and keys choose one.
+#include "engine/support/journey.h"
+
+namespace quillo::test {
+namespace {
+
+class HintsJourney : public Journey {
+ protected:
+  void SetUp() override {
+    Journey::SetUp();
+    if (IsSkipped() || HasFatalFailure()) return;
+    // Thirty items make two-letter labels, so "s" begins labels rather than being one.
+    std::string items;
+    for (int i = 1; i <= 30; ++i)
+      items += "<a href='/item" + std::to_string(i) + ".html'>Item " + std::to_string(i) + "</a> ";
+    server.html("/hints.html",
+                "<!doctype html><title>Hints page</title><style>a{margin:2px;font:12px sans-serif}</style>" + items +
+                    "<p><a href='/signed.html'>Sign in</a> <input id=field placeholder='Your name' value='Ann '>"
+                    "<a style='display:none' href='/secret.html'>Secret</a>"
+                    "<span style='position:relative'><a href='/covered.html'>Covered</a>"
+                    "<span style='position:absolute;inset:0;background:#fff'></span></span></p>"
+                    "<iframe src='" +
+                    framed.url("/frame.html") + "' width=300 height=80></iframe>");
+    framed.html("/frame.html",
+                "<!doctype html><button onclick=\"fetch('/pressed');this.textContent='Pressed'\">Press me</button>");
+    server.html("/signed.html", "<title>Signed</title>");
+  }
+
+  // Alt+J (or another chord) and the tags are there.
+  void showHints(const std::string& chord = "alt+j") {
+    key(chord);
+    ASSERT_TRUE(waitFor([&] { return !browser->hintTargets().empty(); })) << chord << " shows hints";
+  }
+  std::string labelOf(const std::string& text) {
+    for (auto& target : browser->hintTargets())
+      if (target.text == text) return target.label;
+    ADD_FAILURE() << "no tag on " << text;
+    return "";
+  }
+  bool tagged(const std::string& text) {
+    for (auto& target : browser->hintTargets())
+      if (target.text == text) return true;
+    return false;
+  }
+  int hosts(const PagePtr& page) {
+    return std::stoi(pageScript(page, "document.querySelectorAll('quillo-hints').length"));
+  }
+
+  TestServer framed{"127.0.0.2"};
+};
+
+TEST_F(HintsJourney, EscapeFramesFieldsAndBackgroundTabs) {
+  auto page = openPage("/hints.html");
+  ASSERT_TRUE(waitFor([&] { return framed.count("/frame.html") > 0; }));
+  showHints();
+  EXPECT_EQ(browser->hintTargets().size(), 33u) << "30 items, Sign in, the field and the frame's button";
+  EXPECT_FALSE(tagged("Secret")) << "display:none";
+  EXPECT_FALSE(tagged("Covered")) << "under another element";
+  EXPECT_TRUE(tagged("Press me")) << "in the cross-origin frame";
+  EXPECT_EQ(browser->hintTargets().front().label.size(), 1u) << "the nearest get the shortest labels";
+  EXPECT_EQ(hosts(page), 1);
+
+  // Escape: nothing done, no tags left.
+  key("Escape");
+  ASSERT_TRUE(waitFor([&] { return !browser->hintsShown.get() && hosts(page) == 0; }));
+  EXPECT_EQ(address(), url("/hints.html"));
+
+  // A label in the cross-origin frame clicks its button.
+  showHints();
+  type(labelOf("Press me"));
+  ASSERT_TRUE(waitFor([&] { return framed.count("/pressed") == 1; })) << "the frame's button was clicked";
+  EXPECT_FALSE(browser->hintsShown.get());
+
+  // A field's label puts the caret at its end, and typing goes there.
+  showHints();
+  type(labelOf("Your name"));
+  ASSERT_TRUE(waitFor([&] { return !browser->hintsShown.get(); }));
+  type("Lee");
+  ASSERT_TRUE(waitFor([&] { return pageScript(page, "document.getElementById('field').value") == "Ann Lee"; }))
+      << pageScript(page, "document.getElementById('field').value");
+
+  // Alt+Shift+J: the link opens in a background tab, saved with the session.
+  const auto tabs = browser->pages->size();
+  showHints("alt+shift+j");
+  EXPECT_FALSE(tagged("Your name")) << "links only";
+  type(labelOf("Item 3"));
+  ASSERT_TRUE(waitFor([&] { return browser->pages->size() == tabs + 1; }));
+  EXPECT_EQ(browser->current(), page);
+  browser->saveSession();
+  EXPECT_NE(TempHome::read(home.data("session.json")).find(url("/item3.html")), std::string::npos);
+}
+
+TEST_F(HintsJourney, LabelsFollowLinksAndTextNarrowsToOne) {
+  auto page = openPage("/hints.html");
+  showHints();
+  type(labelOf("Item 2"));
+  ASSERT_TRUE(waitFor([&] { return address() == url("/item2.html"); })) << address();
+
+  page = openPage("/hints.html");
+  showHints();
+  type("sign");
+  ASSERT_TRUE(nextFrames(3));
+  EXPECT_TRUE(browser->hintsShown.get()) << "no label is \"sign\"";
+  key("Return");
+  ASSERT_TRUE(waitFor([&] { return address() == url("/signed.html"); })) << address();
+}
+
+}  // namespace
+}  // namespace quillo::test
