@@ -61,7 +61,7 @@ const std::array<PaletteCommandInfo, 20>& table() {
        false},
       {C::hint,
        "hint",
-       {"hint", "follow link", "click"},
+       {"hint", "follow link"},
        "Hints: follow a link or click by keys (Alt+J)",
        "Hints: follow a link or click by keys (Alt+J)",
        "link",

@@ -103,6 +103,23 @@ TEST_F(HintsJourney, LabelsFollowLinksAndTextNarrowsToOne) {
   EXPECT_TRUE(browser->hintsShown.get()) << "no label is \"sign\"";
   key("Return");
   ASSERT_TRUE(waitFor([&] { return address() == url("/signed.html"); })) << address();
+
+  // From the palette: a link's address copied, then a link opened beside the page.
+  struct KeptText : Clipboard {
+    std::string text;
+    void setText(const std::string& copied) override { text = copied; }
+  } clipboard;
+  browser->attach(clipboard);
+  page = openPage("/hints.html");
+  enter("/hint copy");
+  ASSERT_TRUE(waitFor([&] { return !browser->hintTargets().empty(); }));
+  type(labelOf("Item 4"));
+  ASSERT_TRUE(waitFor([&] { return clipboard.text == url("/item4.html"); }));
+  EXPECT_EQ(browser->flash.get(), std::optional<std::string>("Copied 127.0.0.1"));
+  enter("/hint beside");
+  ASSERT_TRUE(waitFor([&] { return !browser->hintTargets().empty(); }));
+  type(labelOf("Item 5"));
+  ASSERT_TRUE(waitFor([&] { return browser->currentSplit() && address() == url("/item5.html"); })) << address();
 }
 
 }  // namespace
