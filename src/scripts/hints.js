@@ -98,11 +98,12 @@ globalThis.quilloHints ??= (() => {
       labels = all[token] || [];
       if (!labels.length) return clear();
       host = document.createElement("quillo-hints");
-      host.style.cssText = "all:initial;position:fixed;left:0;top:0;width:0;height:0;z-index:2147483647;pointer-events:none";
+      host.style.cssText = "all:initial;display:block;position:fixed;left:0;top:0;width:100%;height:100%;" +
+        "z-index:2147483647;pointer-events:none";
       const root = host.attachShadow({mode: "closed"});
-      let html = "<style>b{position:fixed;box-sizing:border-box;padding:1px 4px;font:bold 11px/1.2 sans-serif;" +
-        "text-transform:uppercase;color:#fff;background:#1c1c1e;border:1px solid #e8e8e8;border-radius:3px;" +
-        "box-shadow:0 1px 3px #0008;white-space:nowrap}i{font-style:normal;color:#8e8e93}</style>";
+      let html = "<style>b{position:absolute;box-sizing:border-box;padding:1px 4px;font:bold 11px/1.2 sans-serif;" +
+        "text-transform:uppercase;color:#fff;background:#1c1c1e;border:1px solid #e8e8e8;" +
+        "white-space:nowrap}i{font-style:normal;color:#8e8e93}</style>";
       for (let i = 0; i < labels.length && i < places.length; ++i)
         html += "<b style=\"left:" + places[i][0] + "px;top:" + places[i][1] + "px\">" + labels[i] + "</b>";
       root.innerHTML = html;
