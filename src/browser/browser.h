@@ -131,8 +131,8 @@ class Browser {
   // ---- Link hints (browser_hints.cpp) ----
   // What choosing a hint does: follow it (click, focus or load in this tab),
   // or, for links only, open it in a background tab, beside the page, or
-  // copy its address.
-  enum class HintAction { follow, background, beside, copy };
+  // copy its address, or download it.
+  enum class HintAction { follow, background, beside, copy, download };
   // While set the window sends typed keys to the hints, not the page.
   Published<bool> hintsShown{false};
   // Tags what can be clicked (or the links) in view, in every frame of the

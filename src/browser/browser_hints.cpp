@@ -182,6 +182,7 @@ void Browser::actOnHint(size_t index) {
                                                  break;
                                                case HintAction::beside: openBeside(page, *url); break;
                                                case HintAction::copy: copy(*url); break;
+                                               case HintAction::download: page->webView().download(*url); break;
                                              }
                                            }
                                            // The keyboard goes to the page: a chosen field takes typing at once.

@@ -8,8 +8,8 @@ namespace {
 
 using C = PaletteCommand;
 
-const std::array<PaletteCommandInfo, 20>& table() {
-  static const std::array<PaletteCommandInfo, 20> rows{{
+const std::array<PaletteCommandInfo, 21>& table() {
+  static const std::array<PaletteCommandInfo, 21> rows{{
       {C::login,
        "login",
        {"login", "1password", "password", "otp", "2fa"},
@@ -87,6 +87,13 @@ const std::array<PaletteCommandInfo, 20>& table() {
        "Hints: copy a link's address",
        "link",
        false},
+      {C::hintDownload,
+       "hintDownload",
+       {"hint download", "download link"},
+       "Hints: download a link",
+       "Hints: download a link",
+       "arrow.down.circle",
+       false},
       {C::reopen,
        "reopen",
        {"reopen", "undo close"},
@@ -126,9 +133,9 @@ const std::array<PaletteCommandInfo, 20>& table() {
 
 }  // namespace
 
-const std::array<PaletteCommand, 20>& all() {
-  static const std::array<PaletteCommand, 20> list = [] {
-    std::array<PaletteCommand, 20> out{};
+const std::array<PaletteCommand, 21>& all() {
+  static const std::array<PaletteCommand, 21> list = [] {
+    std::array<PaletteCommand, 21> out{};
     for (size_t i = 0; i < out.size(); ++i) out[i] = table()[i].command;
     return out;
   }();

@@ -21,6 +21,7 @@ enum class PaletteCommand {
   hintBackground,
   hintBeside,
   hintCopy,
+  hintDownload,
   reopen,
   privateTab,
   pins,
@@ -45,7 +46,7 @@ struct PaletteCommandInfo {
 namespace commands {
 
 // Every command in listing order.
-const std::array<PaletteCommand, 20>& all();
+const std::array<PaletteCommand, 21>& all();
 const PaletteCommandInfo& info(PaletteCommand command);
 inline std::string_view mainName(PaletteCommand command) { return info(command).names.front(); }
 

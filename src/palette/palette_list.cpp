@@ -61,7 +61,8 @@ std::optional<std::string> PaletteList::heading(const PaletteItem& item) {
         case PaletteCommand::hint:
         case PaletteCommand::hintBackground:
         case PaletteCommand::hintBeside:
-        case PaletteCommand::hintCopy: return "This page";
+        case PaletteCommand::hintCopy:
+        case PaletteCommand::hintDownload: return "This page";
         case PaletteCommand::reopen:
         case PaletteCommand::privateTab: return "Tabs";
         case PaletteCommand::pins:

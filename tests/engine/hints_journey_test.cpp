@@ -1,5 +1,8 @@
 // Journeys through link hints: Alt+J tags what can be clicked, in cross-origin frames too, and keys choose one.
+#include "core/app_support.h"
 #include "engine/support/journey.h"
+#include "stores/downloads.h"
+#include "stores/webkit/webkit_downloads.h"
 
 namespace quillo::test {
 namespace {
@@ -24,6 +27,16 @@ class HintsJourney : public Journey {
     framed.html("/frame.html",
                 "<!doctype html><button onclick=\"fetch('/pressed');this.textContent='Pressed'\">Press me</button>");
     server.html("/signed.html", "<title>Signed</title>");
+    server.route("/item6.html", Route{200, "text/plain", "six", {}});
+    std::filesystem::create_directories(folder);
+    downloads = std::make_unique<Downloads>(AppSupport::file(Downloads::kFileName), folder);
+    glue = std::make_unique<WebKitDownloads>(*downloads);
+    browser->attach(*downloads);
+  }
+  void TearDown() override {
+    Journey::TearDown();
+    glue.reset();
+    downloads.reset();
   }
 
   // Alt+J (or another chord) and the tags are there.
@@ -47,6 +60,9 @@ class HintsJourney : public Journey {
   }
 
   TestServer framed{"127.0.0.2"};
+  std::filesystem::path folder = home.root() / "Downloads";
+  std::unique_ptr<Downloads> downloads;
+  std::unique_ptr<WebKitDownloads> glue;
 };
 
 TEST_F(HintsJourney, EscapeFramesFieldsAndBackgroundTabs) {
@@ -104,7 +120,7 @@ TEST_F(HintsJourney, LabelsFollowLinksAndTextNarrowsToOne) {
   key("Return");
   ASSERT_TRUE(waitFor([&] { return address() == url("/signed.html"); })) << address();
 
-  // From the palette: a link's address copied, then a link opened beside the page.
+  // From the palette: a link's address copied, one downloaded, one opened beside the page.
   struct KeptText : Clipboard {
     std::string text;
     void setText(const std::string& copied) override { text = copied; }
@@ -116,6 +132,11 @@ TEST_F(HintsJourney, LabelsFollowLinksAndTextNarrowsToOne) {
   type(labelOf("Item 4"));
   ASSERT_TRUE(waitFor([&] { return clipboard.text == url("/item4.html"); }));
   EXPECT_EQ(browser->flash.get(), std::optional<std::string>("Copied 127.0.0.1"));
+  enter("/hint download");
+  ASSERT_TRUE(waitFor([&] { return !browser->hintTargets().empty(); }));
+  type(labelOf("Item 6"));
+  ASSERT_TRUE(waitFor([&] { return TempHome::read(folder / "item6.html") == "six"; })) << "saved, not shown";
+  EXPECT_EQ(address(), url("/hints.html"));
   enter("/hint beside");
   ASSERT_TRUE(waitFor([&] { return !browser->hintTargets().empty(); }));
   type(labelOf("Item 5"));
