@@ -84,6 +84,16 @@ globalThis.quilloHints ??= (() => {
         places.push(place);
         items.push([place[0], place[1], textOf(element)]);
       }
+      // A label around its check box needs no tag of its own when the box has one.
+      const tagged = new Set(elements);
+      for (let i = elements.length - 1; i >= 0; --i) {
+        const control = elements[i].localName === "label" ? elements[i].control : null;
+        if (control && elements[i].contains(control) && tagged.has(control)) {
+          elements.splice(i, 1);
+          places.splice(i, 1);
+          items.splice(i, 1);
+        }
+      }
       const frames = [];
       for (const frame of document.querySelectorAll("iframe,frame")) {
         const box = frame.getBoundingClientRect();

@@ -19,6 +19,8 @@ class HintsJourney : public Journey {
     server.html("/hints.html",
                 "<!doctype html><title>Hints page</title><style>a{margin:2px;font:12px sans-serif}</style>" + items +
                     "<p><a href='/signed.html'>Sign in</a> <input id=field placeholder='Your name' value='Ann '>"
+                    "<label><input type=checkbox id=box aria-label=Remember> Remember</label> "
+                    "<input type=checkbox id=other> <label for=other>Other</label>"
                     "<a style='display:none' href='/secret.html'>Secret</a>"
                     "<span style='position:relative'><a href='/covered.html'>Covered</a>"
                     "<span style='position:absolute;inset:0;background:#fff'></span></span></p>"
@@ -69,7 +71,8 @@ TEST_F(HintsJourney, EscapeFramesFieldsAndBackgroundTabs) {
   auto page = openPage("/hints.html");
   ASSERT_TRUE(waitFor([&] { return framed.count("/frame.html") > 0; }));
   showHints();
-  EXPECT_EQ(browser->hintTargets().size(), 33u) << "30 items, Sign in, the field and the frame's button";
+  EXPECT_EQ(browser->hintTargets().size(), 36u)
+      << "30 items, Sign in, the field, two check boxes, a label apart from its box, and the frame's button";
   EXPECT_FALSE(tagged("Secret")) << "display:none";
   EXPECT_FALSE(tagged("Covered")) << "under another element";
   EXPECT_TRUE(tagged("Press me")) << "in the cross-origin frame";
@@ -94,6 +97,11 @@ TEST_F(HintsJourney, EscapeFramesFieldsAndBackgroundTabs) {
   type("Lee");
   ASSERT_TRUE(waitFor([&] { return pageScript(page, "document.getElementById('field').value") == "Ann Lee"; }))
       << pageScript(page, "document.getElementById('field').value");
+
+  // A check box's label ticks it.
+  showHints();
+  type(labelOf("Other"));
+  ASSERT_TRUE(waitFor([&] { return pageScript(page, "document.getElementById('other').checked") == "true"; }));
 
   // Alt+Shift+J: the link opens in a background tab, saved with the session.
   const auto tabs = browser->pages->size();
