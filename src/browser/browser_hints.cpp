@@ -24,6 +24,8 @@ const char* modeName(Browser::HintAction action) { return action == Browser::Hin
 
 void Browser::startHints(HintAction action) {
   if (hints_) return endHints();
+  // The tags are the page's: the palette gives way, as Escape would.
+  if (chrome.isHeldOpen.get()) toggleBar();
   auto page = current();
   if (!page || page->isUnloaded()) return;
   const unsigned request = ++hintRequests_;

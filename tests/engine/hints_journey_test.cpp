@@ -70,7 +70,9 @@ class HintsJourney : public Journey {
 TEST_F(HintsJourney, EscapeFramesFieldsAndBackgroundTabs) {
   auto page = openPage("/hints.html");
   ASSERT_TRUE(waitFor([&] { return framed.count("/frame.html") > 0; }));
+  openPalette();
   showHints();
+  EXPECT_FALSE(listShown()) << "the palette gives way";
   EXPECT_EQ(browser->hintTargets().size(), 36u)
       << "30 items, Sign in, the field, two check boxes, a label apart from its box, and the frame's button";
   EXPECT_FALSE(tagged("Secret")) << "display:none";
