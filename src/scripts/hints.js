@@ -41,11 +41,14 @@ globalThis.quilloHints ??= (() => {
     element.isContentEditable || element.localName === "textarea" || element.localName === "select" ||
     (element.localName === "input" && typing.test(element.type));
 
+  // Drops the tags and lets go of the page's elements.
   const clear = () => {
     listen(false);
     host?.remove();
     host = null;
     tags = [];
+    elements = [];
+    places = [];
   };
 
   return {
@@ -55,8 +58,6 @@ globalThis.quilloHints ??= (() => {
     collect(linksOnly) {
       clear();
       token = Math.random().toString(36).slice(2);
-      elements = [];
-      places = [];
       const items = [];
       const width = innerWidth, height = innerHeight;
       for (const element of document.querySelectorAll(linksOnly ? links : anything)) {
@@ -106,7 +107,7 @@ globalThis.quilloHints ??= (() => {
     // Draws this frame's tags: `all` maps each frame's token to its labels.
     show(all) {
       labels = all[token] || [];
-      if (!labels.length) return clear();
+      if (!labels.length) return;
       host = document.createElement("quillo-hints");
       host.style.cssText = "all:initial;display:block;position:fixed;left:0;top:0;width:100%;height:100%;" +
         "z-index:2147483647;pointer-events:none";
@@ -142,8 +143,6 @@ globalThis.quilloHints ??= (() => {
     act(which, index, mode) {
       const element = which === token ? elements[index] : null;
       clear();
-      elements = [];
-      places = [];
       if (!element || !element.isConnected) return null;
       const link = element.closest(links);
       const href = link && typeof link.href === "string" ? link.href : "";
