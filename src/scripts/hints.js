@@ -34,7 +34,8 @@ globalThis.quilloHints ??= (() => {
   };
 
   const textOf = (element) =>
-    (element.innerText || element.getAttribute("aria-label") || element.getAttribute("placeholder") ||
+    (element.innerText || element.getAttribute("aria-label") || element.labels?.[0]?.innerText ||
+     element.getAttribute("placeholder") ||
      element.value || element.title || element.alt || "").trim().slice(0, 120);
 
   const editable = (element) =>
