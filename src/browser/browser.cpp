@@ -165,6 +165,8 @@ void Browser::wire(const PagePtr& page) {
   page->onMessage = [this, weak](const FrameMessage& message) {
     auto p = weak.lock();
     if (p && message.name == "quilloNotify" && features.notify) features.notify(p, message);
+    // The page was clicked, scrolled or left while its hints showed.
+    if (p && message.name == "quilloHintsEnd" && hints_ && hints_->page.lock() == p) endHints();
   };
   if (!page->isPrivate()) {
     // Nothing of a private tab reaches the session or history.

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "browser/chrome.h"
+#include "browser/hint_labels.h"
 #include "browser/palette_item.h"
 #include "browser/pin.h"
 #include "browser/split.h"
@@ -126,6 +127,26 @@ class Browser {
   // right (negative: left); Ctrl+Alt+0 centres it. Saved as a drag is.
   void moveDivider(int steps);
   void centreDivider();
+
+  // ---- Link hints (browser_hints.cpp) ----
+  // What choosing a hint does: follow it (click, focus or load in this tab),
+  // or, for links only, open it in a background tab, beside the page, or
+  // copy its address, or download it.
+  enum class HintAction { follow, background, beside, copy, download };
+  // While set the window sends typed keys to the hints, not the page.
+  Published<bool> hintsShown{false};
+  // Tags what can be clicked (or the links) in view, in every frame of the
+  // current page; asked again while shown, ends them.
+  void startHints(HintAction action);
+  // A typed character narrows the tags by label, or by text when it begins
+  // no label; a whole label chooses its element.
+  void typeHint(const std::string& text);
+  void eraseHint();
+  // Return: the first tag still shown.
+  void chooseHint();
+  void endHints();
+  // The tags on the page, in label order; none while hints are not shown.
+  std::vector<HintTarget> hintTargets() const { return hints_ ? hints_->targets : std::vector<HintTarget>{}; }
 
   // ---- Flash messages ----
   Published<std::optional<std::string>> flash;
@@ -377,6 +398,21 @@ class Browser {
   Scheduler& scheduler_;
   std::shared_ptr<DataStore> privateDataStore_;
   std::vector<std::shared_ptr<ContentFilter>> blockLists_;
+  struct Hints {
+    std::weak_ptr<Page> page;
+    std::optional<Url> url;  // the page's when hints began: a navigation ends them
+    HintAction action = HintAction::follow;
+    std::vector<HintTarget> targets;
+    // Each target's frame (by the token its script chose) and index there.
+    std::vector<std::pair<std::string, size_t>> places;
+    std::string typed;
+    sigc::connection watch;
+  };
+  std::optional<Hints> hints_;
+  unsigned hintRequests_ = 0;  // answers to older requests are stale
+  void hintsCollected(unsigned request, std::vector<nlohmann::json> frames);
+  void narrowHints();
+  void actOnHint(size_t index);
   TaskHandle flashTask_;
   // Searches findText from the start (or the end), counting its matches.
   void findAfresh(bool backwards);

@@ -497,6 +497,11 @@ void Browser::run(PaletteCommand command) {
     case PaletteCommand::mute: toggleMuted(page); return;
     case PaletteCommand::pictureInPicture: pictureInPicture(); return;
     case PaletteCommand::reader: toggleReader(); return;
+    case PaletteCommand::hint: startHints(HintAction::follow); return;
+    case PaletteCommand::hintBackground: startHints(HintAction::background); return;
+    case PaletteCommand::hintBeside: startHints(HintAction::beside); return;
+    case PaletteCommand::hintCopy: startHints(HintAction::copy); return;
+    case PaletteCommand::hintDownload: startHints(HintAction::download); return;
     case PaletteCommand::reopen: reopenClosedTab(); return;
     case PaletteCommand::privateTab: newPrivateTab(); return;
     case PaletteCommand::clearHistory: confirmClearingHistory(); return;

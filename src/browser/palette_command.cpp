@@ -8,8 +8,8 @@ namespace {
 
 using C = PaletteCommand;
 
-const std::array<PaletteCommandInfo, 16>& table() {
-  static const std::array<PaletteCommandInfo, 16> rows{{
+const std::array<PaletteCommandInfo, 21>& table() {
+  static const std::array<PaletteCommandInfo, 21> rows{{
       {C::login,
        "login",
        {"login", "1password", "password", "otp", "2fa"},
@@ -59,6 +59,41 @@ const std::array<PaletteCommandInfo, 16>& table() {
        "Reader: just the article, for reading",
        "doc.plaintext",
        false},
+      {C::hint,
+       "hint",
+       {"hint", "follow link"},
+       "Hints: follow a link or click by keys (Alt+J)",
+       "Hints: follow a link or click by keys (Alt+J)",
+       "link",
+       false},
+      {C::hintBackground,
+       "hintBackground",
+       {"hint background", "background tab"},
+       "Hints: open a link in a background tab (Alt+Shift+J)",
+       "Hints: open a link in a background tab (Alt+Shift+J)",
+       "link",
+       false},
+      {C::hintBeside,
+       "hintBeside",
+       {"hint beside", "beside"},
+       "Hints: open a link beside this page",
+       "Hints: open a link beside this page",
+       "rectangle.split.2x1",
+       false},
+      {C::hintCopy,
+       "hintCopy",
+       {"hint copy", "copy link"},
+       "Hints: copy a link's address",
+       "Hints: copy a link's address",
+       "link",
+       false},
+      {C::hintDownload,
+       "hintDownload",
+       {"hint download", "download link"},
+       "Hints: download a link",
+       "Hints: download a link",
+       "arrow.down.circle",
+       false},
       {C::reopen,
        "reopen",
        {"reopen", "undo close"},
@@ -98,9 +133,9 @@ const std::array<PaletteCommandInfo, 16>& table() {
 
 }  // namespace
 
-const std::array<PaletteCommand, 16>& all() {
-  static const std::array<PaletteCommand, 16> list = [] {
-    std::array<PaletteCommand, 16> out{};
+const std::array<PaletteCommand, 21>& all() {
+  static const std::array<PaletteCommand, 21> list = [] {
+    std::array<PaletteCommand, 21> out{};
     for (size_t i = 0; i < out.size(); ++i) out[i] = table()[i].command;
     return out;
   }();

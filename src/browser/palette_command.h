@@ -17,6 +17,11 @@ enum class PaletteCommand {
   mute,
   pictureInPicture,
   reader,
+  hint,
+  hintBackground,
+  hintBeside,
+  hintCopy,
+  hintDownload,
   reopen,
   privateTab,
   pins,
@@ -41,7 +46,7 @@ struct PaletteCommandInfo {
 namespace commands {
 
 // Every command in listing order.
-const std::array<PaletteCommand, 16>& all();
+const std::array<PaletteCommand, 21>& all();
 const PaletteCommandInfo& info(PaletteCommand command);
 inline std::string_view mainName(PaletteCommand command) { return info(command).names.front(); }
 

@@ -239,6 +239,8 @@ class WebViewPort {
   virtual void focus() = 0;
   // Shows the desktop's print dialog for the page.
   virtual void print() = 0;
+  // Saves an address as a download of this view, as a download link would.
+  virtual void download(const Url& url) = 0;
 };
 
 // Makes web views and data stores.

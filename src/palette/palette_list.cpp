@@ -57,7 +57,12 @@ std::optional<std::string> PaletteList::heading(const PaletteItem& item) {
         case PaletteCommand::unsplit:
         case PaletteCommand::mute:
         case PaletteCommand::pictureInPicture:
-        case PaletteCommand::reader: return "This page";
+        case PaletteCommand::reader:
+        case PaletteCommand::hint:
+        case PaletteCommand::hintBackground:
+        case PaletteCommand::hintBeside:
+        case PaletteCommand::hintCopy:
+        case PaletteCommand::hintDownload: return "This page";
         case PaletteCommand::reopen:
         case PaletteCommand::privateTab: return "Tabs";
         case PaletteCommand::pins:

@@ -16,7 +16,7 @@ std::string names(const std::vector<PaletteCommand>& list) {
 
 TEST(PaletteCommandTable, MatchingIsByPrefixOfAWholeName) {
   auto all = commands::matching("");
-  ASSERT_EQ(all.size(), 16u);
+  ASSERT_EQ(all.size(), 21u);
   EXPECT_TRUE(std::equal(all.begin(), all.end(), commands::all().begin())) << "table order";
   EXPECT_EQ(names(commands::matching("pi")), "pictureInPicture pins");
   EXPECT_EQ(names(commands::matching("default browser")), "makeDefault");

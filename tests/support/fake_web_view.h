@@ -111,6 +111,7 @@ class FakeWebView final : public WebViewPort {
   void evaluateInEveryFrame(const std::string& script, bool isolated, EveryFrameDone done) override;
   void focus() override {}
   void print() override {}
+  void download(const Url&) override {}
 
   const ViewConfiguration& configuration() const { return configuration_; }
   const std::vector<Entry>& entries() const { return entries_; }

@@ -36,6 +36,8 @@ const std::vector<BrowserWindow::Command>& BrowserWindow::commands() {
       {"divider-right", "Move Divider Right", {"<Control><Alt>Right"}},
       {"divider-centre", "Centre Divider", {"<Control><Alt>0", "<Control><Alt>KP_0"}},
       {"commands", "Commands", {"<Control>slash"}},
+      {"hints", "Follow a Link by Keys", {"<Alt>j"}},
+      {"hints-background", "Open a Link in a Background Tab by Keys", {"<Alt><Shift>j"}},
       {"cycle", "Switch to Recent Tab", {"<Control>grave", "<Control>Tab"}},
       {"cycle-back",
        "Switch Back Through Recent Tabs",
@@ -94,8 +96,10 @@ BrowserWindow::BrowserWindow(Browser& browser) : browser_(browser), addressBar_(
   pointer->signal_event().connect(
       [this](const Glib::RefPtr<const Gdk::Event>& event) {
         auto type = event->get_event_type();
-        if (type == Gdk::Event::Type::BUTTON_PRESS || type == Gdk::Event::Type::SCROLL)
+        if (type == Gdk::Event::Type::BUTTON_PRESS || type == Gdk::Event::Type::SCROLL) {
           browser_.chrome.pointerPressed(false);
+          browser_.endHints();
+        }
         return false;
       },
       false);
@@ -187,6 +191,8 @@ void BrowserWindow::addActions() {
       {"divider-right", [this] { browser_.moveDivider(1); }},
       {"divider-centre", [this] { browser_.centreDivider(); }},
       {"commands", [this] { browser_.showCommands(); }},
+      {"hints", [this] { browser_.startHints(Browser::HintAction::follow); }},
+      {"hints-background", [this] { browser_.startHints(Browser::HintAction::background); }},
       {"cycle", [this] { browser_.cycle(false); }},
       {"cycle-back", [this] { browser_.cycle(true); }},
   };
@@ -245,6 +251,7 @@ void BrowserWindow::buildMenu() {
   };
   section({"new-tab", "new-private-tab", "reopen-tab", "close-tab"});
   section({"open-location", "commands", "find", "print"});
+  section({"hints", "hints-background"});
   section({"reader", "mute", "zoom-in", "zoom-out", "actual-size"});
   section({"divider-left", "divider-right", "divider-centre"});
   pageSection_ = section({"toggle-pin", "rename-tab"});
@@ -364,6 +371,7 @@ void BrowserWindow::noteGesture(guint keyval, Gdk::ModifierType state, bool pres
 bool BrowserWindow::onKeyPressed(guint keyval, guint, Gdk::ModifierType state) {
   noteGesture(keyval, state, true);
   if (keyval == GDK_KEY_Control_L || keyval == GDK_KEY_Control_R) return false;
+  if (browser_.hintsShown.get() && hintKey(keyval, state)) return true;
   using Key = KeyPress::Key;
   KeyPress press;
   switch (keyval) {
@@ -404,6 +412,26 @@ bool BrowserWindow::onKeyPressed(guint keyval, guint, Gdk::ModifierType state) {
   press.fieldAllSelected =
       press.fieldHasSelection && start == 0 && end == int(g_utf8_strlen(press.fieldText.c_str(), -1));
   return handleKey(browser_, press);
+}
+
+bool BrowserWindow::hintKey(guint keyval, Gdk::ModifierType state) {
+  // Chords (Alt+J again, Ctrl+Tab, …) stay the window's; the page never sees
+  // the letters typed at its tags.
+  const auto chord = Gdk::ModifierType::CONTROL_MASK | Gdk::ModifierType::ALT_MASK | Gdk::ModifierType::SUPER_MASK;
+  if ((state & chord) != Gdk::ModifierType(0)) return false;
+  switch (keyval) {
+    case GDK_KEY_Escape: browser_.endHints(); return true;
+    case GDK_KEY_BackSpace: browser_.eraseHint(); return true;
+    case GDK_KEY_Return:
+    case GDK_KEY_KP_Enter: browser_.chooseHint(); return true;
+    default: break;
+  }
+  gunichar typed = gdk_keyval_to_unicode(keyval);
+  if (typed < 0x20 || typed == 0x7f) return false;
+  char text[8] = {};
+  g_unichar_to_utf8(g_unichar_tolower(typed), text);
+  browser_.typeHint(text);
+  return true;
 }
 
 void BrowserWindow::onKeyReleased(guint keyval, guint, Gdk::ModifierType state) { noteGesture(keyval, state, false); }

@@ -51,6 +51,8 @@ class BrowserWindow : public Gtk::ApplicationWindow {
   bool pagePressed(GtkWidget* view, guint button, const Modifiers& modifiers);
   bool onKeyPressed(guint keyval, guint keycode, Gdk::ModifierType state);
   void onKeyReleased(guint keyval, guint keycode, Gdk::ModifierType state);
+  // A key while link hints show: true when the hints took it.
+  bool hintKey(guint keyval, Gdk::ModifierType state);
   // Tells the chrome about a key for its Ctrl gestures.
   void noteGesture(guint keyval, Gdk::ModifierType state, bool pressed);
 

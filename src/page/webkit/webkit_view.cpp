@@ -721,6 +721,11 @@ bool WebKitView::showFileChooser(WebKitFileChooserRequest* request) {
 
 void WebKitView::focus() { gtk_widget_grab_focus(GTK_WIDGET(view_)); }
 
+void WebKitView::download(const Url& url) {
+  // The session's download-started signal hands it to the downloads list.
+  g_object_unref(webkit_web_view_download_uri(view_, url.str().c_str()));
+}
+
 void WebKitView::print() {
   WebKitPrintOperation* operation = webkit_print_operation_new(view_);
   auto* root = gtk_widget_get_root(GTK_WIDGET(view_));

@@ -72,6 +72,7 @@ class WebKitView final : public WebViewPort {
 
   void focus() override;
   void print() override;
+  void download(const Url& url) override;
 
   // The port around a WebKit view, when it is one of ours.
   static WebKitView* from(WebKitWebView* view);

@@ -53,7 +53,8 @@ void showIcon(Gtk::Image& image, const IconChoice& choice, TextureCache& cache, 
 namespace paletteicons {
 
 std::string forSymbol(std::string_view symbol) {
-  static const std::array<std::pair<std::string_view, const char*>, 16> table = {{
+  static const std::array<std::pair<std::string_view, const char*>, 17> table = {{
+      {"link", "insert-link-symbolic"},
       {"key.fill", "dialog-password-symbolic"},
       {"hand.raised.fill", "security-high-symbolic"},
       {"rectangle.split.2x1", "view-dual-symbolic"},
